@@ -1,0 +1,18 @@
+# Gives a shared library its soname and its one export list, and fails the build where the exported symbols, the prototypes
+# of the public headers named and that list disagree.
+function(kova_exports target map)
+  set_target_properties(${target} PROPERTIES
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    LINK_DEPENDS ${map})
+  target_link_options(${target} PRIVATE LINKER:--version-script=${map} LINKER:-z,relro,-z,now)
+  # Clang's sanitizers leave their functions to the program.
+  if(NOT (KOVA_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL Clang))
+    target_link_options(${target} PRIVATE LINKER:--no-undefined)
+  endif()
+  list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/include/kova/ OUTPUT_VARIABLE headers)
+  set(includes ${PROJECT_SOURCE_DIR}/include ${JSONCPP_INCLUDE_DIRS})
+  list(TRANSFORM includes PREPEND -I)
+  add_custom_command(TARGET ${target} POST_BUILD VERBATIM
+    COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-exports $<TARGET_FILE:${target}> ${map} ${headers}
+            -- ${CMAKE_CXX_COMPILER} ${includes})
+endfunction()

@@ -1,0 +1,198 @@
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <net/if_arp.h>
+#include <netpacket/packet.h>
+#include <openssl/evp.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cctype>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "device.h"
+#include "device_path.h"
+#include "file.h"
+#include "json_lines.h"
+#include "last_error.h"
+#include "text.h"
+
+namespace kova::platform {
+namespace {
+
+constexpr std::string_view kKeyFile = "/var/lib/kova/apikey";
+// Tells the account service for development, instead of the network, which key this device has registered.
+constexpr std::string_view kEnrolmentFile = "/var/lib/kova/apikey.enrolled";
+constexpr mode_t kPrivateFile = 0600;
+constexpr mode_t kPrivateDirectory = 0700;
+constexpr size_t kRandomBytes = 32;
+constexpr size_t kKeyBufferSize = 1024;
+
+// The number of the last failure: 0 for none, 1 for any.
+std::atomic<int> cloudError{0};
+
+template <typename Work>
+int cloudGuarded(Work &&work) noexcept {
+  const int result = guarded(-1, work);
+  if (result < 0) cloudError = 1;
+  return result;
+}
+
+std::string hexadecimal(std::span<const unsigned char> bytes) {
+  constexpr std::string_view digits = "0123456789abcdef";
+  std::string text;
+  for (const unsigned char byte : bytes) text.append({digits[byte >> 4], digits[byte & 15]});
+  return text;
+}
+
+std::string newKey() {
+  std::array<unsigned char, kRandomBytes> bytes;
+  const ssize_t count = retried([&] { return getrandom(bytes.data(), bytes.size(), 0); });
+  if (count != static_cast<ssize_t>(bytes.size())) throw Failure{TLIBC_ERR_DEVICE};
+  return hexadecimal(bytes);
+}
+
+// The key that the key file's text holds; empty where that is no key.
+std::string keyIn(std::string_view text) {
+  const std::string_view key = trimmed(text, isSpace);
+  const bool good = key.size() < kKeyBufferSize && std::all_of(key.begin(), key.end(), [](char c) { return c > ' '; });
+  return std::string(good ? key : "");
+}
+
+std::string storedKey() {
+  try {
+    const FileText text(devicePath(kKeyFile));
+    return keyIn(text.view());
+  } catch (const Failure &failure) {
+    if (failure.number != TLIBC_ERR_NOT_FOUND) throw;
+    return "";
+  }
+}
+
+std::string keyFileToWrite() {
+  std::string path = devicePath(kKeyFile);
+  makeDirectory(path.substr(0, path.rfind('/')), kPrivateDirectory);
+  return path;
+}
+
+std::string storeFirstKey() {
+  std::string key;
+  updateFile(keyFileToWrite(), kPrivateFile, [&](std::string_view text) -> std::optional<std::string> {
+    key = keyIn(text);
+    if (!key.empty()) return std::nullopt;  // another process was faster
+    key = newKey();
+    return key + "\n";
+  });
+  return key;
+}
+
+std::string enrolmentOf(std::string_view key) {
+  std::array<unsigned char, EVP_MAX_MD_SIZE> digest;
+  unsigned size = 0;
+  if (EVP_Digest(key.data(), key.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1) {
+    throw Failure{TLIBC_ERR_DEVICE};
+  }
+  const std::string sha256 = hexadecimal({digest.data(), size});
+  return JsonObject().add("serial", serialNumber()).add("sha256", sha256).text() + "\n";
+}
+
+// The service learns the key before the device keeps it: should the latter fail, the device goes on with a key that the
+// service no longer knows, and registers again. Both happen under the key file's lock, so that they always belong
+// together.
+std::string registerKey() {
+  std::string key = newKey();
+  std::string enrolment = enrolmentOf(key);
+  updateFile(
+      keyFileToWrite(), kPrivateFile,
+      [&](std::string_view) {
+        const FileEdit enrol = [&](std::string_view) { return std::move(enrolment); };
+        updateFile(devicePath(kEnrolmentFile), kPrivateFile, enrol, ExistingMode::replaced);
+        return key + "\n";
+      },
+      ExistingMode::replaced);
+  return key;
+}
+
+std::optional<std::array<unsigned char, 6>> hardwareAddress(const ifaddrs &interface) {
+  if (interface.ifa_addr == nullptr || interface.ifa_addr->sa_family != AF_PACKET) return std::nullopt;
+  sockaddr_ll link;
+  memcpy(&link, interface.ifa_addr, sizeof link);
+  std::array<unsigned char, 6> address;
+  if (link.sll_hatype != ARPHRD_ETHER || link.sll_halen != address.size()) return std::nullopt;
+  std::copy_n(link.sll_addr, address.size(), address.begin());
+  const bool none = std::all_of(address.begin(), address.end(), [](unsigned char byte) { return byte == 0; });
+  if (none || (interface.ifa_flags & IFF_LOOPBACK) != 0) return std::nullopt;
+  return address;
+}
+
+bool isMacAddress(std::string_view text) {
+  if (text.size() != 17) return false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const bool good = i % 3 == 2 ? text[i] == ':' : isxdigit(static_cast<unsigned char>(text[i])) != 0;
+    if (!good) return false;
+  }
+  return true;
+}
+
+std::string firstInterfaceAddress() {
+  ifaddrs *first = nullptr;
+  if (getifaddrs(&first) != 0) throw Failure{TLIBC_ERR_DEVICE};
+  const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> interfaces(first, freeifaddrs);
+  for (const ifaddrs *interface = first; interface != nullptr; interface = interface->ifa_next) {
+    const auto address = hardwareAddress(*interface);
+    if (!address) continue;
+    std::string text;
+    for (size_t i = 0; i < address->size(); ++i) {
+      if (i > 0) text += ':';
+      text += hexadecimal({address->data() + i, 1});
+    }
+    return text;
+  }
+  throw Failure{TLIBC_ERR_DEVICE};
+}
+
+}  // namespace
+}  // namespace kova::platform
+
+using namespace kova::platform;
+
+int TARVCloudServiceGetErrorCode(void) {
+  return cloudError;
+}
+
+int TARVCloudServiceGetMacAddress(char *buffer, size_t size) {
+  return cloudGuarded([&] {
+    require(buffer != nullptr && size > 0);
+    const std::optional<std::string> given = deviceEntry("mac");
+    if (given && !isMacAddress(*given)) throw Failure{TLIBC_ERR_BAD_VALUE};
+    copyText(given ? *given : firstInterfaceAddress(), buffer, size);
+    return 0;
+  });
+}
+
+int TARVCloudServiceGetApiKey(char *key, int create) {
+  return cloudGuarded([&] {
+    require(key != nullptr);
+    std::string stored = storedKey();
+    if (stored.empty() && create != 0) stored = storeFirstKey();
+    if (stored.empty()) throw Failure{TLIBC_ERR_NOT_FOUND};
+    copyText(stored, key, kKeyBufferSize);
+    return 0;
+  });
+}
+
+int TARVCloudServiceRegisterApiKey(char *key) {
+  return cloudGuarded([&] {
+    require(key != nullptr);
+    copyText(registerKey(), key, kKeyBufferSize);
+    return 0;
+  });
+}

@@ -1,0 +1,175 @@
+#include "file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <climits>
+
+#include "last_error.h"
+
+namespace kova::platform {
+namespace {
+
+constexpr size_t kLargestFile = size_t{16} << 20;
+constexpr int kMostLinks = 40;
+// Nothing that stands in a file's place, such as a FIFO or a terminal, can make opening it block or have other effects.
+constexpr int kReadFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+
+int openFailure() {
+  return errno == ENOENT || errno == ENOTDIR ? TLIBC_ERR_NOT_FOUND : TLIBC_ERR_OPEN_FAILED;
+}
+
+Descriptor openToRead(const std::string &path) {
+  Descriptor file(retried([&] { return open(path.c_str(), kReadFlags); }));
+  if (!file) throw Failure{openFailure()};
+  return file;
+}
+
+struct stat statusOf(const Descriptor &file) {
+  struct stat status;
+  if (fstat(file.get(), &status) != 0) throw Failure{TLIBC_ERR_READ_FAILED};
+  return status;
+}
+
+std::string followLinks(std::string path) {
+  for (int links = 0; links < kMostLinks; ++links) {
+    std::array<char, PATH_MAX> target;
+    const ssize_t length = readlink(path.c_str(), target.data(), target.size());
+    if (length < 0) return path;
+    const size_t directory = target[0] == '/' ? 0 : path.rfind('/') + 1;
+    path.replace(directory, path.npos, target.data(), length);
+  }
+  throw Failure{TLIBC_ERR_OPEN_FAILED};
+}
+
+// The file stays: were it removed, a writer could wait for a lock that the next one no longer finds.
+Descriptor takeLock(const Descriptor &directory, const std::string &name) {
+  constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+  Descriptor lock(retried([&] { return openat(directory.get(), name.c_str(), flags, 0600); }));
+  if (!lock || retried([&] { return flock(lock.get(), LOCK_EX); }) != 0) throw Failure{TLIBC_ERR_LOCK_FAILED};
+  return lock;
+}
+
+void writeAll(const Descriptor &file, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = retried([&] { return write(file.get(), text.data(), text.size()); });
+    if (count <= 0) throw Failure{TLIBC_ERR_WRITE_FAILED};
+    text.remove_prefix(count);
+  }
+}
+
+void sync(const Descriptor &file, bool isDirectory) {
+  if (retried([&] { return fsync(file.get()); }) == 0) return;
+  // Some file systems cannot do this with a directory.
+  if (!isDirectory || errno != EINVAL) throw Failure{TLIBC_ERR_WRITE_FAILED};
+}
+
+// A file under construction, removed unless it takes its place.
+class TemporaryFile {
+ public:
+  TemporaryFile(const Descriptor &directory, std::string name) : directory_(directory), name_(std::move(name)) {
+    unlinkat(directory_.get(), name_.c_str(), 0);  // what a killed writer left behind
+    constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
+    file_ = Descriptor(retried([&] { return openat(directory_.get(), name_.c_str(), flags, 0600); }));
+    if (!file_) throw Failure{TLIBC_ERR_WRITE_FAILED};
+  }
+  TemporaryFile(const TemporaryFile &) = delete;
+  TemporaryFile &operator=(const TemporaryFile &) = delete;
+  ~TemporaryFile() {
+    if (file_) unlinkat(directory_.get(), name_.c_str(), 0);
+  }
+
+  // The owner first: a change of owner may take bits off the mode.
+  void setOwner(uid_t user, gid_t group) {
+    const struct stat now = statusOf(file_);
+    if ((now.st_uid != user || now.st_gid != group) && fchown(file_.get(), user, group) != 0) {
+      throw Failure{TLIBC_ERR_WRITE_FAILED};
+    }
+  }
+  void setMode(mode_t mode) {
+    if ((statusOf(file_).st_mode & ALLPERMS) != mode && fchmod(file_.get(), mode) != 0) {
+      throw Failure{TLIBC_ERR_WRITE_FAILED};
+    }
+  }
+  void writeText(std::string_view text) {
+    writeAll(file_, text);
+    sync(file_, false);
+  }
+  void takePlaceOf(const std::string &name) {
+    if (renameat(directory_.get(), name_.c_str(), directory_.get(), name.c_str()) != 0) {
+      throw Failure{TLIBC_ERR_WRITE_FAILED};
+    }
+    file_ = Descriptor();
+  }
+
+ private:
+  const Descriptor &directory_;
+  std::string name_;
+  Descriptor file_;
+};
+
+}  // namespace
+
+FileText::FileText(const std::string &path) : FileText(openToRead(path).get()) {}
+
+void FileText::readFrom(int descriptor) {
+  char *target = buffer_.data();
+  size_t size = buffer_.size();
+  size_t length = 0;
+  while (true) {
+    if (length == size) {
+      if (size >= kLargestFile) throw Failure{TLIBC_ERR_TOO_LONG};
+      if (large_.empty()) large_.assign(target, length);
+      size *= 4;
+      large_.resize(size);
+      target = large_.data();
+    }
+    const ssize_t count = retried([&] { return ::read(descriptor, target + length, size - length); });
+    if (count < 0) throw Failure{TLIBC_ERR_READ_FAILED};
+    if (count == 0) break;
+    length += count;
+  }
+  view_ = {target, length};
+}
+
+void updateFile(const std::string &path, mode_t newMode, const FileEdit &edit, ExistingMode existingMode) {
+  const std::string real = followLinks(path);
+  const size_t slash = real.rfind('/');
+  const std::string name = real.substr(slash + 1);
+  require(slash != real.npos && !name.empty());
+  const std::string parent = real.substr(0, slash + 1);
+  const Descriptor directory(retried([&] { return open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+  if (!directory) throw Failure{openFailure()};
+  const Descriptor lock = takeLock(directory, "." + name + ".lock");
+
+  const Descriptor oldFile(retried([&] { return openat(directory.get(), name.c_str(), kReadFlags | O_NOFOLLOW); }));
+  if (!oldFile && errno != ENOENT) throw Failure{TLIBC_ERR_OPEN_FAILED};
+  std::optional<struct stat> oldStatus;
+  std::optional<FileText> oldText;
+  if (oldFile) {
+    oldStatus = statusOf(oldFile);
+    if (!S_ISREG(oldStatus->st_mode)) throw Failure{TLIBC_ERR_OPEN_FAILED};
+    oldText.emplace(oldFile.get());
+  }
+  const std::optional<std::string> newText = edit(oldText ? oldText->view() : std::string_view());
+  if (!newText) return;
+
+  TemporaryFile newFile(directory, "." + name + ".tmp");
+  if (oldStatus) newFile.setOwner(oldStatus->st_uid, oldStatus->st_gid);
+  const bool keepsMode = oldStatus && existingMode == ExistingMode::kept;
+  newFile.setMode(keepsMode ? oldStatus->st_mode & ALLPERMS : newMode);
+  newFile.writeText(*newText);
+  newFile.takePlaceOf(name);
+  sync(directory, true);
+}
+
+void makeDirectory(const std::string &path, mode_t mode) {
+  if (mkdir(path.c_str(), mode) == 0 || errno == EEXIST) return;
+  const size_t slash = path.rfind('/');
+  if (errno != ENOENT || slash == path.npos || slash == 0) throw Failure{TLIBC_ERR_WRITE_FAILED};
+  makeDirectory(path.substr(0, slash), 0755);
+  if (mkdir(path.c_str(), mode) != 0 && errno != EEXIST) throw Failure{TLIBC_ERR_WRITE_FAILED};
+}
+
+}  // namespace kova::platform

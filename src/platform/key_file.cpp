@@ -1,0 +1,217 @@
+#include "key_file.h"
+
+#include <algorithm>
+#include <array>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "device_path.h"
+#include "file.h"
+#include "last_error.h"
+#include "lines.h"
+#include "string_hash.h"
+#include "string_list.h"
+#include "text.h"
+
+namespace kova::platform {
+namespace {
+
+constexpr mode_t kNewFileMode = 0600;
+
+struct KeyEntry {
+  std::string_view key;
+  std::string_view value;
+
+  bool operator==(const KeyEntry &) const = default;
+};
+
+// The grammar of a line, for reading and for judging what is about to be written. A NUL makes a line no entry: behind
+// it the value could not be told to a caller.
+std::optional<KeyEntry> parseLine(std::string_view line, std::string_view separator) {
+  line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+  if (line.starts_with('#') || line.find('\0') != line.npos) return std::nullopt;
+  const size_t found = separator.size() == 1 ? line.find(separator.front()) : line.find(separator);
+  if (found == line.npos) return std::nullopt;
+  const std::string_view key = trimmed(line.substr(0, found), isBlank);
+  if (key.empty()) return std::nullopt;
+  std::string_view value = line.substr(found + separator.size());
+  value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
+  if (!value.starts_with('"')) return KeyEntry{key, value};
+  value = trimmed(value, isBlank);
+  if (value.size() < 2 || !value.ends_with('"')) return std::nullopt;
+  return KeyEntry{key, value.substr(1, value.size() - 2)};
+}
+
+std::optional<std::string_view> findValue(std::string_view text, std::string_view key, std::string_view separator) {
+  std::optional<std::string_view> value;
+  Line line;
+  for (Lines lines(text); lines.next(line);) {
+    const std::optional<KeyEntry> entry = parseLine(line.text, separator);
+    if (entry && entry->key == key) value = entry->value;
+  }
+  return value;
+}
+
+// A printf format of two "%s" and literal text. It is not given to printf, so that nothing else in it can do harm.
+class LineFormat {
+ public:
+  explicit LineFormat(std::string_view format) {
+    size_t piece = 0;
+    for (size_t i = 0; i < format.size(); ++i) {
+      if (format[i] != '%') {
+        pieces_[piece] += format[i];
+        continue;
+      }
+      const char conversion = ++i < format.size() ? format[i] : '\0';
+      require(conversion == '%' || (conversion == 's' && piece + 1 < pieces_.size()));
+      if (conversion == '%') {
+        pieces_[piece] += '%';
+      } else {
+        ++piece;
+      }
+    }
+    require(piece + 1 == pieces_.size());
+    std::string &last = pieces_.back();
+    if (last.ends_with('\n')) last.pop_back();
+    if (last.ends_with('\r')) last.pop_back();
+
+    std::string_view between = pieces_[1];
+    if (between.ends_with('"')) between.remove_suffix(1);
+    require(!between.empty());
+    separator_ = trimmed(between, isBlank);
+    if (separator_.empty()) separator_ = between.substr(0, 1);
+  }
+
+  const std::string &separator() const { return separator_; }
+
+  // The line for `key`, without a line end; only one that reads back as exactly this key and this value.
+  std::string make(std::string_view key, std::string_view value) const {
+    std::string line;
+    line.append(pieces_[0]).append(key).append(pieces_[1]).append(value).append(pieces_[2]);
+    if (line.find_first_of("\r\n") != line.npos || parseLine(line, separator_) != KeyEntry{key, value}) {
+      throw Failure{TLIBC_ERR_BAD_VALUE};
+    }
+    return line;
+  }
+
+ private:
+  std::array<std::string, 3> pieces_;  // around the two "%s"
+  std::string separator_;
+};
+
+struct NewLine {
+  KeyEntry entry;
+  std::string text;
+  bool written = false;
+};
+
+std::string withNewLines(std::string_view oldText, std::vector<NewLine> lines, std::string_view separator) {
+  std::unordered_map<std::string_view, NewLine *> byKey;
+  for (NewLine &line : lines) byKey.emplace(line.entry.key, &line);
+
+  std::string text;
+  const std::string_view lineEnd = lineEndOf(oldText);
+  const auto write = [&](NewLine &line) {
+    if (std::exchange(line.written, true)) return;
+    if (!text.empty() && !text.ends_with('\n') && !text.ends_with('\r')) text.append(lineEnd);
+    text.append(line.text).append(lineEnd);
+  };
+  Line oldLine;
+  for (Lines oldLines(oldText); oldLines.next(oldLine);) {
+    const std::optional<KeyEntry> entry = parseLine(oldLine.text, separator);
+    const auto replaced = entry ? byKey.find(entry->key) : byKey.end();
+    if (replaced != byKey.end()) {
+      write(*replaced->second);
+    } else {
+      text.append(oldLine.text).append(oldLine.end);
+    }
+  }
+  for (NewLine &line : lines) write(line);
+  return text;
+}
+
+int setKeys(std::string_view file, const std::vector<KeyEntry> &entries, std::string_view line_format) {
+  const LineFormat format(line_format);
+  if (entries.empty()) return 0;
+  std::vector<NewLine> lines;
+  lines.reserve(entries.size());
+  for (const KeyEntry &entry : entries) lines.push_back({entry, format.make(entry.key, entry.value)});
+  updateFile(devicePath(file), kNewFileMode,
+             [&](std::string_view text) { return withNewLines(text, lines, format.separator()); });
+  return 0;
+}
+
+}  // namespace
+
+std::optional<std::string> readKey(std::string_view file, std::string_view key) {
+  try {
+    const FileText text(devicePath(file));
+    return std::optional<std::string>(findValue(text.view(), key, "="));
+  } catch (const Failure &failure) {
+    if (failure.number != TLIBC_ERR_NOT_FOUND) throw;
+    return std::nullopt;
+  }
+}
+
+}  // namespace kova::platform
+
+using namespace kova::platform;
+
+int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSzHash *hash, const char *separator) {
+  return guarded(-1, [&] {
+    require(file != nullptr && keys != nullptr && hash != nullptr && separator != nullptr && *separator != '\0');
+    const FileText text(devicePath(file));
+    const auto &items = keys->items();
+    std::vector<std::optional<std::string_view>> values(items.size());
+    Line line;
+    for (Lines lines(text.view()); lines.next(line);) {
+      const std::optional<KeyEntry> entry = parseLine(line.text, separator);
+      if (!entry) continue;
+      const auto key = std::find(items.begin(), items.end(), entry->key);
+      if (key != items.end()) values[key - items.begin()] = entry->value;
+    }
+    int found = 0;
+    for (size_t i = 0; i < values.size(); ++i) {
+      if (!values[i]) continue;
+      hash->set(items[i], *values[i]);
+      ++found;
+    }
+    return found;
+  });
+}
+
+int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int flags, const char *line_format) {
+  return guarded(-1, [&] {
+    require(file != nullptr && hash != nullptr && flags == 0 && line_format != nullptr);
+    std::vector<KeyEntry> entries;
+    entries.reserve(hash->entries().size());
+    for (const TLIBCSzHash::Entry &entry : hash->entries()) entries.push_back({entry.key, entry.value});
+    return setKeys(file, entries, line_format);
+  });
+}
+
+int TLIBCFileGetKeyValue(const char *file, const char *key, char *buffer, size_t size, int flags) {
+  return guarded(-1, [&] {
+    require(file != nullptr && key != nullptr && buffer != nullptr && size > 0 && flags == 0);
+    const FileText text(devicePath(file));
+    const std::string_view value = findValue(text.view(), key, "=").value_or("");
+    copyText(value, buffer, size);
+    return static_cast<int>(value.size());
+  });
+}
+
+int TLIBCFileCheckKeyValue(const char *file, const char *key, const char *value, int flags) {
+  return guarded(-1, [&] {
+    require(file != nullptr && key != nullptr && value != nullptr && flags == 0);
+    const FileText text(devicePath(file));
+    return findValue(text.view(), key, "=") == std::string_view(value) ? 1 : 0;
+  });
+}
+
+int TLIBCINFOSetKeyValue(const char *key, const char *value) {
+  return guarded(-1, [&] {
+    require(key != nullptr && value != nullptr);
+    return setKeys("/etc/tarvinfo.conf", {{key, value}}, "%s=\"%s\"\n");
+  });
+}

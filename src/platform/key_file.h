@@ -1,0 +1,12 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kova::platform {
+
+// The value of `key` in the device's key file `file`; nothing where the key or the file is missing.
+std::optional<std::string> readKey(std::string_view file, std::string_view key);
+
+}  // namespace kova::platform

@@ -1,0 +1,124 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "device_path.h"
+#include "file.h"
+#include "last_error.h"
+#include "lines.h"
+#include "text.h"
+
+namespace kova::platform {
+namespace {
+
+constexpr std::string_view kTable = "/etc/cron.d/tarvkova";
+constexpr std::string_view kHeader =
+    "# Entries of the device's scheduler: minute, hour, day, month, weekdays, user, command.\n";
+constexpr std::string_view kBlanks = " \t";
+constexpr mode_t kTableMode = 0644;
+constexpr size_t kLongestCommand = 999;  // cron cuts longer ones
+constexpr int kWeekdays = 7;
+constexpr int kEveryWeekday = (1 << kWeekdays) - 1;
+
+// The command as it stands in a cron table, where an unescaped "%" would end it. cron lets a backslash escape a "%" but
+// not a backslash, so that a "%" behind an odd number of them cannot be said.
+std::string tableCommand(std::string_view command) {
+  require(!command.empty());
+  std::string text;
+  bool escaped = false;
+  for (const char c : command) {
+    const bool control = (static_cast<unsigned char>(c) < ' ' && c != '\t') || c == 0x7F;
+    if (control || (c == '%' && escaped)) throw Failure{TLIBC_ERR_BAD_VALUE};
+    if (c == '%') text += '\\';
+    text += c;
+    escaped = c == '\\' && !escaped;
+  }
+  if (isBlank(command.front())) throw Failure{TLIBC_ERR_BAD_VALUE};
+  if (text.size() > kLongestCommand) throw Failure{TLIBC_ERR_TOO_LONG};
+  return text;
+}
+
+std::string_view withoutLeadingBlanks(std::string_view text) {
+  return text.substr(std::min(text.find_first_not_of(kBlanks), text.size()));
+}
+
+// The command of a table's line; empty where it has none.
+std::string_view commandOf(std::string_view line) {
+  constexpr int fieldsBefore = 6;
+  line = withoutLeadingBlanks(line);
+  if (line.starts_with('#')) return {};
+  for (int field = 0; field < fieldsBefore; ++field) {
+    line = withoutLeadingBlanks(line.substr(std::min(line.find_first_of(kBlanks), line.size())));
+  }
+  return line;
+}
+
+std::string weekdayField(int weekdays) {
+  if (weekdays == kEveryWeekday) return "*";
+  std::string field;
+  for (int day = 0; day < kWeekdays; ++day) {
+    if ((weekdays >> day & 1) == 0) continue;
+    if (!field.empty()) field += ',';
+    field += std::to_string(day);
+  }
+  return field;
+}
+
+// The table with `entry`, which is empty or a whole line, in place of the lines for `command`; nothing where it is to
+// lose a command that it does not have. A table without entries keeps its header.
+std::optional<std::string> withEntry(std::string_view table, std::string_view command, std::string_view entry) {
+  std::string result;
+  bool found = false;
+  Line line;
+  for (Lines lines(table); lines.next(line);) {
+    if (commandOf(line.text) != command) {
+      result.append(line.text).append(line.end.empty() ? "\n" : line.end);
+    } else if (!std::exchange(found, true)) {
+      result.append(entry);
+    }
+  }
+  if (found) return result;
+  if (entry.empty()) return std::nullopt;
+  if (result.empty()) result = kHeader;
+  return result.append(entry);
+}
+
+}  // namespace
+}  // namespace kova::platform
+
+using namespace kova::platform;
+
+int TARVScheduleSet(const TARVSchedule *schedule, int flags) {
+  return guarded(-1, [&] {
+    require(schedule != nullptr && flags == 0);
+    require(schedule->weekdays > 0 && schedule->weekdays <= kEveryWeekday);
+    require(schedule->hour >= 0 && schedule->hour <= 23 && schedule->last_hour == schedule->hour);
+    require(schedule->minute >= 0 && schedule->minute <= 59);
+    require(schedule->reserved1 == 0 && schedule->reserved2 == 0);
+    require(memchr(schedule->command, '\0', sizeof schedule->command) != nullptr);
+    const std::string command = tableCommand(schedule->command);
+    const std::string entry = std::to_string(schedule->minute) + " " + std::to_string(schedule->hour) + " * * " +
+                              weekdayField(schedule->weekdays) + " root " + command + "\n";
+    const std::string path = devicePath(kTable);
+    makeDirectory(path.substr(0, path.rfind('/')), 0755);
+    updateFile(path, kTableMode, [&](std::string_view table) { return withEntry(table, command, entry); });
+    return 0;
+  });
+}
+
+int TARVScheduleRemove(const char *command) {
+  return guarded(-1, [&] {
+    require(command != nullptr);
+    const std::string inTable = tableCommand(command);
+    const std::string path = devicePath(kTable);
+    if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) return 0;
+    updateFile(path, kTableMode, [&](std::string_view table) { return withEntry(table, inTable, ""); });
+    return 0;
+  });
+}

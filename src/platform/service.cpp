@@ -1,0 +1,18 @@
+#include <string>
+
+#include "device_path.h"
+#include "last_error.h"
+#include "process.h"
+
+using namespace kova::platform;
+
+int TLIBServiceRestart(const char *name) {
+  return guarded(-1, [&] {
+    require(name != nullptr);
+    const std::string service = name;
+    require(isPlainRelativePath(service) && service.find('/') == service.npos);
+    const char *const arguments[] = {"restart", nullptr};
+    if (run(devicePath("/usr/tarv/etc/rc.d/" + service), arguments) != 0) throw Failure{TLIBC_ERR_EXEC_FAILED};
+    return 0;
+  });
+}
