@@ -1,0 +1,110 @@
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "core/guard.h"
+#include "core/json.h"
+#include "core/log.h"
+#include "kova/account.h"
+#include "kova/error.h"
+#include "kova/services.h"
+#include "transport/road.h"
+
+namespace kova {
+namespace {
+
+std::string JoinJsonArray(const Json::Value &array) {
+  std::string joined;
+  for (Json::ArrayIndex i = 0; i < array.size(); ++i) {
+    if (i > 0) joined += ',';
+    joined += textOf(array[i]);
+  }
+  return joined;
+}
+
+// What is no array narrows nothing.
+void setFilter(Road &road, const char *key, const Json::Value &filter) {
+  if (filter.isArray()) road.set(key, JoinJsonArray(filter).c_str());
+}
+
+void setDates(Road &road, const char *from, const char *to) {
+  if (from == nullptr && to == nullptr) return;
+  const std::string dates = std::string(from != nullptr ? from : "") + "," + (to != nullptr ? to : "");
+  road.set("dates", dates.c_str());
+}
+
+// The members of a purchase as callers know it. The first ones have other names in the service's entries.
+constexpr std::array kMembers = {"date",  "item",   "buyer_id",   "transaction_id",
+                                 "model", "serial", "pay_status", "price"};
+constexpr std::array kRenamed = {"create_at", "app", "paypal_id"};
+
+// Makes an entry a purchase, where it stands: a history is long, and a new object for each of its entries would cost
+// half as much as parsing it did. What the entry lacks is null.
+void makeLog(Json::Value &entry) {
+  if (!entry.isObject()) entry = Json::Value(Json::objectValue);
+  for (std::size_t i = 0; i < kRenamed.size(); ++i) {
+    Json::Value &value = entry[kMembers[i]];
+    if (!entry.removeMember(kRenamed[i], &value)) value = Json::Value();
+  }
+  for (std::size_t i = kRenamed.size(); i + 1 < kMembers.size(); ++i) entry[kMembers[i]];
+  Json::Value &price = entry[kMembers.back()];
+  if (price.type() != Json::realValue) price = numberOf(price);
+  if (entry.size() == kMembers.size()) return;
+  // Removed by both ends of the name: it may hold a NUL.
+  Json::Value removed;
+  for (const std::string &name : entry.getMemberNames()) {
+    if (std::ranges::find(kMembers, name) != kMembers.end()) continue;
+    entry.removeMember(name.data(), name.data() + name.size(), &removed);
+  }
+}
+
+Json::Value takeLogs(Json::Value &reply) {
+  Json::Value logs(Json::arrayValue);
+  if (!hasMember(reply, "entries") || !reply["entries"].isArray()) return logs;
+  logs.swap(reply["entries"]);
+  for (Json::Value &entry : logs) makeLog(entry);
+  return logs;
+}
+
+}  // namespace
+}  // namespace kova
+
+using namespace kova;
+
+int TARVKOVAAccountPurchaseList(const char *language, const char *dateFrom, const char *dateTo, const Json::Value &apps,
+                                const Json::Value &serials, const Json::Value &prices, const Json::Value &paypals,
+                                Json::Value &result) {
+  return guarded([&] {
+    TARVKOVAErrSet(KOVA_SUCCESS);
+    if (language == nullptr || result.isNull()) return fail(here(), KOVA_ERR_BAD_PARAMETERS, "Bad parameter");
+    const auto account = std::make_unique<AccountInfo>();
+    Road road;
+    if (road.account(*account) < 0 || road.configure() < 0 || road.identify() < 0 || road.open() < 0) return -1;
+    road.set("action", "get_history");
+    road.set("kova_id", account->kovaIDSerial);
+    road.set("auth_key", account->vx_auth_key);
+    road.set("serial", road.serial());
+    road.set("language", language);
+    setDates(road, dateFrom, dateTo);
+    setFilter(road, "apps", apps);
+    setFilter(road, "serials", serials);
+    setFilter(road, "prices", prices);
+    setFilter(road, "paypals", paypals);
+    Json::Value reply;
+    if (road.send({road.firstUrl(), "api/query.php"}) < 0 || road.parse(reply) < 0) return -1;
+    if (!hasMember(reply, "code")) return fail(KOVA_ERR_RESPONSE);
+    if (mapResult(reply) != KOVA_SUCCESS) {
+      log(here(), "Failed to query purchase info, resp=%s", road.body());
+      return -1;
+    }
+    Json::Value logs = takeLogs(reply);
+    Json::Value purchases(Json::objectValue);
+    purchases["total"] = logs.size();
+    purchases["offset"] = 0;
+    purchases["logs"].swap(logs);
+    result.swap(purchases);
+    return 0;
+  });
+}

@@ -1,0 +1,19 @@
+// The border of the library: no exception crosses it.
+#pragma once
+
+#include "core/log.h"
+#include "kova/error.h"
+
+namespace kova {
+
+// Runs the body of an exported function. An exception inside, which is memory that ran out, becomes code 6 and -1.
+template <class Body>
+int guarded(Body &&body) noexcept {
+  try {
+    return body();
+  } catch (...) {
+    return fail(KOVA_ERR_SYSTEM);
+  }
+}
+
+}  // namespace kova

@@ -1,0 +1,27 @@
+#include <unistd.h>
+
+#include "core/device_path.h"
+#include "core/guard.h"
+#include "core/handles.h"
+#include "core/log.h"
+#include "kova/account.h"
+
+using namespace kova;
+
+int TARVKOVAAccountRemove(void) {
+  static constexpr unsigned kSignedOut = 4;
+  return guarded([] {
+    const Plugin plugin(TLIBPluginSDKInit("kova", "kova/logout"));
+    if (!plugin) {
+      log(here(), "TLIBPluginSDKInit failed");
+      return -1;
+    }
+    // The other components see the account for the last time.
+    if (TLIBPluginAction(plugin.get(), kSignedOut) < 0) {
+      log(here(), "TLIBPluginAction failed, action=%u", kSignedOut);
+      return -1;
+    }
+    unlink(DevicePath(kAccountFile).c_str());
+    return 0;
+  });
+}

@@ -1,0 +1,178 @@
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "account/unified_flag.h"
+#include "core/device_path.h"
+#include "core/guard.h"
+#include "core/handles.h"
+#include "core/json.h"
+#include "core/log.h"
+#include "kova/error.h"
+#include "kova/unify.h"
+#include "transport/road.h"
+
+namespace kova {
+namespace {
+
+using Directory = std::unique_ptr<DIR, Release<closedir>>;
+
+#define KOVA_HOOK_DIRECTORY "/usr/tarv/tarvkova/unify"
+
+// KOVA_ABANDON_LIST in the environment, as long as the hooks run.
+class AbandonList {
+ public:
+  static bool set(const char *types) { return setenv(kName, types, 1) == 0; }
+  AbandonList() = default;
+  AbandonList(const AbandonList &) = delete;
+  AbandonList &operator=(const AbandonList &) = delete;
+  ~AbandonList() { unsetenv(kName); }
+
+ private:
+  static constexpr char kName[] = "KOVA_ABANDON_LIST";
+};
+
+bool isHook(const dirent &entry, const char *path) {
+  if (entry.d_type == DT_REG) return true;
+  if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return false;
+  struct stat target {};
+  return stat(DevicePath(path).c_str(), &target) == 0 && S_ISREG(target.st_mode);
+}
+
+bool ExecCustomUnifyHook(const char *types) {
+  const AbandonList gone;
+  if (types == nullptr) return false;
+  const DevicePath hooks(KOVA_HOOK_DIRECTORY);
+  if (access(hooks.c_str(), F_OK) != 0) return true;
+  const Directory directory(opendir(hooks.c_str()));
+  if (!directory || !AbandonList::set(types)) return false;
+  while (const dirent *entry = readdir(directory.get())) {
+    const std::string name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    char path[4096];
+    std::snprintf(path, sizeof path, KOVA_HOOK_DIRECTORY "/%s", entry->d_name);
+    // One hook's failure is no other's business.
+    if (isHook(*entry, path)) TLIBCExecv(path, nullptr, 1);
+  }
+  return true;
+}
+
+// The types of all services of these accounts, joined by commas.
+std::string serviceTypes(const Json::Value &accounts) {
+  std::string types;
+  for (const Json::Value &account : accounts) {
+    for (const Json::Value &service : member(account, "services")) {
+      if (!hasMember(service, "type")) continue;
+      if (!types.empty()) types += ',';
+      types += textOf(member(service, "type"));
+    }
+  }
+  return types;
+}
+
+// Puts the merge list into the parameters, and takes its accounts out of the existing ones.
+int setMergeList(Road &road, const Json::Value &mergeList, Json::Value &existing) {
+  for (Json::ArrayIndex i = 0; i < mergeList.size(); ++i) {
+    const Json::Value &account = mergeList[i];
+    if (!hasMember(account, "passwd") || !hasMember(account, "email")) {
+      return fail(here(), KOVA_ERR_BAD_PARAMETERS, "Bad Parameters");
+    }
+    for (const char *name : {"email", "passwd"}) {
+      char key[32];
+      std::snprintf(key, sizeof key, "merge_list[%u][%s]", i, name);
+      road.set(key, textOf(member(account, name)).c_str());
+    }
+    existing.removeMember(textOf(member(account, "email")));
+  }
+  return 0;
+}
+
+int RestartRelatedServices() {
+  if (TLIBServiceRestart("ddns") == 0) return 0;
+  log(here(), "Failed to restart DDNS");
+  return -1;
+}
+
+// Tells the services that use the accounts left over. That the merge was done stands, also where memory runs out here.
+void abandon(const Json::Value &existing) try {
+  Json::Value accounts(Json::arrayValue);
+  for (const std::string &name : existing.getMemberNames()) accounts.append(name);
+  if (!accounts.empty() && TARVKOVAAbandonUnmerged(accounts) < 0) {
+    log(here(), "TARVKOVAAbandonUnmerged failed, jsonAccounts=%s", compactText(accounts).c_str());
+  }
+} catch (const std::bad_alloc &) {
+  log(here(), "TARVKOVAAbandonUnmerged failed, jsonAccounts=");
+}
+
+}  // namespace
+}  // namespace kova
+
+using namespace kova;
+
+int TARVKOVAAbandonUnmerged(const Json::Value &accounts) {
+  return guarded([&] {
+    TARVKOVAErrSet(KOVA_SUCCESS);
+    Json::Value existing;
+    if (TARVKOVAAccountScanExisting(existing) < 0) {
+      log(here(), "TARVKOVAAccountScanExisting failed");
+      return -1;
+    }
+    Json::Value selected(Json::objectValue);
+    if (accounts.isNull()) {
+      selected = existing;
+    } else if (accounts.isArray()) {
+      for (const Json::Value &account : accounts) {
+        const std::string name = textOf(account);
+        if (existing.isMember(name)) selected[name] = existing[name];
+      }
+    } else {
+      return fail(here(), KOVA_ERR_BAD_PARAMETERS, "Bad parameters");
+    }
+    const std::string types = serviceTypes(selected);
+    if (types.empty() || ExecCustomUnifyHook(types.c_str())) return 0;
+    log(here(), "ExecCustomUnifyHook failed, abandon_list=%s", types.c_str());
+    return -1;
+  });
+}
+
+int TARVKOVAAccountMigrate(const char *email, const char *password, const Json::Value &mergeList) {
+  return guarded([&] {
+    TARVKOVAErrSet(KOVA_SUCCESS);
+    if (password == nullptr || email == nullptr || !mergeList.isArray()) {
+      return fail(here(), KOVA_ERR_BAD_PARAMETERS, "Bad Parameters");
+    }
+    Road road;
+    if (road.configure() < 0 || road.identify() < 0 || road.makeToken() < 0 || road.open() < 0) return -1;
+    road.set("action", "migrate");
+    road.set("email", email);
+    road.set("passwd", password);
+    road.set("serial", road.serial());
+    road.set("token", road.token());
+    Json::Value existing(Json::objectValue);
+    if (TARVKOVAAccountScanExisting(existing) < 0) {
+      log(here(), "TARVKOVAAccountScanExisting failed");
+      return -1;
+    }
+    if (setMergeList(road, mergeList, existing) < 0) return -1;
+    if (mergeList.empty()) {
+      TARVKOVAErrSet(KOVA_SUCCESS);
+    } else {
+      if (road.send({road.serviceUrl(), "account.php"}) < 0) return -1;
+      // The reply is a bare word.
+      if (MapLibKovaCenterErrorCode(road.body()) != KOVA_SUCCESS) {
+        log(here(), "Failed to migrate, resp=%s", road.body());
+        return -1;
+      }
+    }
+    existing.removeMember(email);
+    abandon(existing);
+    if (RestartRelatedServices() < 0) log(here(), "RestartRelatedServices failed");
+    return markUnified(here());
+  });
+}
