@@ -1,0 +1,138 @@
+// "account.php": registering, changing and merging accounts.
+#include <algorithm>
+#include <charconv>
+#include <map>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "digest.h"
+#include "judge.h"
+#include "purchases.h"
+
+namespace kova::center {
+namespace {
+
+void changeText(const Form &form, std::string_view name, std::string &text) {
+  if (const std::string *value = form.find(name)) text = *value;
+}
+
+void changeFlag(const Form &form, std::string_view name, bool &flag) {
+  flag = form.flag(name).value_or(flag);
+}
+
+// An address that no other account has.
+void changeEmail(Call &call, Account &account, const std::string &email) {
+  if (!looksLikeEmail(email)) throw badParameter("email");
+  const std::optional<Account> owner = findAccount(call.store, email);
+  if (owner && owner->id != account.id) throw Refusal("account_inused", "An account has this e-mail address already");
+  account.email = email;
+}
+
+std::string needNewPassword(const Form &form) {
+  const std::string &password = form.needText("passwd_new");
+  if (form.need("passwd_confirmation") != password) throw badParameter("passwd_confirmation");
+  return password;
+}
+
+Json::Value update(Call &call) {
+  const Form &form = call.form;
+  Account account = signedInAccount(call);
+  const std::string *email = form.find("email");
+  const bool newPassword = form.find("passwd_new") != nullptr || form.find("passwd_confirmation") != nullptr;
+  if ((form.find("passwd") != nullptr || email != nullptr || newPassword) &&
+      !passwordMatches(call.store, account, needPasswordMd5(call))) {
+    throw Refusal("badauth", "The password is wrong");
+  }
+  if (email != nullptr) changeEmail(call, account, *email);
+  if (form.find("full_name") != nullptr) account.fullName = form.needText("full_name");
+  changeText(form, "country", account.country);
+  changeText(form, "notify_lang", account.notifyLanguage);
+  changeText(form, "timezone", account.timezone);
+  changeFlag(form, "enews", account.enews);
+  changeFlag(form, "critical_release", account.criticalRelease);
+  changeFlag(form, "enews_local_promotion", account.enewsLocalPromotion);
+  if (const std::string *versions = form.find("critical_version_list")) {
+    const auto isRelease = [](const std::string &name) { return std::ranges::count(releases(), name) > 0; };
+    if (!std::ranges::all_of(splitList(*versions), isRelease)) throw badParameter("critical_version_list");
+    account.criticalVersions = *versions;
+  }
+  saveAccount(call.store, account);
+  if (newPassword) changePassword(call.store, account, needNewPassword(form));
+  return Json::objectValue;
+}
+
+Json::Value registerAccount(Call &call) {
+  const Form &form = call.form;
+  checkToken(call);
+  const std::string &password = form.needText("passwd");
+  Account account;
+  changeEmail(call, account, form.need("email"));
+  account.fullName = form.needText("full_name");
+  account.notifyLanguage = form.needText("notify_lang");
+  account.timezone = form.needText("timezone");
+  form.need("critical_release");
+  changeFlag(form, "critical_release", account.criticalRelease);
+  account.registeredBy = call.serial;
+  account.verified = !call.rules.registerUnverified;
+  if (countRegisteredBy(call.store, call.serial) >= call.rules.registerLimit) {
+    throw Refusal("serial_exceed_max_account_register", "This device has registered as many accounts as it may");
+  }
+  addAccount(call.store, account, password);
+  return Json::objectValue;
+}
+
+struct Credentials {
+  const std::string *email = nullptr;
+  const std::string *password = nullptr;
+};
+
+// The parameters "merge_list[<index>][email]" and "merge_list[<index>][passwd]", by index.
+std::map<unsigned, Credentials> mergeList(const Form &form) {
+  constexpr std::string_view kPrefix = "merge_list[";
+  std::map<unsigned, Credentials> list;
+  for (const auto &[name, value] : form.pairs()) {
+    if (!name.starts_with(kPrefix)) continue;
+    unsigned index = 0;
+    const char *end = name.data() + name.size();
+    const auto [rest, error] = std::from_chars(name.data() + kPrefix.size(), end, index);
+    const std::string_view member(rest, end);
+    if (error != std::errc() || (member != "][email]" && member != "][passwd]")) throw badParameter("merge_list");
+    (member == "][email]" ? list[index].email : list[index].password) = &value;
+  }
+  return list;
+}
+
+// Gives the main account what the other has, and ends the other.
+void merge(Database &store, Account &main, const Account &other) {
+  movePurchases(store, other, main);
+  if (main.alias.empty()) main.alias = other.alias;
+  if (main.ddns.empty()) main.ddns = other.ddns;
+  removeAccount(store, other);
+}
+
+Json::Value migrate(Call &call) {
+  checkToken(call);
+  const std::map<unsigned, Credentials> list = mergeList(call.form);
+  if (list.empty()) throw badParameter("merge_list");
+  Account main = signIn(call.store, call.form.needText("email"), needPasswordMd5(call));
+  for (const auto &[index, credentials] : list) {
+    if (credentials.email == nullptr || credentials.password == nullptr) throw badParameter("merge_list");
+    const Account other = signIn(call.store, *credentials.email, md5Hex(*credentials.password));
+    if (other.id == main.id) throw badParameter("merge_list");
+    merge(call.store, main, other);
+  }
+  saveAccount(call.store, main);
+  return Json::objectValue;
+}
+
+}  // namespace
+
+const Actions &accountActions() {
+  static const Actions actions = {{"update", update}, {"register", registerAccount}, {"migrate", migrate}};
+  return actions;
+}
+
+}  // namespace kova::center

@@ -1,0 +1,58 @@
+// The accounts in the store.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "database.h"
+
+namespace kova::center {
+
+struct Account {
+  int64_t id = 0;
+  std::string email;
+  std::string fullName;
+  std::string country;
+  std::string timezone;
+  std::string notifyLanguage;
+  std::string criticalVersions;  // of releases(), joined by commas
+  std::string alias;             // relay name; empty: none
+  std::string ddns;              // dynamic DNS host; empty: none
+  std::string registeredBy;      // serial number of the device that registered it; empty: none did
+  bool verified = true;
+  bool disabled = false;
+  bool enews = false;
+  bool criticalRelease = false;
+  bool enewsLocalPromotion = false;
+  bool revokeOnPasswordChange = false;
+
+  std::string kovaId() const;
+};
+
+// The releases that an account can ask to be told of.
+const std::vector<std::string> &releases();
+
+bool looksLikeEmail(std::string_view text);
+
+std::optional<Account> findAccount(Database &store, std::string_view email);
+std::optional<Account> findAccountByKovaId(Database &store, std::string_view kovaId);
+std::vector<Account> allAccounts(Database &store);
+int64_t countRegisteredBy(Database &store, std::string_view serial);
+
+// Adds the account and gives it its id.
+void addAccount(Database &store, Account &account, std::string_view password);
+void saveAccount(Database &store, const Account &account);
+// Also ends its auth keys and forgets its purchases.
+void removeAccount(Database &store, const Account &account);
+
+bool passwordMatches(Database &store, const Account &account, std::string_view passwordMd5);
+// Revokes the account's auth keys where it asks for that.
+void changePassword(Database &store, const Account &account, std::string_view password);
+
+// The account of this address and password. Throws a Refusal: account_not_found, badauth, account_unverified.
+Account signIn(Database &store, std::string_view email, std::string_view passwordMd5);
+
+}  // namespace kova::center

@@ -1,0 +1,42 @@
+// The private certificate authority and what the service presents.
+#pragma once
+
+#include <openssl/evp.h>
+#include <openssl/x509.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "state.h"
+
+namespace kova::center {
+
+template <auto release>
+struct OpensslFree {
+  template <class T>
+  void operator()(T *object) const {
+    release(object);
+  }
+};
+
+using Certificate = std::unique_ptr<X509, OpensslFree<X509_free>>;
+using Key = std::unique_ptr<EVP_PKEY, OpensslFree<EVP_PKEY_free>>;
+
+struct Credentials {
+  Certificate certificate;
+  Key key;
+};
+
+enum class Presented { good, expired, wrongName, selfSigned };
+
+// The authority that is kept in the state; made at the first call.
+Credentials authority(const State &state);
+
+// The server's certificate; the good one is kept in the state and renewed when it no longer serves.
+Credentials serverCredentials(const State &state, Presented presented);
+
+// The file name under which a directory of hashed certificates must have this one.
+std::string hashedName(const X509 &certificate);
+
+}  // namespace kova::center

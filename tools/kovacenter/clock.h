@@ -1,0 +1,19 @@
+// The present time as text.
+#pragma once
+
+#include <chrono>
+#include <ctime>
+#include <string>
+
+namespace kova::center {
+
+// A point in time in UTC, in a format of strftime.
+inline std::string utcText(std::chrono::system_clock::time_point time, const char *format) {
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+  std::tm utc{};
+  gmtime_r(&seconds, &utc);
+  char text[64];
+  return {text, std::strftime(text, sizeof text, format, &utc)};
+}
+
+}  // namespace kova::center

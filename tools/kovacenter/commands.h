@@ -1,0 +1,57 @@
+// The commands.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "certificates.h"
+#include "device_root.h"
+#include "faults.h"
+#include "judge.h"
+#include "purchases.h"
+#include "state.h"
+
+namespace kova::center {
+
+struct ServeOptions {
+  int port = 0;
+  Presented presented = Presented::good;
+  Rules rules;
+};
+
+// Serves until a signal ends it.
+void serve(const State &state, const ServeOptions &options);
+
+// Runs a command with the service beside it; returns the command's exit code.
+int run(const State &state, const ServeOptions &options, const std::filesystem::path &device,
+        const std::vector<std::string> &command);
+
+// Makes a device root and prints the environment to use it.
+void makeDevice(const State &state, const DeviceOptions &options);
+
+// The account's password comes from the file or, without one, from standard input.
+void createAccount(const State &state, Account account, const std::filesystem::path &passwordFile);
+void listAccounts(const State &state);
+
+struct AccountChanges {
+  std::optional<bool> verified;
+  std::optional<bool> disabled;
+  std::optional<bool> revokeOnPasswordChange;
+  std::optional<std::string> alias;
+  std::optional<std::string> ddns;
+};
+void changeAccount(const State &state, const std::string &email, const AccountChanges &changes);
+// Ends every auth key of the account: its devices are told "badauth" from then on.
+void revokeAccount(const State &state, const std::string &email);
+
+// Missing texts of the purchase are filled in.
+void recordPurchase(const State &state, const std::string &email, Purchase purchase);
+void seedPurchases(const State &state, const std::string &email, unsigned count);
+
+void orderFault(const State &state, const Fault &fault);
+void listFaults(const State &state);
+void forgetFaults(const State &state);
+
+}  // namespace kova::center

@@ -1,0 +1,153 @@
+#include "device_root.h"
+
+#include <json/value.h>
+
+#include <algorithm>
+#include <cctype>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+
+#include "accounts.h"
+#include "certificates.h"
+#include "database.h"
+#include "devices.h"
+#include "digest.h"
+#include "files.h"
+#include "notifications.h"
+
+namespace kova::center {
+namespace {
+
+constexpr const char *kDeviceFile = "etc.defaults/kovadevice.conf";
+constexpr const char *kTrusted = "etc/ssl/certs/ca-certificates.crt";
+constexpr mode_t kPlain = 0644;
+constexpr mode_t kProgram = 0755;
+
+constexpr const char *kDirectories[] = {"etc.defaults",
+                                        "etc/cron.d",
+                                        kTrusted,
+                                        "usr/tarv/etc/rc.d",
+                                        "usr/tarv/etc/tarvddns",
+                                        "usr/tarv/etc/tarvrelayd",
+                                        "usr/tarv/kova/plugin/kova/kova/logout",
+                                        "usr/tarv/sbin",
+                                        "usr/tarv/share/kova",
+                                        "usr/tarv/tarvkova/unify",
+                                        "var/log/kova"};
+
+constexpr std::string_view kDnsTool = R"(#!/bin/sh
+# Tells the dynamic DNS account and host name of this device.
+case $1 in
+  --get-tarv-account) cat "$KOVA_DEVICE_ROOT/usr/tarv/etc/tarvddns/account" ;;
+  --get-tarv-hostname) cat "$KOVA_DEVICE_ROOT/usr/tarv/etc/tarvddns/hostname" ;;
+  *) exit 1 ;;
+esac
+)";
+
+constexpr std::string_view kUnifyHook = R"(#!/bin/sh
+# Notes which services were told to let go of their account.
+printf '%s\n' "$KOVA_ABANDON_LIST" >>"$KOVA_DEVICE_ROOT/var/log/kova/unify.log"
+)";
+
+constexpr std::string_view kDnsService = R"(#!/bin/sh
+# The dynamic DNS service of this device: notes that it was restarted.
+[ "$1" = restart ] || exit 1
+date -u +%Y-%m-%dT%H:%M:%SZ >>"$KOVA_DEVICE_ROOT/var/log/kova/ddns.log"
+)";
+
+// A key file's line. Refuses what the line could not give back.
+std::string keyLine(std::string_view key, std::string_view value) {
+  const bool plain = std::ranges::none_of(
+      value, [](char c) { return c == '"' || c == '\\' || std::iscntrl(static_cast<unsigned char>(c)) != 0; });
+  if (!plain) throw std::invalid_argument("not a plain text: " + std::string(value));
+  return std::string(key).append("=\"").append(value).append("\"\n");
+}
+
+// A line for the DNS tool to print; nothing when the device has none.
+std::string lineOf(const std::string &text) {
+  if (text.find('\n') != std::string::npos) throw std::invalid_argument("not one line: " + text);
+  return text.empty() ? std::string() : text + "\n";
+}
+
+std::string madeUpSerial() {
+  std::string serial = "2150KV";
+  for (const char digit : randomHex(7).substr(0, 7)) serial += static_cast<char>('0' + digit % 10);
+  return serial;
+}
+
+std::string madeUpMac() {
+  const std::string digits = randomHex(5);
+  std::string mac = "02";  // locally administered
+  for (std::size_t i = 0; i < digits.size(); i += 2) mac += ":" + digits.substr(i, 2);
+  return mac;
+}
+
+std::string deviceFile(const DeviceOptions &options) {
+  std::string text = keyLine("serial", options.serial.empty() ? madeUpSerial() : options.serial);
+  if (!options.customSerial.empty()) text += keyLine("custom_serial", options.customSerial);
+  text += keyLine("mac", options.mac.empty() ? madeUpMac() : options.mac);
+  return text + keyLine("user_agent", "kova/1.0 (development device)");
+}
+
+std::string relayFile(const DeviceOptions &options) {
+  Json::Value relay;
+  relay["server_kova"]["account"] = options.relayAccount;
+  relay["server_alias"]["alias"] = options.relayAlias;
+  return relay.toStyledString();
+}
+
+// The service then says of these accounts what the device says.
+void noteServices(Database &store, const DeviceOptions &options) {
+  if (std::optional<Account> account = findAccount(store, options.relayAccount)) {
+    account->alias = options.relayAlias;
+    saveAccount(store, *account);
+  }
+  if (std::optional<Account> account = findAccount(store, options.ddnsAccount)) {
+    account->ddns = options.ddnsHost;
+    saveAccount(store, *account);
+  }
+}
+
+}  // namespace
+
+void makeDeviceRoot(const State &state, const DeviceOptions &options) {
+  const std::filesystem::path &root = options.root;
+  if (!options.force && std::filesystem::exists(root) && !std::filesystem::is_empty(root)) {
+    throw std::runtime_error(root.string() + " is not empty");
+  }
+  for (const char *directory : kDirectories) std::filesystem::create_directories(root / directory);
+
+  const Credentials trusted = authority(state);
+  writeFile(root / kTrusted / hashedName(*trusted.certificate), readFile(state.authority()), kPlain);
+  writeFile(root / "etc.defaults/tarvinfo.conf",
+            options.environment.empty() ? std::string() : keyLine("tarvpkg_server", options.environment), kPlain);
+  writeFile(root / "etc/tarvinfo.conf", keyLine("language", "enu") + keyLine("timezone", "Europe/Berlin"), kPlain);
+  writeFile(root / "usr/tarv/etc/tarvrelayd/tarvrelayd.conf", relayFile(options), kPlain);
+  writeFile(root / "usr/tarv/etc/tarvddns/account", lineOf(options.ddnsAccount), kPlain);
+  writeFile(root / "usr/tarv/etc/tarvddns/hostname", lineOf(options.ddnsHost), kPlain);
+  writeFile(root / "usr/tarv/share/kova/notifications.conf", kNotifications, kPlain);
+  writeFile(root / "usr/tarv/sbin/tarvddnsinfo", kDnsTool, kProgram);
+  writeFile(root / "usr/tarv/tarvkova/unify/note", kUnifyHook, kProgram);
+  writeFile(root / "usr/tarv/etc/rc.d/ddns", kDnsService, kProgram);
+
+  Database store(state.database());
+  Transaction transaction(store);
+  addDeviceRoot(store, root);
+  noteServices(store, options);
+  transaction.commit();
+  // Last, for it is what makes the directory a device root.
+  writeFile(root / kDeviceFile, deviceFile(options), kPlain);
+}
+
+bool isDeviceRoot(const State &state, const std::filesystem::path &root) {
+  if (!std::filesystem::exists(root / kDeviceFile)) return false;
+  const Credentials trusted = authority(state);
+  const std::filesystem::path file = root / kTrusted / hashedName(*trusted.certificate);
+  if (!std::filesystem::exists(file) || readFile(file) != readFile(state.authority())) {
+    throw std::runtime_error(root.string() + " trusts the service of another state");
+  }
+  return true;
+}
+
+}  // namespace kova::center

@@ -1,0 +1,30 @@
+// Device roots: directories that hold a whole device.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "state.h"
+
+namespace kova::center {
+
+struct DeviceOptions {
+  std::filesystem::path root;
+  std::string serial;  // empty: made up, like the MAC address
+  std::string customSerial;
+  std::string mac;
+  std::string relayAccount;
+  std::string relayAlias;
+  std::string ddnsAccount;
+  std::string ddnsHost;
+  std::string environment;  // empty: production
+  bool force = false;       // write into a directory that holds something already
+};
+
+// Makes a device that trusts this state's authority and is known to its service.
+void makeDeviceRoot(const State &state, const DeviceOptions &options);
+
+// Whether the directory is a device root already. Throws when it trusts another authority than this state's.
+bool isDeviceRoot(const State &state, const std::filesystem::path &root);
+
+}  // namespace kova::center

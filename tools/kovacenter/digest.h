@@ -1,0 +1,25 @@
+// Digests, random texts and the device token.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace kova::center {
+
+std::string md5Hex(std::string_view text);
+std::string sha256Hex(std::string_view text);
+
+// A digest that is slow to try out, for what people think up.
+std::string slowDigest(std::string_view text, std::string_view salt);
+
+// Random bytes of this number as hexadecimal digits.
+std::string randomHex(std::size_t bytes);
+
+// Compares in a time that does not depend on where the texts differ.
+bool sameSecret(std::string_view a, std::string_view b);
+
+// What the device of this serial number must send as "vx_token".
+std::string deviceToken(std::string_view serial);
+
+}  // namespace kova::center

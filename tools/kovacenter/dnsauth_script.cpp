@@ -1,0 +1,102 @@
+// "dnsauth.php": credentials, auth keys and what an auth key gives access to.
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "devices.h"
+#include "digest.h"
+#include "judge.h"
+
+namespace kova::center {
+namespace {
+
+Json::Value authen(Call &call) {
+  const std::string &email = call.form.needText("email");
+  const std::string &md5 = call.form.need("passwd");
+  const bool digits = std::ranges::all_of(md5, [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
+  if (md5.size() != 32 || !digits) throw badParameter("passwd");
+  Account account = signIn(call.store, email, md5);
+  const std::string *alias = call.form.find("alias");
+  if (alias != nullptr && !alias->empty()) {
+    account.alias = *alias;
+    saveAccount(call.store, account);
+  }
+  Json::Value reply;
+  reply["kova_id"] = account.kovaId();
+  reply["email"] = account.email;
+  reply["full_name"] = account.fullName;
+  reply["alias"] = account.alias;
+  return reply;
+}
+
+// The account that signs in: by its password, or by what the device proves with its API key.
+Account accountToSignIn(Call &call) {
+  const std::string &type = call.form.need("type");
+  const std::string &email = call.form.needText("email");
+  if (type == "acnt_pw_apikey") return signIn(call.store, email, needPasswordMd5(call));
+  if (type != "acnt_apikey") throw badParameter("type");
+  // Some of the device's services end the address with a newline.
+  std::optional<Account> account = findAccount(call.store, email.substr(0, email.find_last_not_of("\r\n") + 1));
+  if (!account) throw Refusal("account_not_found", "No account has this e-mail address");
+  if (!account->verified) throw Refusal("account_unverified", "The e-mail address is not verified yet");
+  return *account;
+}
+
+Json::Value getAuthKey(Call &call) {
+  const std::string &apiKey = call.form.needText("api_key");
+  const std::string &mac = call.form.needText("mac");
+  const Account account = accountToSignIn(call);
+  admitDevice(call.store, call.serial, apiKey, mac);
+  Json::Value reply;
+  reply["kova_id"] = account.kovaId();
+  reply["auth_key"] = issueAuthKey(call.store, account, call.serial);
+  reply["email"] = account.email;
+  return reply;
+}
+
+Json::Value query(Call &call) {
+  const Account account = signedInAccount(call);
+  const std::vector<std::string> chosen = splitList(account.criticalVersions);
+  Json::Value reply;
+  reply["email"] = account.email;
+  reply["full_name"] = account.fullName;
+  reply["country"] = account.country;
+  reply["timezone"] = account.timezone;
+  reply["notify_language"] = account.notifyLanguage;
+  reply["activated"] = account.verified;
+  reply["disabled"] = account.disabled;
+  reply["enews"] = account.enews;
+  reply["critical_release"] = account.criticalRelease;
+  reply["enews_local_promotion"] = account.enewsLocalPromotion;
+  Json::Value &versions = reply["critical_version_list"] = Json::objectValue;
+  for (const std::string &release : releases()) versions[release] = std::ranges::count(chosen, release) > 0;
+  return reply;
+}
+
+Json::Value destroy(Call &call) {
+  revokeAuthKeys(call.store, signedInAccount(call), call.serial);
+  return Json::objectValue;
+}
+
+Json::Value check(Call &call) {
+  const Account account = signedInAccount(call);
+  Json::Value reply = Json::objectValue;
+  for (const std::string &wanted : splitList(call.form.need("vx_info"))) {
+    if (wanted != "alias" && wanted != "ddns") throw badParameter("vx_info");
+    reply[wanted] = wanted == "alias" ? account.alias : account.ddns;
+  }
+  const std::string *timezone = call.form.find("timezone");
+  if (timezone != nullptr) setDeviceTimezone(call.store, call.serial, *timezone);
+  return reply;
+}
+
+}  // namespace
+
+const Actions &dnsauthActions() {
+  static const Actions actions = {
+      {"authen", authen}, {"get_auth_key", getAuthKey}, {"query", query}, {"destroy", destroy}, {"check", check}};
+  return actions;
+}
+
+}  // namespace kova::center

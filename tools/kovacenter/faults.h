@@ -1,0 +1,49 @@
+// The misbehaviour that the service has been told to show.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "database.h"
+
+namespace kova::center {
+
+enum class FaultKind {
+  status,    // an HTTP status with an empty body
+  body,      // a body of its own, with status 200
+  delay,     // the true reply, late
+  redirect,  // a redirect status and a location
+  cut,       // the true reply, closed half-way through the body
+  reset,     // closed without a reply
+  drip,      // the true reply, a byte at a time
+  garbage,   // something that is not HTTP
+  silence    // no reply ever
+};
+
+struct Fault {
+  int64_t id = 0;
+  std::string script;  // empty: any
+  std::string action;  // empty: any
+  FaultKind kind = FaultKind::status;
+  int64_t number = 0;  // status, or milliseconds
+  std::string text;    // body, or location
+  int64_t remaining = 1;
+};
+
+std::string_view nameOf(FaultKind kind);
+
+// Sets a fault's kind, number and text from words such as {"redirect", "307", "https://..."}; throws what is wrong with
+// them.
+void setKind(Fault &fault, const std::vector<std::string> &words);
+
+void addFault(Database &store, const Fault &fault);
+std::vector<Fault> allFaults(Database &store);
+void clearFaults(Database &store);
+
+// Uses up one count of the oldest fault that is meant for this request.
+std::optional<Fault> takeFault(Database &store, std::string_view script, std::string_view action);
+
+}  // namespace kova::center

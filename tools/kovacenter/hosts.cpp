@@ -1,0 +1,29 @@
+#include "hosts.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cstddef>
+
+namespace kova::center {
+namespace {
+
+constexpr std::string_view kHosts[] = {KOVA_HOST_FIRST,     KOVA_HOST_FIRST_TEST, KOVA_HOST_FIRST_TEST2,
+                                       KOVA_HOST_FIRST_DEV, KOVA_HOST_SERVICE,    KOVA_HOST_SERVICE_TEST};
+constexpr std::size_t kFirstHosts = 4;
+
+}  // namespace
+
+std::span<const std::string_view> hostNames() {
+  return kHosts;
+}
+
+HostKind kindOfHost(std::string_view host) {
+  const auto *found = std::ranges::find_if(kHosts, [&](std::string_view name) {
+    return name.size() == host.size() && strncasecmp(name.data(), host.data(), name.size()) == 0;
+  });
+  if (found == std::end(kHosts)) return HostKind::none;
+  return found - kHosts < static_cast<std::ptrdiff_t>(kFirstHosts) ? HostKind::first : HostKind::service;
+}
+
+}  // namespace kova::center

@@ -1,0 +1,29 @@
+// The record of every request, in order, as JSON lines.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string_view>
+
+#include "files.h"
+#include "judge.h"
+
+namespace kova::center {
+
+class Journal {
+ public:
+  // Continues the numbering of an existing file.
+  explicit Journal(const std::filesystem::path &file);
+
+  // `fault` names the misbehaviour that the reply is part of; empty: none.
+  void add(const Request &request, const Reply &reply, std::string_view fault);
+
+ private:
+  Descriptor file_;
+  int64_t count_ = 0;
+};
+
+// Prints the journal; with `follow` goes on with what is added, and does not return.
+void printJournal(const std::filesystem::path &file, bool follow);
+
+}  // namespace kova::center

@@ -1,0 +1,146 @@
+// Commands over the store: accounts, purchases, faults.
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <iomanip>
+#include <iostream>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+
+#include "clock.h"
+#include "commands.h"
+#include "devices.h"
+#include "digest.h"
+
+namespace kova::center {
+namespace {
+
+// Keeps the terminal from showing what is typed.
+class Silence {
+ public:
+  Silence() : active_(tcgetattr(STDIN_FILENO, &before_) == 0) {
+    if (!active_) return;
+    termios silent = before_;
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+  }
+  ~Silence() {
+    if (active_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+  }
+  Silence(const Silence &) = delete;
+  Silence &operator=(const Silence &) = delete;
+
+ private:
+  termios before_{};
+  bool active_;
+};
+
+std::string readPassword(const std::filesystem::path &file) {
+  std::string password;
+  if (!file.empty()) {
+    password = readFile(file);
+    password.resize(std::min(password.find('\n'), password.size()));
+  } else if (isatty(STDIN_FILENO) != 0) {
+    std::cerr << "Password: " << std::flush;
+    const Silence silence;
+    std::getline(std::cin, password);
+    std::cerr << std::endl;
+  } else {
+    std::getline(std::cin, password);
+  }
+  if (password.empty()) throw std::invalid_argument("the password is empty");
+  return password;
+}
+
+Account accountNamed(Database &store, const std::string &email) {
+  std::optional<Account> account = findAccount(store, email);
+  if (!account) throw std::invalid_argument("no account has the e-mail address " + email);
+  return *account;
+}
+
+}  // namespace
+
+void createAccount(const State &state, Account account, const std::filesystem::path &passwordFile) {
+  if (!looksLikeEmail(account.email)) throw std::invalid_argument("not an e-mail address: " + account.email);
+  const std::string password = readPassword(passwordFile);
+  Database store(state.database());
+  Transaction transaction(store);
+  if (findAccount(store, account.email)) throw std::invalid_argument(account.email + " has an account already");
+  addAccount(store, account, password);
+  transaction.commit();
+}
+
+void listAccounts(const State &state) {
+  Database store(state.database());
+  std::cout << std::left;
+  for (const Account &account : allAccounts(store)) {
+    std::cout << account.kovaId() << "  " << std::setw(32) << account.email << "  " << std::setw(10)
+              << (account.verified ? "verified" : "unverified") << "  " << account.fullName << "\n";
+  }
+}
+
+void changeAccount(const State &state, const std::string &email, const AccountChanges &changes) {
+  Database store(state.database());
+  Transaction transaction(store);
+  Account account = accountNamed(store, email);
+  account.verified = changes.verified.value_or(account.verified);
+  account.disabled = changes.disabled.value_or(account.disabled);
+  account.revokeOnPasswordChange = changes.revokeOnPasswordChange.value_or(account.revokeOnPasswordChange);
+  account.alias = changes.alias.value_or(account.alias);
+  account.ddns = changes.ddns.value_or(account.ddns);
+  saveAccount(store, account);
+  transaction.commit();
+}
+
+void revokeAccount(const State &state, const std::string &email) {
+  Database store(state.database());
+  revokeAuthKeys(store, accountNamed(store, email));
+}
+
+void recordPurchase(const State &state, const std::string &email, Purchase purchase) {
+  if (!purchase.createdAt.empty() && !looksLikeDate(purchase.createdAt)) {
+    throw std::invalid_argument("a date is YYYY-MM-DD or YYYY-MM-DD HH:MM:SS");
+  }
+  if (purchase.createdAt.empty()) purchase.createdAt = utcText(std::chrono::system_clock::now(), "%Y-%m-%d %H:%M:%S");
+  if (purchase.createdAt.size() == std::string_view("YYYY-MM-DD").size()) purchase.createdAt += " 00:00:00";
+  if (purchase.transactionId.empty()) purchase.transactionId = randomHex(8);
+  Database store(state.database());
+  if (!addPurchase(store, accountNamed(store, email), purchase)) {
+    throw std::invalid_argument("the transaction is recorded already");
+  }
+}
+
+void seedPurchases(const State &state, const std::string &email, unsigned count) {
+  Database store(state.database());
+  Transaction transaction(store);
+  const Account account = accountNamed(store, email);
+  for (const Purchase &purchase : plausibleHistory(account, count)) addPurchase(store, account, purchase);
+  transaction.commit();
+}
+
+void orderFault(const State &state, const Fault &fault) {
+  Database store(state.database());
+  addFault(store, fault);
+}
+
+void listFaults(const State &state) {
+  Database store(state.database());
+  std::cout << std::left;
+  for (const Fault &fault : allFaults(store)) {
+    std::cout << fault.remaining << "x  " << std::setw(14) << (fault.script.empty() ? "any script" : fault.script)
+              << std::setw(14) << (fault.action.empty() ? "any action" : fault.action) << nameOf(fault.kind);
+    if (fault.number > 0) std::cout << " " << fault.number;
+    if (!fault.text.empty()) std::cout << " " << fault.text;
+    std::cout << "\n";
+  }
+}
+
+void forgetFaults(const State &state) {
+  Database store(state.database());
+  clearFaults(store);
+}
+
+}  // namespace kova::center

@@ -1,0 +1,49 @@
+// The purchases in the store.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "accounts.h"
+#include "database.h"
+
+namespace kova::center {
+
+struct Purchase {
+  std::string createdAt;  // "YYYY-MM-DD HH:MM:SS"
+  std::string app;
+  std::string paypalId;
+  std::string transactionId;
+  std::string model;
+  std::string serial;
+  int64_t cents = 0;
+  std::string payStatus;
+};
+
+// What a purchase must match; an empty member matches all.
+struct PurchaseFilter {
+  std::string from;  // a date, with or without a time; both ends belong to the range
+  std::string to;
+  std::vector<std::string> apps;
+  std::vector<std::string> serials;
+  std::vector<int64_t> cents;
+  std::vector<std::string> paypalIds;
+};
+
+// "YYYY-MM-DD" or "YYYY-MM-DD HH:MM:SS".
+bool looksLikeDate(std::string_view text);
+
+// Oldest first.
+std::vector<Purchase> purchasesOf(Database &store, const Account &account, const PurchaseFilter &filter);
+
+// False when the store has the transaction already.
+bool addPurchase(Database &store, const Account &account, const Purchase &purchase);
+
+void movePurchases(Database &store, const Account &from, const Account &to);
+
+// A history that is the same for an account whenever it is made.
+std::vector<Purchase> plausibleHistory(const Account &account, unsigned count);
+
+}  // namespace kova::center

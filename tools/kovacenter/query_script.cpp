@@ -1,0 +1,80 @@
+// "api/query.php": the purchase history.
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "judge.h"
+#include "purchases.h"
+
+namespace kova::center {
+namespace {
+
+constexpr double kHighestPrice = 1e9;
+
+std::vector<std::string> list(const Form &form, std::string_view name) {
+  const std::string *text = form.find(name);
+  return text == nullptr ? std::vector<std::string>() : splitList(*text);
+}
+
+std::vector<int64_t> prices(const Form &form) {
+  std::vector<int64_t> cents;
+  for (const std::string &text : list(form, "prices")) {
+    double price = 0;
+    const char *end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, price);
+    if (error != std::errc() || rest != end || !(std::abs(price) < kHighestPrice)) throw badParameter("prices");
+    cents.push_back(std::llround(price * 100));
+  }
+  return cents;
+}
+
+// "dates" is the first and the last date of the range; either may be empty.
+void setDates(const Form &form, PurchaseFilter &filter) {
+  const std::string *dates = form.find("dates");
+  if (dates == nullptr) return;
+  const std::size_t comma = dates->find(',');
+  if (comma == std::string::npos) throw badParameter("dates");
+  filter.from = dates->substr(0, comma);
+  filter.to = dates->substr(comma + 1);
+  for (const std::string &date : {filter.from, filter.to}) {
+    if (!date.empty() && !looksLikeDate(date)) throw badParameter("dates");
+  }
+}
+
+Json::Value getHistory(Call &call) {
+  const Account account = signedInAccount(call);
+  PurchaseFilter filter;
+  setDates(call.form, filter);
+  filter.apps = list(call.form, "apps");
+  filter.serials = list(call.form, "serials");
+  filter.cents = prices(call.form);
+  filter.paypalIds = list(call.form, "paypals");
+
+  Json::Value reply;
+  Json::Value &entries = reply["entries"] = Json::arrayValue;
+  for (const Purchase &purchase : purchasesOf(call.store, account, filter)) {
+    Json::Value entry;
+    entry["create_at"] = purchase.createdAt;
+    entry["app"] = purchase.app;
+    entry["paypal_id"] = purchase.paypalId;
+    entry["transaction_id"] = purchase.transactionId;
+    entry["model"] = purchase.model;
+    entry["serial"] = purchase.serial;
+    entry["price"] = static_cast<double>(purchase.cents) / 100;
+    entry["pay_status"] = purchase.payStatus;
+    entries.append(std::move(entry));
+  }
+  return reply;
+}
+
+}  // namespace
+
+const Actions &queryActions() {
+  static const Actions actions = {{"get_history", getHistory}};
+  return actions;
+}
+
+}  // namespace kova::center

@@ -1,0 +1,163 @@
+// Running the service, alone or beside a command.
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <string_view>
+
+#include "commands.h"
+#include "devices.h"
+#include "https_server.h"
+#include "proxy.h"
+
+namespace kova::center {
+namespace {
+
+constexpr int kCannotRun = 126;
+constexpr int kNotFound = 127;
+
+// The service with its sockets, from construction to destruction.
+class Running {
+ public:
+  Running(const State &state, const ServeOptions &options)
+      : mark_(state),
+        service_(state, options.rules),
+        https_(serverCredentials(state, options.presented), service_, stop_, options.port),
+        proxy_(https_.port(), stop_) {
+    mark_.publish(ports());
+  }
+
+  Ports ports() const { return {https_.port(), proxy_.port()}; }
+
+ private:
+  RunMark mark_;
+  StopEvent stop_;
+  Service service_;
+  HttpsServer https_;
+  Proxy proxy_;
+};
+
+// Blocks the signals that end a service, and the one that a child ended, so that they can be waited for.
+class Signals {
+ public:
+  Signals() {
+    sigemptyset(&awaited_);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) sigaddset(&awaited_, signal);
+    sigprocmask(SIG_BLOCK, &awaited_, &before_);
+    if (std::signal(SIGPIPE, SIG_IGN) == SIG_ERR) throwErrno("signal");
+  }
+
+  siginfo_t wait() const {
+    siginfo_t info{};
+    while (sigwaitinfo(&awaited_, &info) < 0) continue;
+    return info;
+  }
+  const sigset_t &before() const { return before_; }
+
+ private:
+  sigset_t awaited_;
+  sigset_t before_;
+};
+
+std::string proxyUrl(const Ports &ports) {
+  return "http://127.0.0.1:" + std::to_string(ports.proxy);
+}
+
+// This process's environment, changed so that the library in a command finds the device and the service.
+std::vector<std::string> environmentFor(const std::filesystem::path &device, const Ports &ports) {
+  std::vector<std::string> environment = {"KOVA_DEVICE_ROOT=" + device.string(), "https_proxy=" + proxyUrl(ports)};
+  constexpr std::string_view kReplaced[] = {"KOVA_DEVICE_ROOT", "https_proxy", "HTTPS_PROXY", "no_proxy", "NO_PROXY"};
+  for (char **entry = environ; *entry != nullptr; ++entry) {
+    const std::string_view text(*entry);
+    if (std::ranges::count(kReplaced, text.substr(0, text.find('='))) == 0) environment.emplace_back(text);
+  }
+  return environment;
+}
+
+std::vector<char *> pointers(std::vector<std::string> &texts) {
+  std::vector<char *> pointers;
+  pointers.reserve(texts.size() + 1);
+  for (std::string &text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+// Starts the command with the signals as they were before; returns 0 or the system's error number.
+int start(std::vector<std::string> command, std::vector<std::string> environment, const Signals &signals,
+          pid_t &child) {
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t defaults;
+  sigemptyset(&defaults);
+  sigaddset(&defaults, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attributes, &defaults);
+  posix_spawnattr_setsigmask(&attributes, &signals.before());
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+  const int error = posix_spawnp(&child, command[0].c_str(), nullptr, &attributes, pointers(command).data(),
+                                 pointers(environment).data());
+  posix_spawnattr_destroy(&attributes);
+  return error;
+}
+
+// Waits for the command's end, passing signals on to it; returns its exit code.
+int await(pid_t child, const Signals &signals) {
+  for (;;) {
+    const siginfo_t signal = signals.wait();
+    // What the terminal sends, it sends to the command too.
+    if (signal.si_signo != SIGCHLD && signal.si_code != SI_KERNEL) kill(child, signal.si_signo);
+    int status = 0;
+    if (waitpid(child, &status, WNOHANG) != child) continue;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+}
+
+std::string quoted(const std::string &text) {
+  std::string quoted = "'";
+  for (const char c : text) quoted += c == '\'' ? "'\\''" : std::string(1, c);
+  return quoted + "'";
+}
+
+}  // namespace
+
+void serve(const State &state, const ServeOptions &options) {
+  const Signals signals;
+  const Running service(state, options);
+  std::cout << "kovacenter, for development only, on the loopback only: https port " << service.ports().https
+            << ", proxy " << proxyUrl(service.ports()) << std::endl;
+  while (signals.wait().si_signo == SIGCHLD) continue;
+}
+
+int run(const State &state, const ServeOptions &options, const std::filesystem::path &device,
+        const std::vector<std::string> &command) {
+  const Signals signals;
+  const Running service(state, options);
+  if (isDeviceRoot(state, device)) {
+    Database store(state.database());
+    addDeviceRoot(store, device);
+  } else {
+    DeviceOptions deviceOptions;
+    deviceOptions.root = device;
+    makeDeviceRoot(state, deviceOptions);
+  }
+  pid_t child = 0;
+  const int error = start(command, environmentFor(device, service.ports()), signals, child);
+  if (error == 0) return await(child, signals);
+  std::cerr << "kovacenter: " << command[0] << ": " << std::generic_category().message(error) << std::endl;
+  return error == ENOENT ? kNotFound : kCannotRun;
+}
+
+void makeDevice(const State &state, const DeviceOptions &options) {
+  makeDeviceRoot(state, options);
+  std::cout << "export KOVA_DEVICE_ROOT=" << quoted(options.root.string()) << "\n";
+  if (const std::optional<Ports> ports = runningService(state)) {
+    std::cout << "export https_proxy=" << proxyUrl(*ports) << "\n";
+  }
+  std::cout << "unset no_proxy NO_PROXY\n";
+}
+
+}  // namespace kova::center

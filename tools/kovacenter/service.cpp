@@ -1,0 +1,63 @@
+#include "service.h"
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace kova::center {
+namespace {
+
+constexpr std::string_view kGarbage = "\x16\x03\x01 this is no HTTP \r\n\xff\xfe\r\n\r\n";
+
+std::string actionOf(const Request &request) try {
+  const Form form(request.form);
+  const std::string *action = form.find("action");
+  return action == nullptr ? std::string() : *action;
+} catch (const Refusal &) {
+  return {};
+}
+
+// What a fault puts in the true reply's place, if anything.
+std::optional<Reply> replacement(Fault &fault) {
+  const int number = static_cast<int>(fault.number);
+  switch (fault.kind) {
+    case FaultKind::status:
+      return Reply{number, "text/plain", {}, {}};
+    case FaultKind::body:
+      return Reply{200, "text/html", std::move(fault.text), {}};
+    case FaultKind::redirect:
+      return Reply{number, "text/plain", {}, std::move(fault.text)};
+    case FaultKind::garbage:
+      return Reply{0, {}, std::string(kGarbage), {}};
+    case FaultKind::reset:
+    case FaultKind::silence:
+      return Reply{0, {}, {}, {}};
+    case FaultKind::delay:
+    case FaultKind::cut:
+    case FaultKind::drip:
+      break;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+Service::Service(const State &state, const Rules &rules)
+    : store_(state.database()), journal_(state.journal()), rules_(rules) {}
+
+Answer Service::decide(const Request &request) {
+  const std::string script = request.path.substr(request.path.starts_with('/') ? 1 : 0);
+  std::optional<Fault> fault = takeFault(store_, script, actionOf(request));
+  if (!fault) return {judge(store_, rules_, request), std::nullopt, 0};
+  std::optional<Reply> other = replacement(*fault);
+  return {other ? std::move(*other) : judge(store_, rules_, request), fault->kind, fault->number};
+}
+
+Answer Service::answer(const Request &request) {
+  const std::lock_guard lock(mutex_);
+  Answer answer = decide(request);
+  journal_.add(request, answer.reply, answer.fault ? nameOf(*answer.fault) : std::string_view());
+  return answer;
+}
+
+}  // namespace kova::center

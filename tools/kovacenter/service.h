@@ -1,0 +1,37 @@
+// The service behind the sockets: judges a request, or misbehaves as told, and writes the journal.
+#pragma once
+
+#include <mutex>
+#include <optional>
+
+#include "database.h"
+#include "faults.h"
+#include "journal.h"
+#include "judge.h"
+#include "state.h"
+
+namespace kova::center {
+
+struct Answer {
+  Reply reply;
+  std::optional<FaultKind> fault;
+  int64_t milliseconds = 0;  // of a delay or a drip
+};
+
+class Service {
+ public:
+  Service(const State &state, const Rules &rules);
+
+  // Safe to call from many threads; the journal has the request when it returns.
+  Answer answer(const Request &request);
+
+ private:
+  Answer decide(const Request &request);
+
+  std::mutex mutex_;
+  Database store_;
+  Journal journal_;
+  Rules rules_;
+};
+
+}  // namespace kova::center

@@ -1,0 +1,66 @@
+#include "state.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <stdexcept>
+
+#include "json.h"
+
+namespace kova::center {
+namespace {
+
+struct flock wholeFile() {
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  return lock;
+}
+
+}  // namespace
+
+State::State(const std::filesystem::path &directory) : directory_(std::filesystem::absolute(directory)) {
+  std::filesystem::create_directories(directory_.parent_path());
+  if (mkdir(directory_.c_str(), 0700) == 0) return;
+  struct stat status {};
+  if (errno != EEXIST || stat(directory_.c_str(), &status) < 0) throwErrno(directory_.string());
+  if (!S_ISDIR(status.st_mode)) throw std::runtime_error(directory_.string() + " is no directory");
+  if ((status.st_mode & 0077) == 0) return;
+  if (!std::filesystem::exists(database()) && !std::filesystem::is_empty(directory_)) {
+    throw std::runtime_error(directory_.string() + " is open to others and holds other files");
+  }
+  if (chmod(directory_.c_str(), 0700) < 0) throwErrno(directory_.string());
+}
+
+std::optional<Ports> runningService(const State &state) {
+  const Descriptor lock = openFile(state.file("lock"), O_RDWR | O_CREAT, 0600);
+  struct flock holder = wholeFile();
+  if (fcntl(lock.get(), F_OFD_GETLK, &holder) < 0) throwErrno("lock");
+  if (holder.l_type == F_UNLCK || !std::filesystem::exists(state.file("run.json"))) return std::nullopt;
+  const Json::Value run = readJsonObject(readFile(state.file("run.json")));
+  return Ports{run["https_port"].asInt(), run["proxy_port"].asInt()};
+}
+
+RunMark::RunMark(const State &state)
+    : file_(state.file("run.json")), lock_(openFile(state.file("lock"), O_RDWR | O_CREAT, 0600)) {
+  struct flock lock = wholeFile();
+  if (fcntl(lock_.get(), F_OFD_SETLK, &lock) < 0) throw std::runtime_error("a service runs on this state already");
+  std::filesystem::remove(file_);
+}
+
+RunMark::~RunMark() {
+  std::error_code ignored;
+  std::filesystem::remove(file_, ignored);
+}
+
+void RunMark::publish(const Ports &ports) {
+  Json::Value run;
+  run["pid"] = static_cast<Json::Int>(getpid());
+  run["https_port"] = ports.https;
+  run["proxy_port"] = ports.proxy;
+  writeFile(file_, writeJson(run) + "\n", 0600);
+}
+
+}  // namespace kova::center
