@@ -1,0 +1,47 @@
+#include <kova/error.h>
+#include <kova/platform.h>
+#include <kova/session.h>
+
+#include "commands.h"
+#include "stored_account.h"
+#include "waiting.h"
+
+namespace kova::cli {
+namespace {
+
+// Without the service: the account file, and the schedule that signing in made.
+void forget() {
+  const bool removed = whileWaiting(TARVKOVAAccountRemove) >= 0;
+  if (!removed) throw localFailure("a component of this device failed to sign out; nothing was changed");
+  if (TARVScheduleRemove("/usr/tarv/bin/tarvkova --report_info") < 0) {
+    throw localFailure("signed out, but the weekly report is still scheduled");
+  }
+}
+
+Report logout(const bool &local) {
+  Report report;
+  const bool signedIn = findStoredAccount() != nullptr;
+  report.result["was_signed_in"] = signedIn;
+  report.text = signedIn ? "Signed out.\n" : "This device was not signed in.\n";
+  if (local) {
+    forget();
+  } else {
+    if (whileWaiting(TARVKOVAAccountLogout) < 0) throw libraryFailure();
+    const int refusal = TARVKOVAErrGet();
+    if (signedIn && refusal != KOVA_SUCCESS) {
+      report.notes.push_back("signed out here, but the service did not agree: " + meaningOf(refusal));
+    }
+  }
+  // The library does not tell whether the account file is gone.
+  if (findStoredAccount()) throw localFailure("the stored account could not be removed from this device");
+  return report;
+}
+
+}  // namespace
+
+void addLogout(CLI::App &program, Action &action) {
+  const auto [command, local] = addCommand(program, action, "logout", "Sign this device out", logout);
+  command->add_flag("--local", local, "Forget the account here without telling the service");
+}
+
+}  // namespace kova::cli

@@ -1,0 +1,170 @@
+#include <json/reader.h>
+#include <kova/error.h>
+#include <kova/unify.h>
+
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "commands.h"
+#include "secret_source.h"
+#include "services_in_use.h"
+#include "text.h"
+#include "waiting.h"
+
+namespace kova::cli {
+namespace {
+
+struct Options {
+  std::string mainAccount;
+  std::vector<std::string> merged;
+  std::string passwords;
+  bool dryRun = false;
+  bool yes = false;
+};
+
+// A JSON value with passwords in it.
+struct SecretJson {
+  SecretJson() = default;
+  SecretJson(const SecretJson &) = delete;
+  SecretJson &operator=(const SecretJson &) = delete;
+  ~SecretJson() { wipe(value); }
+
+  Json::Value value;
+};
+
+void readPasswords(const std::string &file, Json::Value &passwords) {
+  const Secret text = SecretSource(file).readAll();
+  Json::CharReaderBuilder builder;
+  builder["collectComments"] = false;
+  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  const char *begin = text.c_str();
+  bool readable = false;
+  try {
+    readable = reader->parse(begin, begin + text.text().size(), &passwords, nullptr) && passwords.isObject();
+  } catch (const Json::Exception &) {
+    // Nested too deeply.
+  }
+  if (!readable) throw localFailure("the passwords are no JSON object of e-mail addresses and passwords");
+}
+
+// The passwords of the main account and the merged ones, in this order: from the file, or asked for.
+class Passwords {
+ public:
+  explicit Passwords(const std::string &file) {
+    if (file.empty()) {
+      source_.emplace(file);
+    } else {
+      readPasswords(file, known_.value);
+    }
+  }
+
+  Secret of(const std::string &email) {
+    if (source_) return source_->ask("Password of " + email);
+    const Json::Value &password = known_.value[email];
+    if (!password.isString()) throw localFailure("no password was given for " + email);
+    Secret secret;
+    const char *begin = nullptr;
+    const char *end = nullptr;
+    for (password.getString(&begin, &end); begin != end; ++begin) {
+      if (*begin == '\0' || !secret.append(*begin)) throw localFailure("this cannot be the password of " + email);
+    }
+    return secret;
+  }
+
+ private:
+  std::optional<SecretSource> source_;
+  SecretJson known_;
+};
+
+// What the library will find neither merged nor to be the main account. Names are compared as the services give them.
+Json::Value leftOver(const Options &options) {
+  Json::Value accounts = scanAccounts();
+  accounts.removeMember(options.mainAccount);
+  for (const std::string &email : options.merged) accounts.removeMember(email);
+  return accounts;
+}
+
+// Fills the merge list and returns the main account's password. Where nothing is merged no password is sent, nor
+// needed.
+Secret collectPasswords(const Options &options, Json::Value &list) {
+  list = Json::Value(Json::arrayValue);
+  if (options.merged.empty()) return Secret();
+  Passwords passwords(options.passwords);
+  Secret mainPassword = passwords.of(options.mainAccount);
+  for (const std::string &email : options.merged) {
+    const Secret password = passwords.of(email);
+    Json::Value &element = list.append(Json::objectValue);
+    element["email"] = email;
+    element["passwd"] = password.c_str();
+  }
+  return mainPassword;
+}
+
+void merge(const Options &options, const Secret &password, const Json::Value &list) {
+  const int result =
+      whileWaiting([&] { return TARVKOVAAccountMigrate(options.mainAccount.c_str(), password.c_str(), list); });
+  if (result == 0) return;
+  const Failure failure = libraryFailure(kWrongPassword);
+  if (failure.code != KOVA_ERR_STORE) throw failure;
+  throw Failure(failure.exit, failure.code, failure.name,
+                options.merged.empty() ? "this device could not be marked as unified"
+                                       : "the accounts are merged, but this device could not be marked as unified");
+}
+
+std::string sentences(const Options &options, const Json::Value &abandoned) {
+  const std::string one = options.dryRun ? " would be " : " is ";
+  const std::string several = options.dryRun ? " would be " : " are ";
+  std::string text;
+  for (const std::string &email : options.merged) {
+    text += printable(email) + one + "merged into " + printable(options.mainAccount) + ".\n";
+  }
+  if (options.merged.empty()) text += "No accounts" + several + "merged.\n";
+  if (abandoned.empty()) return text + "No accounts" + several + "abandoned.\n";
+  text += abandoned.size() == 1 ? "This account" + one + "abandoned, and its"
+                                : "These accounts" + several + "abandoned, and their";
+  return text + " services told:\n" + tableOf(abandoned);
+}
+
+Report migrate(const Options &options) {
+  const std::set<std::string> all(options.merged.begin(), options.merged.end());
+  if (all.size() < options.merged.size()) throw usageFailure("an account is to be merged twice");
+  if (all.count(options.mainAccount) > 0) throw usageFailure("the main account cannot be merged into itself");
+  // The passwords first: the scan starts programs, which have the same standard input.
+  SecretJson list;
+  const Secret password = options.dryRun ? Secret() : collectPasswords(options, list.value);
+  const Json::Value abandoned = leftOver(options);
+  if (!options.dryRun) {
+    // Where nothing is merged the service does not check the main account either.
+    if (options.merged.empty() && !abandoned.empty() && !options.yes) confirmLettingGo(abandoned);
+    merge(options, password, list.value);
+  }
+  Report report;
+  report.text = sentences(options, abandoned);
+  report.result["dry_run"] = options.dryRun;
+  report.result["main"] = options.mainAccount;
+  report.result["merged"] = Json::Value(Json::arrayValue);
+  for (const std::string &email : options.merged) report.result["merged"].append(email);
+  report.result["abandoned"] = namesOf(abandoned);
+  report.result["services"] = typesOf(abandoned);
+  return report;
+}
+
+}  // namespace
+
+void addMigrate(CLI::App &program, Action &action) {
+  const auto [command, options] =
+      addCommand(program, action, "migrate", "Merge accounts into one; abandon what else the services use", migrate);
+  command->add_option("MAIN", options.mainAccount, "E-mail address of the account that stays")->required();
+  command->add_option("--merge", options.merged, "E-mail addresses of the accounts that are merged into it");
+  command
+      ->add_option("--passwords", options.passwords,
+                   "Read the passwords from this file, a JSON object {\"EMAIL\": \"PASSWORD\", ...}; \"-\" is standard "
+                   "input")
+      ->type_name("FILE");
+  command->footer(kPasswordHelp);
+  command->add_flag("--dry-run", options.dryRun, "Only show what would be merged and abandoned; sends nothing");
+  command->add_flag("--yes", options.yes, "Do not ask before accounts are abandoned where none is merged");
+}
+
+}  // namespace kova::cli

@@ -1,0 +1,140 @@
+#include <kova/platform.h>
+#include <kova/services.h>
+
+#include <algorithm>
+#include <charconv>
+#include <vector>
+
+#include "commands.h"
+#include "streams.h"
+#include "table.h"
+#include "text.h"
+#include "waiting.h"
+
+namespace kova::cli {
+namespace {
+
+struct Options {
+  std::optional<std::string> from, to;
+  std::vector<std::string> apps, serials, prices, buyers;
+  bool csv = false;
+};
+
+constexpr const char *kMembers[] = {"date",  "item",       "model",    "serial",
+                                    "price", "pay_status", "buyer_id", "transaction_id"};
+
+// The language of the device's user interface.
+std::string userLanguage() {
+  char language[32] = "";
+  const int length = TLIBCFileGetKeyValue("/etc/tarvinfo.conf", "language", language, sizeof language, 0);
+  return length > 0 ? language : "enu";
+}
+
+Json::Value filterOf(const std::vector<std::string> &values) {
+  Json::Value filter;
+  for (const std::string &value : values) filter.append(value);
+  return filter;
+}
+
+// The amount with `decimals` digits after the point, or with as many as it has where that is negative.
+std::string amount(double value, int decimals = -1) {
+  char text[1536];
+  const auto end = decimals < 0 ? std::to_chars(text, text + sizeof text, value, std::chars_format::fixed)
+                                : std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, decimals);
+  return {text, end.ptr};
+}
+
+int decimalsOf(double value) {
+  const std::string text = amount(value);
+  const std::size_t point = text.find('.');
+  return point == std::string::npos ? 0 : static_cast<int>(std::min<std::size_t>(text.size() - point - 1, 6));
+}
+
+// What a date begins with, where it goes on with a time of day.
+std::string dayOf(const std::string &date) {
+  constexpr std::size_t kDay = sizeof "2000-01-31" - 1;
+  return date.size() > kDay && (date[kDay] == ' ' || date[kDay] == 'T') ? date.substr(0, kDay) : date;
+}
+
+std::string table(const Json::Value &purchases) {
+  int decimals = 2;
+  double total = 0;
+  for (const Json::Value &purchase : purchases) {
+    decimals = std::max(decimals, decimalsOf(purchase["price"].asDouble()));
+    total += purchase["price"].asDouble();
+  }
+  Table table({{"DATE"},
+               {"ITEM", 10},
+               {"PRICE", 0, true},
+               {"STATUS", 6},
+               {"MODEL", 5},
+               {"SERIAL", 6},
+               {"BUYER", 6},
+               {"TRANSACTION", 6}});
+  for (const Json::Value &purchase : purchases) {
+    table.add({dayOf(textOf(purchase["date"])), textOf(purchase["item"]),
+               amount(purchase["price"].asDouble(), decimals), textOf(purchase["pay_status"]),
+               textOf(purchase["model"]), textOf(purchase["serial"]), textOf(purchase["buyer_id"]),
+               textOf(purchase["transaction_id"])});
+  }
+  const std::string count = std::to_string(purchases.size()) + (purchases.size() == 1 ? " purchase" : " purchases");
+  table.addTotal({"Total", count, amount(total, decimals), "", "", "", "", ""});
+  return table.text(outputWidth());
+}
+
+std::string quoted(const std::string &field) {
+  if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
+  std::string quoted = "\"";
+  for (const char character : field) quoted += character == '"' ? std::string("\"\"") : std::string(1, character);
+  return quoted + '"';
+}
+
+std::string csv(const Json::Value &purchases) {
+  std::string lines;
+  const auto add = [&](auto fieldOf) {
+    const char *separator = "";
+    for (const char *member : kMembers) {
+      const std::string field = fieldOf(member);
+      lines += separator + quoted(outputIsTerminal() ? printable(field) : field);
+      separator = ",";
+    }
+    lines += '\n';
+  };
+  add([](const char *member) { return std::string(member); });
+  for (const Json::Value &purchase : purchases) {
+    add([&](const char *member) {
+      const Json::Value &value = purchase[member];
+      return value.isDouble() ? amount(value.asDouble()) : textOf(value);
+    });
+  }
+  return lines;
+}
+
+Report purchases(const Options &options) {
+  const std::string language = userLanguage();
+  Report report;
+  const int result = whileWaiting([&] {
+    return TARVKOVAAccountPurchaseList(language.c_str(), orNull(options.from), orNull(options.to),
+                                       filterOf(options.apps), filterOf(options.serials), filterOf(options.prices),
+                                       filterOf(options.buyers), report.result);
+  });
+  if (result < 0) throw libraryFailure();
+  const Json::Value &list = report.result["logs"];
+  report.text = options.csv ? csv(list) : list.empty() ? "No purchases.\n" : table(list);
+  return report;
+}
+
+}  // namespace
+
+void addPurchases(CLI::App &program, Action &action) {
+  const auto [command, options] = addCommand(program, action, "purchases", "List the account's purchases", purchases);
+  command->add_option("--from", options.from, "Purchases from this date on");
+  command->add_option("--to", options.to, "Purchases up to this date");
+  command->add_option("--app", options.apps, "Only these items");
+  command->add_option("--serial", options.serials, "Only for devices with these serial numbers");
+  command->add_option("--price", options.prices, "Only at these prices");
+  command->add_option("--paypal", options.buyers, "Only by these buyers");
+  command->add_flag("--csv", options.csv, "Print comma-separated values")->excludes(program.get_option("--json"));
+}
+
+}  // namespace kova::cli

@@ -1,0 +1,41 @@
+#include "refresh.h"
+
+#include <kova/error.h>
+
+#include "stored_account.h"
+
+namespace kova::cli {
+namespace {
+
+std::string failureOf(int code) {
+  switch (code) {
+    case KOVA_ERR_ACCOUNT_GET:
+      return keyRefused();
+    case KOVA_ERR_STORE:
+      return "the account's profile was fetched, but not stored: " + meaningOf(code);
+    case KOVA_ERR_SYSTEM:  // at any step
+      return "the account's profile could not be fetched and stored: " + meaningOf(code);
+    default:
+      return "the account's profile could not be fetched: " + meaningOf(code);
+  }
+}
+
+}  // namespace
+
+std::string keyRefused() {
+  return findStoredAccount() ? "the service no longer accepts this device, but it could not be signed out here; try "
+                               "\"tarvkova logout --local\""
+                             : "the service no longer accepts this device, which is signed out now; sign in again";
+}
+
+void noteRefresh(Report &report, int code) {
+  if (code == KOVA_SUCCESS) return;
+  report.notes.push_back(failureOf(code));
+  if (code == KOVA_ERR_ACCOUNT_GET) return;
+  const StoredAccount account = findStoredAccount();
+  if (account && account->last_query_time != 0) {
+    report.notes.emplace_back("the stored profile is still the earlier one; try \"tarvkova status --refresh\"");
+  }
+}
+
+}  // namespace kova::cli

@@ -1,0 +1,45 @@
+#include <kova/error.h>
+#include <kova/services.h>
+
+#include "commands.h"
+#include "secret_source.h"
+#include "text.h"
+#include "waiting.h"
+
+namespace kova::cli {
+namespace {
+
+struct Options {
+  std::string email;
+  std::string name;
+  std::string passwordFile;
+  bool criticalReleases = false;
+};
+
+Report registerAccount(const Options &options) {
+  const Secret password = SecretSource(options.passwordFile).askNew("Password for " + options.email);
+  const int result = whileWaiting([&] {
+    return TARVKOVAAccountRegister(options.email.c_str(), password.c_str(), options.name.c_str(),
+                                   options.criticalReleases);
+  });
+  // The one failure without a code.
+  if (result < 0 && TARVKOVAErrGet() == KOVA_SUCCESS) throw localFailure("the device cannot name its time zone");
+  if (result < 0) throw libraryFailure();
+  Report report;
+  report.result["email"] = options.email;
+  report.text = "The account " + printable(options.email) + " is registered; sign in with \"tarvkova login\".\n";
+  return report;
+}
+
+}  // namespace
+
+void addRegister(CLI::App &program, Action &action) {
+  const auto [command, options] =
+      addCommand(program, action, "register", "Create an account at the service", registerAccount);
+  command->add_option("EMAIL", options.email, "The account's e-mail address")->required();
+  command->add_option("--name", options.name, "Full name of its holder")->required();
+  command->add_flag("--critical-release", options.criticalReleases, "Mail about critical releases");
+  addPasswordFile(*command, options.passwordFile);
+}
+
+}  // namespace kova::cli

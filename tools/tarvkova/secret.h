@@ -1,0 +1,40 @@
+// Text that is wiped from memory after use.
+#pragma once
+
+#include <json/value.h>
+
+#include <cstddef>
+#include <functional>
+#include <string>
+
+namespace kova::cli {
+
+// A text with room for a fixed number of bytes: it never moves in memory and leaves nothing behind.
+class Secret {
+ public:
+  explicit Secret(std::size_t capacity = 4096) { text_.reserve(capacity); }
+  Secret(Secret &&other) noexcept { text_.swap(other.text_); }
+  Secret &operator=(Secret &&other) noexcept {
+    text_.swap(other.text_);
+    return *this;
+  }
+  ~Secret() { clear(); }
+
+  // False when there is no room.
+  bool append(char character);
+  void clear();
+  const std::string &text() const { return text_; }
+  const char *c_str() const { return text_.c_str(); }
+
+ private:
+  std::string text_;
+};
+
+// Wipes the texts of a JSON value that is of no more use.
+void wipe(Json::Value &value);
+
+// Reads one line, without its end, and not a byte more. False when there is none. Throws Failure for a line that cannot
+// be a password. `beforeRead`, if any, is called before every read and may throw.
+bool readLine(int fd, Secret &line, const std::function<void()> &beforeRead = {});
+
+}  // namespace kova::cli

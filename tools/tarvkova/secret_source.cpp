@@ -1,0 +1,74 @@
+#include "secret_source.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
+
+#include "outcome.h"
+#include "streams.h"
+
+namespace kova::cli {
+namespace {
+
+constexpr std::size_t kLargestFile = std::size_t{1} << 20;
+
+Descriptor openSecrets(const std::string &path) {
+  Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+  if (!file) throw localFailure("cannot open " + path + ": " + std::strerror(errno));
+  struct stat status {};
+  if (fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & (S_IRGRP | S_IROTH)) != 0) {
+    complain("warning: " + path + " can be read by other users");
+  }
+  return file;
+}
+
+}  // namespace
+
+void addPasswordFile(CLI::App &command, std::string &file) {
+  command.add_option("--password-file", file, "Read the password from this file; \"-\" is standard input")
+      ->type_name("FILE");
+  command.footer(kPasswordHelp);
+}
+
+SecretSource::SecretSource(const std::string &file) {
+  if (file.empty()) {
+    terminal_ = Terminal::open();
+  } else if (file != "-") {
+    file_ = openSecrets(file);
+  }
+}
+
+int SecretSource::input() const {
+  return file_ ? file_.get() : STDIN_FILENO;
+}
+
+Secret SecretSource::ask(const std::string &what) {
+  Secret secret;
+  const bool given = terminal_ ? terminal_->ask(what + ": ", secret) : readLine(input(), secret);
+  if (!given) throw localFailure("no password was given");
+  return secret;
+}
+
+Secret SecretSource::askNew(const std::string &what) {
+  Secret secret = ask(what);
+  if (secret.text().empty()) throw localFailure("a new password cannot be empty");
+  if (terminal_ && ask(what + " again").text() != secret.text()) throw localFailure("the two passwords differ");
+  return secret;
+}
+
+Secret SecretSource::readAll() {
+  Secret all(kLargestFile);
+  for (;;) {
+    char character = 0;
+    const ssize_t got = read(input(), &character, 1);
+    if (got == 0) return all;
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) throw localFailure(std::string("cannot read the passwords: ") + std::strerror(errno));
+    if (!all.append(character)) throw localFailure("the file of passwords is too large");
+  }
+}
+
+}  // namespace kova::cli

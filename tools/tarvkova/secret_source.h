@@ -1,0 +1,44 @@
+// Where a command's passwords come from: the file named, else the controlling terminal, else standard input.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "descriptor.h"
+#include "secret.h"
+#include "terminal.h"
+
+namespace CLI {
+class App;
+}
+
+namespace kova::cli {
+
+// For the help of a command that asks for passwords.
+inline constexpr char kPasswordHelp[] =
+    "Passwords are asked for on the terminal. Without one, and with \"-\" for a file, they are read\n"
+    "from standard input, one on each line.";
+
+// Adds the option "--password-file" to a command.
+void addPasswordFile(CLI::App &command, std::string &file);
+
+class SecretSource {
+ public:
+  // `file` is "-" for standard input, and empty for none. Warns of a file that others can read.
+  explicit SecretSource(const std::string &file);
+
+  // The answer to "`what`: ", or the next line. Throws Failure when there is none.
+  Secret ask(const std::string &what);
+  // The same for a password to be set: not empty, and asked for twice on a terminal.
+  Secret askNew(const std::string &what);
+  // Everything that is left. Not for a terminal.
+  Secret readAll();
+
+ private:
+  int input() const;
+
+  std::optional<Terminal> terminal_;
+  Descriptor file_;
+};
+
+}  // namespace kova::cli

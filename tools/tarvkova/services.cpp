@@ -1,0 +1,38 @@
+#include <kova/services.h>
+
+#include "commands.h"
+#include "stored_account.h"
+#include "table.h"
+#include "text.h"
+#include "waiting.h"
+
+namespace kova::cli {
+namespace {
+
+std::string orNone(const Json::Value &value) {
+  const std::string text = textOf(value);
+  return text.empty() ? "none" : text;
+}
+
+Report services() {
+  const StoredAccount account = storedAccount();
+  Report report;
+  Json::Value &held = report.result;
+  if (whileWaiting([&] { return TARVKOVAAccountServiceCheck(account->kovaIDSerial, account->vx_auth_key, held); }) <
+      0) {
+    throw libraryFailure();
+  }
+  report.text = fieldList({{"Relay alias", orNone(held["alias"])},
+                           {"Dynamic DNS", orNone(held["ddns"])},
+                           {"Antivirus by McAfee", textOf(held["mcafee"])}});
+  return report;
+}
+
+}  // namespace
+
+void addServices(CLI::App &program, Action &action) {
+  CLI::App *command = program.add_subcommand("services", "Show which remote services the account holds");
+  command->callback([&action] { action = services; });
+}
+
+}  // namespace kova::cli

@@ -1,0 +1,22 @@
+// The account that the device is signed in to, as it is stored.
+#pragma once
+
+#include <kova/account.h>
+
+#include <memory>
+
+namespace kova::cli {
+
+struct WipeAccount {
+  void operator()(AccountInfo *account) const;
+};
+
+using StoredAccount = std::unique_ptr<AccountInfo, WipeAccount>;
+
+// Null when the device is not signed in.
+StoredAccount findStoredAccount();
+
+// Throws Failure when the device is not signed in.
+StoredAccount storedAccount();
+
+}  // namespace kova::cli

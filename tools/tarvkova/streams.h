@@ -1,0 +1,26 @@
+// Standard output and standard error.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kova::cli {
+
+// Call first. Keeps standard output for this program alone: what the library starts (hooks, scripts) writes to standard
+// error, so that a report is never mixed with anything. A closed output is an error when it is written to, not before.
+void prepareStreams();
+
+bool outputIsTerminal();
+
+// The columns of the terminal on standard output; nothing when it is no terminal.
+std::optional<std::size_t> outputWidth();
+
+// Writes to standard output. False, having said so unless its reader is gone, when that fails.
+bool writeOutput(std::string_view text);
+
+// Writes "tarvkova: " and the message as one line to standard error.
+void complain(const std::string &message);
+
+}  // namespace kova::cli

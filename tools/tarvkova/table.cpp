@@ -1,0 +1,107 @@
+#include "table.h"
+
+#include <algorithm>
+#include <numeric>
+#include <string_view>
+
+#include "text.h"
+
+namespace kova::cli {
+namespace {
+
+constexpr std::size_t kGap = 2;
+
+std::string padding(std::size_t width, std::string_view text) {
+  return std::string(width - std::min(width, displayWidth(text)), ' ');
+}
+
+}  // namespace
+
+void Table::add(const std::vector<std::string> &cells) {
+  Row row;
+  for (const std::string &cell : cells) row.push_back(printable(trimmed(cell)));
+  rows_.push_back(std::move(row));
+}
+
+void Table::addTotal(const std::vector<std::string> &cells) {
+  add(cells);
+  hasTotal_ = true;
+}
+
+std::vector<std::size_t> Table::naturalWidths() const {
+  std::vector<std::size_t> widths;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    std::size_t width = displayWidth(columns_[i].title);
+    for (const Row &row : rows_) width = std::max(width, displayWidth(row[i]));
+    widths.push_back(width);
+  }
+  return widths;
+}
+
+// Takes from the widest columns until all of them fit; false when they cannot.
+bool Table::squeeze(std::vector<std::size_t> &widths, std::size_t width) const {
+  const std::size_t gaps = kGap * (columns_.size() - 1);
+  for (std::size_t all = std::accumulate(widths.begin(), widths.end(), gaps); all > width; --all) {
+    std::size_t *widest = nullptr;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      const std::size_t least = columns_[i].least;
+      if (least > 0 && widths[i] > least && (widest == nullptr || widths[i] > *widest)) widest = &widths[i];
+    }
+    if (widest == nullptr) return false;
+    --*widest;
+  }
+  return true;
+}
+
+std::string Table::line(const Row &row, const std::vector<std::size_t> &widths) const {
+  std::string line;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    const std::string cell = cut(row[i], widths[i]);
+    const std::string space = padding(widths[i], cell);
+    line += columns_[i].right ? space + cell : cell + space;
+    line.append(kGap, ' ');
+  }
+  return std::string(trimmed(line)) + '\n';
+}
+
+// A row as a paragraph; the total as one line.
+std::string Table::list(const Row &row, std::size_t width) const {
+  const bool total = hasTotal_ && &row == &rows_.back();
+  std::size_t label = 0;
+  for (const Column &column : columns_) label = std::max(label, displayWidth(column.title) + kGap);
+  std::vector<std::pair<std::string, std::string>> fields;
+  std::string line;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    fields.emplace_back(columns_[i].title, cut(row[i], std::max(width, label + 1) - label));
+    if (!row[i].empty()) line += (line.empty() ? "" : ", ") + row[i];
+  }
+  return total ? cut(line, width) + '\n' : fieldList(fields);
+}
+
+std::string Table::text(std::optional<std::size_t> width) const {
+  std::vector<std::size_t> widths = naturalWidths();
+  std::string text;
+  if (width && !squeeze(widths, *width)) {
+    for (const Row &row : rows_) text += (text.empty() ? "" : "\n") + list(row, *width);
+    return text;
+  }
+  Row titles;
+  for (const Column &column : columns_) titles.push_back(column.title);
+  text = line(titles, widths);
+  for (const Row &row : rows_) text += line(row, widths);
+  return text;
+}
+
+std::string fieldList(const std::vector<std::pair<std::string, std::string>> &fields) {
+  std::size_t width = 0;
+  for (const auto &[label, value] : fields) {
+    if (!value.empty()) width = std::max(width, displayWidth(label));
+  }
+  std::string list;
+  for (const auto &[label, value] : fields) {
+    if (!value.empty()) list += label + ":" + padding(width + kGap - 1, label) + printable(trimmed(value)) + '\n';
+  }
+  return list;
+}
+
+}  // namespace kova::cli
