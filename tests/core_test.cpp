@@ -1,0 +1,262 @@
+// Error state and account file, through the exported functions.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstring>
+#include <memory>
+
+#include "kova/kova.h"
+#include "support/device.h"
+
+namespace {
+
+constexpr char kIdentity[] = "vx_auth_key=\"key\"\nkovaIDSerial=\"42\"\n";
+constexpr char kRead[] = "kova_config_get";
+constexpr char kWrite[] = "kova_config_set";
+
+LogLine missing(const std::string &key) { return {kRead, "key [" + key + "] not found in /etc/kova.conf, errno=Success/0\n"}; }
+
+class Core : public DeviceTest {
+ protected:
+  Core() { answer(); }
+  std::unique_ptr<AccountInfo> info_ = std::make_unique<AccountInfo>();
+};
+
+TEST_F(Core, ResultWordsMapByPrefix) {
+  EXPECT_TRUE(ended(TARVKOVAErrSet(-5), -5, -5)) << "a code is kept unchecked";
+  const std::pair<int32_t, std::vector<std::string>> expected[] = {{0, {"good", "goodbye", "account_userid"}}, {1, {"badparam"}},
+      {6, {"badsys"}}, {14, {"badauth", "badauthentication"}}, {15, {"badnetwork"}}, {16, {"account_inused_x"}},
+      {17, {"serial_exceed_max_account_register"}}, {18, {"account_unverified"}}, {24, {"", "unknown", "Good", "goo"}},
+      {25, {"account_not_found"}}, {26, {"apikey_not_found"}}};
+  for (const auto &[code, words] : expected) {
+    for (const std::string &word : words) EXPECT_TRUE(ended(MapLibKovaCenterErrorCode(word.c_str()), code, code)) << word;
+  }
+  EXPECT_TRUE(gErrorCodeMap[11].result == nullptr && gErrorCodeMap[11].code == 24);
+  const KovaErrorMapEntry first = gErrorCodeMap[0];
+  gErrorCodeMap[0] = {"badauth", 99};
+  EXPECT_EQ(MapLibKovaCenterErrorCode("badauth"), 99) << "the table is writable and read at each call";
+  gErrorCodeMap[0] = {nullptr, 0};
+  EXPECT_EQ(MapLibKovaCenterErrorCode("badauth"), 24);
+  gErrorCodeMap[0] = first;
+}
+
+TEST_F(Core, CloudServiceErrorsAreTranslatedNotStored) {
+  hooks::state().failures["TARVCloudServiceGetErrorCode"] = 0;
+  for (const auto &[number, code] : {std::pair{0, 0}, {1, 15}, {2, 24}, {-1, 24}}) {
+    hooks::state().cloudError = number;
+    EXPECT_TRUE(ended(GetErrorCodeFromCloudService(), code, 77)) << number;
+  }
+}
+
+TEST_F(Core, ErrorCodesArePrinted) {
+  const char *const texts[] = {"", "Wrong parameters\n", "Wrong JSON format\n", "Failed to get kova account\n",
+      "Failed to send the request\n", "Failed to get the response\n", "System error\n"};
+  for (const int32_t code : {0, 1, 2, 3, 4, 5, 6, 99, -1}) {
+    testing::internal::CaptureStderr();
+    printErrCode(code);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), texts[code < 0 || code > 6 ? 6 : code]) << code;
+  }
+}
+
+// The profile's keys, in the order in which they are read.
+const std::vector<std::string> kKeys = {"kovaID", "full_name", "country", "timezone", "notify_language", "activated", "disabled", "enews",
+    "critical_release", "enews_local_promotion", "critical_version_list", "critical_version_domain"};
+const std::vector<std::string> kValues = {"ada@kova.example", "Ada L.", "", "Europe/Berlin", "", "yes", "no", "", "Yes", "ye", "b", "a,b"};
+
+TEST_F(Core, AnAccountIsReadUntilTheFirstMissingKey) {
+  AccountInfo &info = *info_;
+  // What is read of a file, a line for each key; what is not stays as it was.
+  const auto values = [&] {
+    std::vector<std::string> all;
+    for (const char *text : {info.kovaID, info.full_name, info.country, info.timezone, info.notify_language}) all.push_back(text);
+    for (const int32_t flag : {info.activated, info.disabled, info.enews, info.critical_release, info.enews_local_promotion}) {
+      all.push_back(flag == 7 ? "old" : std::to_string(flag));
+    }
+    for (const char *text : {info.critical_version_list, info.critical_version_domain}) all.push_back(text);
+    return all;
+  };
+  const auto get = [&](const std::string &profile) {
+    write(kAccountFile, kIdentity + profile);
+    for (char *text : {info.kovaID, info.full_name, info.country, info.timezone, info.notify_language, info.critical_version_list,
+             info.critical_version_domain}) {
+      std::strcpy(text, "old");
+    }
+    info.activated = info.disabled = info.enews = info.critical_release = info.enews_local_promotion = info.last_query_time = 7;
+    answer();
+    EXPECT_TRUE(ended(TARVKOVAAccountGet(&info), 0, 0));
+    EXPECT_STREQ(info.vx_auth_key, "key");
+    EXPECT_STREQ(info.kovaIDSerial, "42");
+    return values();
+  };
+  // An empty flag is a beginning of yes, and case counts.
+  const std::vector<std::string> read = {"ada@kova.example", "Ada L.", "", "Europe/Berlin", "", "1", "0", "1", "0", "1", "b", "a,b"};
+  for (std::size_t gone = 0; gone <= kKeys.size(); ++gone) {
+    for (const bool isEmpty : {false, true}) {
+      std::string profile = "last_query_time=\"1234567890\"\n";
+      for (std::size_t i = 0; i < kKeys.size(); ++i) {
+        if (i != gone || isEmpty) profile += kKeys[i] + "=\"" + (i != gone ? kValues[i] : "") + "\"\n";
+      }
+      if (isEmpty && gone > 1) continue;
+      std::vector<std::string> expected(read.begin(), read.begin() + static_cast<long>(gone));
+      expected.resize(read.size(), "old");
+      EXPECT_EQ(get(profile), expected) << gone;
+      EXPECT_EQ(info.last_query_time, gone == kKeys.size() ? 1234567890 : 7) << gone;
+      EXPECT_TRUE(loggedExactly(gone == kKeys.size() ? std::vector<LogLine>() : std::vector{missing(kKeys[gone])})) << gone;
+    }
+  }
+  EXPECT_EQ(get("kovaID=\"a\"\n"), std::vector<std::string>(read.size(), "old")) << "a profile that was never queried";
+  EXPECT_TRUE(loggedExactly({}));
+}
+
+TEST_F(Core, AccountReadFailures) {
+  const auto account = [](AccountInfo *info) { return TARVKOVAAccountGet(info); };
+  const auto payment = [](AccountInfo *info) { return TARVPaymentKovaAccountGet(info); };
+  const LogLine unreadable = {kRead, "TLIBCFileGetKeys() failed!! szFile=[/etc/kova.conf], tarverr=[0xABCD]"};
+  const LogLine memory = {kRead, "Out of memory!!"};
+  const std::string both = "kovaID=\"a\"\nkovaPW=\"b\"\n";
+  struct Case {
+    int (*get)(AccountInfo *);
+    std::string file, failing;
+    int32_t code;
+    LogLine log;
+  };
+  const Case cases[] = {
+      {account, "kovaIDSerial=\"42\"\n", "", 3, missing("vx_auth_key")},
+      {account, "vx_auth_key=\"\"\nkovaIDSerial=\"42\"\n", "", 3, missing("vx_auth_key")},
+      {account, "vx_auth_key=\"k\"\n", "", 3, missing("kovaIDSerial")},
+      {account, "vx_auth_key=\"k\"\nkovaIDSerial=\"\"\n", "", 3, missing("kovaIDSerial")},
+      {account, "vx_auth_key=\"k\"\nkovaIDSerial=\"4", "", 3, missing("kovaIDSerial")},
+      {account, "", "", 3, missing("vx_auth_key")},
+      {account, kIdentity, "TLIBCFileGetKeys", 3, unreadable},
+      {account, kIdentity, "TLIBCSzListAlloc", 6, memory},
+      {account, kIdentity, "TLIBCSzListPush", 6, memory},
+      {account, kIdentity, "TLIBCSzHashAlloc", 6, memory},
+      {payment, "kovaID=\"a\"\nkovaPW=\"\"\n", "", 3, missing("kovaPW")},
+      {payment, "kovaPW=\"s\"\n", "", 3, missing("kovaID")},
+      {payment, both, "TLIBCFileGetKeys", 3, unreadable},
+      {payment, both, "TLIBCSzListAlloc", 6, memory},
+      {payment, both, "TLIBCSzHashAlloc", 6, memory},
+  };
+  for (const Case &row : cases) {
+    answer({}, {{row.failing, 0}});
+    write(kAccountFile, row.file);
+    errno = 0;
+    EXPECT_TRUE(ended(row.get(info_.get()), -1, row.code, {row.log})) << row.file << row.failing;
+    EXPECT_EQ(read(kAccountFile), row.file) << row.file << row.failing;
+  }
+  for (const auto get : {+account, +payment}) {
+    answer();
+    remove(kAccountFile);
+    EXPECT_TRUE(ended(get(info_.get()), -1, 3, {}));
+    EXPECT_TRUE(ended(get(nullptr), -1, 1, {}));
+    std::filesystem::create_directory(at(kAccountFile));
+    EXPECT_TRUE(ended(get(info_.get()), -1, 3)) << "a directory in the file's place";
+  }
+  remove(kAccountFile);
+  write(kAccountFile, both);
+  answer();
+  EXPECT_TRUE(ended(TARVPaymentKovaAccountGet(info_.get()), 0, 77)) << "success leaves the code";
+  EXPECT_STREQ(info_->kovaID, "a");
+  EXPECT_STREQ(info_->kovaPW, "b");
+}
+
+TEST_F(Core, LongValuesAreCutToTheirField) {
+  const std::string value(5000, 'x');
+  std::string file = std::string(kIdentity) + "last_query_time=\"1\"\n";
+  for (const std::string &key : kKeys) file += key + "=\"" + value + "\"\n";
+  write(kAccountFile, file + "vx_auth_key=\"" + value + "\"\n");
+  ASSERT_EQ(TARVKOVAAccountGet(info_.get()), 0);
+  EXPECT_EQ(info_->kovaID, value.substr(0, 4095));
+  EXPECT_EQ(info_->vx_auth_key, value.substr(0, 4095));
+  EXPECT_EQ(info_->full_name, value.substr(0, 1023));
+  EXPECT_EQ(info_->country, value.substr(0, 255));
+  EXPECT_EQ(info_->critical_version_domain, value.substr(0, 1023));
+  EXPECT_EQ(info_->last_query_time, 1);
+}
+
+TEST_F(Core, AccountIsWrittenAndTheRestOfTheFileKept) {
+  write(kAccountFile, "# mine\r\nother=\"1\"\r\ncountry=\"DE\"\r\nnot an entry\r\nkovaIDSerial=\"old\"");
+  std::filesystem::permissions(at(kAccountFile), std::filesystem::perms(0640));
+  std::strcpy(info_->vx_auth_key, "key");
+  std::strcpy(info_->kovaIDSerial, "42");
+  std::strcpy(info_->kovaPW, "never written");
+  std::strcpy(info_->country, "FR");
+  ASSERT_EQ(TARVKOVAAccountSet(info_.get()), 0);
+  EXPECT_EQ(
+      read(kAccountFile), "# mine\r\nother=\"1\"\r\ncountry=\"DE\"\r\nnot an entry\r\nkovaIDSerial=\"42\"\r\nvx_auth_key=\"key\"\r\n");
+  EXPECT_EQ(mode(kAccountFile), std::filesystem::perms(0640));
+  remove(kAccountFile);
+  info_->last_query_time = 2147483647;
+  info_->activated = 5;
+  ASSERT_EQ(TARVKOVAAccountSet(info_.get()), 0);
+  EXPECT_EQ(read(kAccountFile),
+      "vx_auth_key=\"key\"\nkovaIDSerial=\"42\"\ncountry=\"FR\"\ntimezone=\"\"\nactivated=\"yes\"\n"
+      "disabled=\"no\"\nenews=\"no\"\ncritical_release=\"no\"\nenews_local_promotion=\"no\"\n"
+      "critical_version_list=\"\"\nlast_query_time=\"2147483647\"\n");
+  EXPECT_EQ(mode(kAccountFile), std::filesystem::perms(0600));
+}
+
+TEST_F(Core, EveryFieldSurvivesAWriteAndARead) {
+  AccountInfo &info = *info_;
+  const std::string hostile = "a\"b=c # \\ 'x' \t\x01 ü\"";
+  const auto fill = [&](auto &...field) {
+    ((std::memset(field, 'z', sizeof field - 1), std::memcpy(field, hostile.data(), hostile.size())), ...);
+  };
+  fill(info.kovaID, info.vx_auth_key, info.kovaIDSerial, info.full_name, info.country, info.timezone, info.notify_language,
+      info.critical_version_list, info.critical_version_domain);
+  info.disabled = info.enews_local_promotion = 1;
+  info.last_query_time = 99;
+  ASSERT_EQ(TARVKOVAAccountSet(&info), 0);
+  const auto again = std::make_unique<AccountInfo>();
+  ASSERT_EQ(TARVKOVAAccountGet(again.get()), 0);
+  EXPECT_EQ(std::memcmp(again.get(), &info, sizeof info), 0);
+}
+
+TEST_F(Core, AccountWriteFailuresLeaveTheFile) {
+  const std::string notStored = "TLIBCFileSetKeys() failed!! szFile=[/etc/kova.conf], tarverr=[0xABCD]";
+  const std::string noHash = "Failed to allocate hash for setting /etc/kova.conf", noValue = "Failed to set hash for ";
+  const std::string error = ", errno=Success/0\n, tarv_error=[ABCD]";
+  struct Case {
+    std::string serial, failing;
+    int call;
+    int32_t code;
+    std::string text;
+  };
+  const Case cases[] = {{"42\nkovaID=\"evil\"", "", 0, 19, notStored}, {"42\rkovaID=\"evil\"", "", 0, 19, notStored},
+      {"42", "TLIBCFileSetKeys", 0, 19, notStored}, {"42", "TLIBCSzHashAlloc", 0, 6, noHash + error},
+      {"42", "TLIBCSzHashSetValue", 2, 6, noValue + "kovaIDSerial" + error},
+      {"42", "TLIBCSzHashSetValue", 11, 6, noValue + "last_query_time" + error}};
+  write(kAccountFile, kIdentity);
+  const auto before = files();
+  for (const Case &row : cases) {
+    *info_ = {};
+    std::strcpy(info_->vx_auth_key, "key");
+    std::strcpy(info_->kovaIDSerial, row.serial.c_str());
+    info_->last_query_time = 5;
+    answer({}, {{row.failing, row.call}});
+    EXPECT_TRUE(ended(TARVKOVAAccountSet(info_.get()), -1, row.code, {{kWrite, row.text}}));
+    EXPECT_EQ(files(), before) << row.text;
+  }
+  EXPECT_TRUE(ended(TARVKOVAAccountSet(nullptr), -1, 1));
+}
+
+TEST_F(Core, RemovalTellsTheOtherComponentsFirst) {
+  write(kAccountFile, kIdentity);
+  writeProgram("/usr/tarv/kova/plugin/kova/kova/logout/10-note",
+      "#!/bin/sh\ncp \"" + at(kAccountFile).string() + "\" \"" + at("/seen-$1").string() + "\" 2>/dev/null\nexit 0\n");
+  for (const auto &[failing, text] :
+      {std::pair{"TLIBPluginSDKInit", "TLIBPluginSDKInit failed"}, {"TLIBPluginAction", "TLIBPluginAction failed, action=4"}}) {
+    answer({}, {{failing, 0}});
+    EXPECT_TRUE(ended(TARVKOVAAccountRemove(), -1, 77, {{"kova_config_remove", text}}));
+    EXPECT_EQ(read(kAccountFile), kIdentity);
+  }
+  answer();
+  signal(SIGCHLD, SIG_IGN);  // the program around the library may not want to hear of children
+  EXPECT_EQ(TARVKOVAAccountRemove(), 0);
+  signal(SIGCHLD, SIG_DFL);
+  EXPECT_FALSE(exists(kAccountFile));
+  EXPECT_EQ(read("/seen-4"), kIdentity) << "the plugin still saw the account";
+  EXPECT_TRUE(ended(TARVKOVAAccountRemove(), 0, 77)) << "nothing to delete is no failure";
+}
+
+}  // namespace

@@ -1,0 +1,302 @@
+// The account session: what goes over the wire, what callers get and what the device keeps.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "kova/kova.h"
+#include "support/device.h"
+#include "support/json.h"
+#include "support/token.h"
+
+namespace {
+
+constexpr char kKeys[] = R"({"code":"good","kova_id":"4711","auth_key":"key-1"})";
+constexpr char kProfile[] = R"({"code":"good","email":"ada@kova.example","full_name":"Ada","country":"DE","timezone":"Europe/Berlin",)"
+                            R"("notify_language":"ger","activated":true,"disabled":false,"enews":1,"critical_release":0,)"
+                            R"("enews_local_promotion":"yes","critical_version_list":{"b":true,"a":false,"c":1},"other":1})";
+constexpr char kStored[] =
+    "kovaID=\"ada@kova.example\"\nvx_auth_key=\"key-1\"\nkovaIDSerial=\"4711\"\nfull_name=\"Ada\"\ncountry=\"DE\"\n"
+    "timezone=\"Europe/Berlin\"\nnotify_language=\"ger\"\nactivated=\"yes\"\ndisabled=\"no\"\nenews=\"yes\"\n"
+    "critical_release=\"no\"\nenews_local_promotion=\"no\"\ncritical_version_list=\"b,c\"\ncritical_version_domain=\"a,b,c\"\n";
+constexpr char kQuery[] = "action=query&kova_id=4711&auth_key=key-1&serial=1430TST000001";
+constexpr std::time_t kNow = 1'800'000'000;
+
+std::string stored(std::time_t queried) { return kStored + ("last_query_time=\"" + std::to_string(queried)) + "\"\n"; }
+
+std::string withMember(const char *name, const Json::Value &value) {
+  Json::Value reply = parsed(kProfile);
+  reply[name] = value;
+  return compact(reply);
+}
+
+class Session : public DeviceTest {
+ protected:
+  Session() { hooks::state().now = kNow; }
+  int query(bool force = true) { return TARVKOVAAccountQueryInfo(info_, force, false); }
+  int login(bool checkOnly = false) { return TARVKOVAAccountLogin("ada@kova.example", "s&cret", reply_, checkOnly); }
+  static int change(const char *name, const char *mail, const char *password, const char *newPassword) {
+    return TARVKOVAAccountSetInfo(name, mail, password, newPassword, nullptr, nullptr, nullptr, -1, -1, -1, nullptr);
+  }
+  Json::Value event() const { return parsed(read("/var/log/kova/events.jsonl")); }
+  // The time-outs of the requests.
+  static std::string timeouts() {
+    std::string seconds;
+    for (const auto &[option, value] : hooks::state().options) seconds += option == CURLOPT_TIMEOUT ? value + " " : "";
+    return seconds;
+  }
+
+  Json::Value info_;
+  Json::Value reply_;
+};
+
+TEST_F(Session, ThePasswordCheckSendsTheDigestAndHandsBackTheReply) {
+  const auto authen = [&](const char *email, const char *password, const char *alias, const char *reply) {
+    answer({{reply}});
+    return TARVKOVAAccountAuthen(email, password, alias, reply_);
+  };
+  EXPECT_EQ(authen("ada@kova.example", "secret", nullptr, kGood), 0);
+  EXPECT_EQ(sent(), "action=authen&email=ada%40kova.example&passwd=" + expectedMd5("secret") + "&serial=1430TST000001");
+  EXPECT_EQ(authen("a", "", "", R"({"code":"badauth","detail":"no"})"), -1);
+  EXPECT_EQ(sent(), "action=authen&email=a&passwd=" + expectedMd5("") + "&serial=1430TST000001&alias=");
+  EXPECT_EQ(reply_["detail"], "no") << "also a refusal is handed back";
+  EXPECT_EQ(authen("", "x", "a&b", "{\"code\":"), -1);
+  EXPECT_EQ(reply_["detail"], "no") << "what is no reply is not";
+  write(kDeviceFile, "custom_serial=\"MINE\"\nserial=\"F\"\n");
+  EXPECT_EQ(authen("", "x", "a&b", "17"), 0);
+  EXPECT_EQ(hooks::state().attempts.at(0).form,
+      "vx_sn=MINE&vx_token=" + expectedToken("MINE") + "&action=authen&email=&passwd=" + expectedMd5("x") + "&serial=MINE&alias=a%26b");
+  EXPECT_EQ(reply_, 17);
+}
+
+// ---- Query ----
+
+TEST_F(Session, TheCacheAnswersForTenMinutesEitherWay) {
+  for (const std::time_t queried : {kNow - 599, kNow - 600, kNow + 599, kNow + 600, kNow, std::time_t{0}}) {
+    write(kAccountFile, stored(queried));
+    answer({{kProfile}});
+    EXPECT_TRUE(ended(query(false), 0, 0));
+    EXPECT_EQ(hooks::state().attempts.empty(), std::abs(queried - kNow) < 600) << queried - kNow;
+  }
+  hooks::state().now = 300;
+  write(kAccountFile, kSignedIn);
+  answer({{kProfile}});
+  EXPECT_EQ(query(false), 0);
+  EXPECT_EQ(hooks::state().attempts.size(), 1U) << "a profile that was never queried is not fresh, whatever the clock says";
+}
+
+TEST_F(Session, AQueryHandsOnAndStoresTheReplyAndTheFileAnswersTheNext) {
+  write(kAccountFile, std::string(kSignedIn) + "other=\"kept\"\n");
+  answer({{kProfile}});
+  info_["mine"] = 1;
+  EXPECT_TRUE(ended(query(), 0, 0));
+  EXPECT_EQ(sent(), kQuery);
+  Json::Value expected =
+      parsed(R"({"mine":1,"auth_key":"key-1","email":"ada@kova.example","full_name":"Ada","country":"DE",)"
+             R"("timezone":"Europe/Berlin","notify_language":"ger","activated":true,"disabled":false,"enews":1,)"
+             R"("critical_release":0,"enews_local_promotion":"yes","critical_version_list":"b,c","critical_version_domain":"a,b,c"})");
+  EXPECT_EQ(info_, expected);
+  for (const char *line :
+      {"other=\"kept\"", "full_name=\"Ada\"", "enews=\"yes\"", "critical_release=\"no\"", "enews_local_promotion=\"no\"",
+          "critical_version_list=\"b,c\"", "critical_version_domain=\"a,b,c\"", "last_query_time=\"1800000000\""}) {
+    EXPECT_TRUE(has(kAccountFile, line + std::string("\n"))) << line;
+  }
+  info_ = Json::Value();
+  answer();
+  EXPECT_TRUE(ended(query(false), 0, 0));
+  for (const char *name : {"mine", "critical_version_list", "critical_version_domain"}) expected.removeMember(name);
+  expected["enews"] = true;
+  expected["critical_release"] = expected["enews_local_promotion"] = false;
+  EXPECT_EQ(info_, expected) << "text and booleans";
+}
+
+TEST_F(Session, BadauthToTheLetterSignsTheDeviceOut) {
+  write(kAccountFile, stored(0));
+  answer({{R"({"code":"badauth"})"}});
+  EXPECT_TRUE(ended(
+      query(), -1, 3, {{"kova_account_query_info", "Logged out Kova due to authentication failure. kova_id_serial=4711, auth_key=key-1"}}));
+  EXPECT_FALSE(exists(kAccountFile));
+  EXPECT_TRUE(info_.isNull());
+  answer({{kProfile}});
+  EXPECT_TRUE(ended(query(), -1, 3));
+  EXPECT_TRUE(hooks::state().attempts.empty());
+}
+
+TEST_F(Session, AHostileProfileNeverAddsAKey) {
+  const Json::Value list(Json::arrayValue), object(Json::objectValue);
+  const Json::Value refused[] = {"a\nvx_auth_key=\"evil\"", "a\rvx_auth_key=\"evil\"", "\"\n\""};
+  const Json::Value kept[] = {"a\"b\" = c", std::string("nul\0nul", 7), std::string(1 << 20, 'x'), list, object, 7.5, true, Json::Value()};
+  const auto ask = [&](const char *name, const Json::Value &value) {
+    write(kAccountFile, kSignedIn);
+    answer({{withMember(name, value), 200, CURLE_OK, 16384}});
+    EXPECT_EQ(query(), 0);
+  };
+  for (const char *name : {"full_name", "country", "email", "timezone", "notify_language"}) {
+    for (const Json::Value &value : refused) {
+      ask(name, value);
+      EXPECT_EQ(info_[name], value) << "as received";
+      EXPECT_EQ(TARVKOVAErrGet(), 19);
+      EXPECT_EQ(read(kAccountFile), kSignedIn);
+      EXPECT_TRUE(loggedExactly({{"kova_account_query_info", "Failed to update Kova conf, code=19"}}, "kova_account_query_info"));
+    }
+    for (const Json::Value &value : kept) {
+      ask(name, value);
+      EXPECT_EQ(info_[name], value) << "as received";
+      EXPECT_EQ(TARVKOVAErrGet(), 0);
+      EXPECT_EQ(read(kAccountFile).rfind("vx_auth_key=\"key-1\"\n", 0), 0U);
+    }
+  }
+  for (const char *name : {"activated", "disabled", "enews", "critical_release", "enews_local_promotion"}) {
+    for (const Json::Value &value : {list, object, Json::Value("yes"), Json::Value(0.5), Json::Value(-1), Json::Value()}) {
+      ask(name, value);
+      EXPECT_TRUE(has(kAccountFile, name + std::string(value.isNumeric() ? "=\"yes\"\n" : "=\"no\"\n")));
+    }
+  }
+  const Json::Value names = parsed("[true,false]");
+  for (const auto &[value, all, critical] :
+      {std::tuple<Json::Value, const char *, const char *>{names, "0,1", "0"}, {"text", "", ""}, {object, "", ""}}) {
+    ask("critical_version_list", value);
+    EXPECT_EQ(info_["critical_version_domain"], all);
+    EXPECT_EQ(info_["critical_version_list"], critical);
+  }
+}
+
+// ---- Login ----
+
+constexpr char kAsked[] = "action=get_auth_key&type=acnt_pw_apikey&email=ada%40kova.example&passwd=s%26cret&serial=1430TST000001&api_key=";
+constexpr char kMac[] = "&mac=02%3A00%3A00%3A00%3A00%3A01";
+const LogLine kLoggedIn = {"kova_account_login", "Logged in Kova Center as ada@kova.example"};
+
+TEST_F(Session, LoginStoresSchedulesLogsAndRefreshes) {
+  answer({{kKeys}, {kProfile}});
+  EXPECT_TRUE(ended(login(), 0, 0, {kLoggedIn}));
+  EXPECT_EQ(sent(0), kAsked + std::string(kApiKey) + kMac);
+  EXPECT_EQ(sent(1), kQuery);
+  EXPECT_EQ(timeouts(), "120 15 ");
+  EXPECT_EQ(read(kAccountFile).rfind("vx_auth_key=\"key-1\"\nkovaIDSerial=\"4711\"\nkovaID=\"ada@kova.example\"\n", 0), 0U)
+      << "the identity first, the profile after it";
+  EXPECT_EQ(reply_["auth_key"], "key-1");
+  EXPECT_EQ(event()["event"], "0x13A00001");
+  EXPECT_EQ(event()["texts"][0], "ada@kova.example");
+  answer({{kKeys}, {kProfile}});
+  ASSERT_EQ(login(), 0);
+  EXPECT_TRUE(has(kCron, " root /usr/tarv/bin/tarvkova --report_info\n"));
+  EXPECT_EQ(read(kCron).find("--report_info"), read(kCron).rfind("--report_info")) << "no second line after a second login";
+}
+
+TEST_F(Session, TheScheduleIsOneRandomHourAWeek) {
+  std::set<int32_t> days, hours;
+  for (int i = 0; i < 200; ++i) {
+    answer({{kKeys}, {kProfile}});
+    hooks::state().now = kNow + i;
+    hooks::state().onSchedule = [&](const TARVSchedule &schedule) {
+      days.insert(schedule.weekdays);
+      hours.insert(schedule.hour);
+      EXPECT_EQ(schedule.hour, schedule.last_hour);
+      EXPECT_TRUE(schedule.hour >= 0 && schedule.hour < 24 && schedule.minute >= 0 && schedule.minute < 60);
+      EXPECT_EQ(schedule.reserved1 | schedule.reserved2, 0);
+      EXPECT_STREQ(schedule.command, "/usr/tarv/bin/tarvkova --report_info");
+    };
+    ASSERT_EQ(login(), 0);
+  }
+  EXPECT_EQ(days, (std::set<int32_t>{0x01, 0x02, 0x04, 0x08, 0x10, 0x20, 0x40}));
+  EXPECT_GT(hours.size(), 20U);
+}
+
+TEST_F(Session, ALoginThatOnlyChecksChangesNothingAndADeviceThatDoesNotReportIsNotScheduled) {
+  const auto before = files();
+  answer({{kKeys}});
+  EXPECT_TRUE(ended(login(true), 0, 0, {}));
+  EXPECT_EQ(files(), before);
+  EXPECT_EQ(hooks::state().attempts.size(), 1U);
+  EXPECT_EQ(reply_["kova_id"], "4711");
+  write(kInfoFile, "kova_disable_report=\"yes\"\n");
+  answer({{kKeys}, {"", 500}});
+  EXPECT_TRUE(ended(login(), 0, 4)) << "left by the refresh";
+  EXPECT_FALSE(exists(kCron));
+  EXPECT_EQ(read(kAccountFile), kSignedIn);
+}
+
+TEST_F(Session, AnUnknownApiKeyIsRegisteredOnce) {
+  answer({{kUnknownKey}, {kKeys}, {kProfile}});
+  EXPECT_TRUE(ended(login(), 0, 0, {{"kova_account_login", "ApiKey not found. Register new one."}, kLoggedIn}));
+  const std::string registered = read("/var/lib/kova/apikey").substr(0, 64);
+  EXPECT_NE(registered, kApiKey);
+  EXPECT_EQ(sent(0), kAsked + std::string(kApiKey) + kMac);
+  EXPECT_EQ(sent(1), kAsked + registered + kMac);
+  EXPECT_EQ(reply_["kova_id"], "4711") << "the second reply";
+}
+
+// ---- Logout ----
+
+TEST_F(Session, LogoutSignsOutHereWhateverTheServiceSays) {
+  const std::vector<std::pair<std::string, int32_t>> replies = {
+      {kGood, 0}, {"{}", 0}, {"[]", 0}, {R"({"code":"badauth"})", 14}, {R"({"code":{}})", 24}};
+  for (const auto &[body, code] : replies) {
+    answer({{kKeys}, {kProfile}});
+    ASSERT_EQ(login(), 0);
+    remove("/var/log/kova");
+    answer({{body}});
+    std::vector<LogLine> log = {{"kova_account_logout", "Logged out Kova"}};
+    if (code != 0) log.insert(log.begin(), {"kova_account_logout", "Failed to logout 4711, resp=" + body});
+    EXPECT_TRUE(ended(TARVKOVAAccountLogout(), 0, code, log)) << body;
+    EXPECT_EQ(sent(), "action=destroy&serial=1430TST000001&kova_id=4711&auth_key=key-1");
+    EXPECT_FALSE(exists(kAccountFile)) << body;
+    EXPECT_FALSE(has(kCron, "--report_info")) << body;
+    EXPECT_EQ(event()["event"], "0x13A00002");
+    EXPECT_EQ(event()["texts"], parsed(R"(["","","",""])"));
+  }
+  write(kAccountFile, kSignedIn);
+  answer({{kGood}}, {{"TLIBPluginAction", 0}});
+  EXPECT_TRUE(ended(TARVKOVAAccountLogout(), 0, 0));
+  EXPECT_TRUE(loggedExactly({{"kova_account_logout", "Logged out Kova"}}, "kova_account_logout"));
+  EXPECT_EQ(read(kAccountFile), kSignedIn) << "a component that could not let go keeps it";
+}
+
+TEST_F(Session, LogoutWithoutAnAccountDoesNothing) {
+  write(kCron, "1 1 * * 1 root /usr/tarv/bin/tarvkova --report_info\n");
+  const auto before = files();
+  answer();
+  EXPECT_TRUE(ended(TARVKOVAAccountLogout(), 0, 0, {{"kova_account_logout", "Not logged in. Logout successfully"}}));
+  EXPECT_TRUE(hooks::state().attempts.empty());
+  EXPECT_EQ(files(), before);
+}
+
+// ---- Update and report ----
+
+constexpr char kUpdate[] = "action=update&kova_id=4711&auth_key=key-1&serial=1430TST000001";
+
+TEST_F(Session, OnlyWhatIsGivenIsSent) {
+  write(kAccountFile, kSignedIn);
+  const auto before = files();
+  answer({{"good"}});
+  EXPECT_TRUE(ended(change(nullptr, nullptr, nullptr, nullptr), 0, 0));
+  EXPECT_EQ(sent(), kUpdate);
+  answer({{"good"}});
+  EXPECT_EQ(TARVKOVAAccountSetInfo("A", "e", nullptr, "new", "DE", "ger", "UTC", 0, 1, 5, "v"), 0);
+  EXPECT_EQ(sent(), std::string(kUpdate) +
+                        "&full_name=A&country=DE&notify_lang=ger&timezone=UTC&enews=false&"
+                        "critical_release=true&enews_local_promotion=true&critical_version_list=v")
+      << "address and new password count only with the password";
+  answer({{"goodbye"}});
+  EXPECT_EQ(change("", "e", "p", nullptr), 0);
+  EXPECT_EQ(sent(), std::string(kUpdate) + "&full_name=&passwd=p&email=e");
+  EXPECT_EQ(files(), before) << "nothing of it is stored here";
+  answer({{kGood}});
+  EXPECT_TRUE(ended(TARVKOVAReportInfo(), 0, 0));
+  EXPECT_EQ(sent(), "action=check&kova_id=4711&auth_key=key-1&timezone=Europe%2FBerlin&serial=1430TST000001&vx_info=");
+  EXPECT_EQ(files(), before);
+}
+
+TEST_F(Session, AChangedPasswordIsNotified) {
+  write("/usr/tarv/share/kova/notifications.conf",
+      R"({"KovaPasswordChanged": {"subject": "Changed", "text": "The password of %KOVA_ACCOUNT% was changed."}})");
+  write(kAccountFile, kSignedIn);
+  answer({{"good"}, {kProfile}});
+  EXPECT_TRUE(ended(change(nullptr, nullptr, "old", "new"), 0, 0));
+  EXPECT_EQ(sent(0), std::string(kUpdate) + "&passwd=old&passwd_new=new&passwd_confirmation=new");
+  EXPECT_EQ(sent(1), kQuery);
+  EXPECT_EQ(timeouts(), "120 15 ");
+  EXPECT_TRUE(has("/var/log/kova/notifications.jsonl", "The password of ada@kova.example was changed."));
+}
+
+}  // namespace

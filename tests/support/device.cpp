@@ -1,0 +1,129 @@
+#include "support/device.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "kova/error.h"
+#include "support/token.h"
+
+namespace fs = std::filesystem;
+
+TemporaryDirectory::TemporaryDirectory() {
+  std::string pattern = fs::temp_directory_path() / "kova-test-XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr) throw std::system_error(errno, std::generic_category(), pattern);
+  path_ = pattern;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
+}
+
+std::string readFile(const fs::path &path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+void writeFile(const fs::path &path, std::string_view text) {
+  fs::create_directories(path.parent_path());
+  std::ofstream file(path, std::ios::binary);
+  file << text;
+  if (!file.flush()) throw std::runtime_error("cannot write " + path.string());
+}
+
+DeviceTest::DeviceTest() {
+  setenv("KOVA_DEVICE_ROOT", root_.path().c_str(), 1);
+  write(kDeviceFile, "serial=\"1430TST000001\"\nuser_agent=\"TestDevice/1.0\"\nmac=\"02:00:00:00:00:01\"\n");
+  write(kInfoFile, "timezone=\"Europe/Berlin\"\n");
+  write("/var/lib/kova/apikey", kApiKey);
+  fs::permissions(at("/var/lib/kova/apikey"), fs::perms(0600));
+  hooks::reset();
+  TARVKOVAErrSet(0);
+}
+
+DeviceTest::~DeviceTest() {
+  hooks::reset();
+  unsetenv("KOVA_DEVICE_ROOT");
+}
+
+fs::path DeviceTest::at(std::string_view devicePath) const { return root_.path() / devicePath.substr(1); }
+
+void DeviceTest::writeProgram(std::string_view devicePath, std::string_view text) const {
+  write(devicePath, text);
+  if (text.substr(0, 2) == "#!") fs::permissions(at(devicePath), fs::perms(0700));
+}
+
+void DeviceTest::answer(std::vector<hooks::Reply> replies, std::map<std::string, int> failures) {
+  const std::optional<std::time_t> now = hooks::state().now;
+  hooks::reset();
+  failures.emplace("TLIBCErrGet", 0);
+  hooks::state().now = now;
+  hooks::state().wired = true;
+  hooks::state().replies = std::move(replies);
+  hooks::state().failures = std::move(failures);
+  TARVKOVAErrSet(77);
+  errno = 0;
+}
+
+std::map<std::string, std::string> DeviceTest::files() const {
+  std::map<std::string, std::string> found;
+  for (const auto &entry : fs::recursive_directory_iterator(root_.path())) {
+    const bool lock = entry.path().extension() == ".lock";
+    if (entry.is_regular_file() && !lock) found[entry.path().lexically_relative(root_.path())] = readFile(entry.path());
+  }
+  return found;
+}
+
+std::string sent(std::size_t attempt) {
+  if (attempt >= hooks::state().attempts.size()) return "(nothing was sent)";
+  const std::string &form = hooks::state().attempts[attempt].form;
+  const std::string identity = "vx_sn=1430TST000001&vx_token=" + expectedToken("1430TST000001") + "&";
+  return form.rfind(identity, 0) == 0 ? form.substr(identity.size()) : "(without identity) " + form;
+}
+
+namespace {
+
+std::string sourceLine(const std::string &unit, std::size_t number) {
+  for (const auto &entry : fs::recursive_directory_iterator(KOVA_SOURCE_DIR "/src")) {
+    if (entry.path().filename() != unit + ".cpp") continue;
+    std::ifstream file(entry.path());
+    std::string line;
+    for (std::size_t i = 0; i < number; ++i) std::getline(file, line);
+    return line;
+  }
+  return {};
+}
+
+}  // namespace
+
+testing::AssertionResult loggedExactly(const std::vector<LogLine> &expected, const std::string &unit) {
+  std::vector<std::string> log = hooks::state().log;
+  std::erase_if(log, [&](const std::string &line) { return line.rfind(unit, 0) != 0; });
+  auto failure = testing::AssertionFailure() << "logged:" << testing::PrintToString(log);
+  if (log.size() != expected.size()) return failure << ", expected " << expected.size() << " lines";
+  for (std::size_t i = 0; i < log.size(); ++i) {
+    const std::string prefix = expected[i].unit + ":";
+    const std::size_t blank = log[i].find(' ');
+    if (log[i].rfind(prefix, 0) != 0 || blank == std::string::npos || log[i].substr(blank + 1) != expected[i].text) {
+      return failure << ", expected " << expected[i].unit << ":<line> " << expected[i].text;
+    }
+    const std::string source = sourceLine(expected[i].unit, std::stoul(log[i].substr(prefix.size())));
+    const auto mentions = [&](const char *text) { return source.find(text) != std::string::npos; };
+    if (!mentions("here()") && !mentions("road.") && !mentions("signIn.")) return failure << ", line " << i << " points at: " << source;
+  }
+  return testing::AssertionSuccess();
+}
+
+testing::AssertionResult ended(int got, int result, int32_t code) {
+  if (got == result && TARVKOVAErrGet() == code) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << "result " << got << ", expected " << result << "; code " << TARVKOVAErrGet() << ", expected "
+                                     << code << "; logged:" << testing::PrintToString(hooks::state().log);
+}
+
+testing::AssertionResult ended(int got, int result, int32_t code, const std::vector<LogLine> &log) {
+  const testing::AssertionResult asCalled = ended(got, result, code);
+  return asCalled ? loggedExactly(log) : asCalled;
+}

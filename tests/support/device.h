@@ -1,0 +1,80 @@
+// A device in a directory of its own, and what the tests look at on it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "support/hooks.h"
+
+// An empty directory that goes with its owner.
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory();
+  ~TemporaryDirectory();
+  TemporaryDirectory(const TemporaryDirectory &) = delete;
+  TemporaryDirectory &operator=(const TemporaryDirectory &) = delete;
+  const std::filesystem::path &path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+std::string readFile(const std::filesystem::path &path);
+void writeFile(const std::filesystem::path &path, std::string_view text);
+
+inline constexpr char kAccountFile[] = "/etc/kova.conf";
+inline constexpr char kInfoFile[] = "/etc/tarvinfo.conf";
+inline constexpr char kDeviceFile[] = "/etc.defaults/kovadevice.conf";
+inline constexpr char kCron[] = "/etc/cron.d/tarvkova";
+// The account file of a signed-in device.
+inline constexpr char kSignedIn[] = "vx_auth_key=\"key-1\"\nkovaIDSerial=\"4711\"\n";
+inline constexpr char kGood[] = R"({"code":"good"})";
+inline constexpr char kUnknownKey[] = R"({"code":"apikey_not_found"})";
+// The API key that the device has.
+inline constexpr char kApiKey[] = "00112233445566778899aabbccddeeff00112233445566778899aabbccddeeff";
+
+// The base of the tests that need a device: KOVA_DEVICE_ROOT names a directory with a serial number,
+// a MAC address, a time zone and an API key, and every function
+// is the real one again at the end.
+class DeviceTest : public testing::Test {
+ protected:
+  DeviceTest();
+  ~DeviceTest() override;
+
+  std::filesystem::path at(std::string_view devicePath) const;
+  std::string read(std::string_view devicePath) const { return readFile(at(devicePath)); }
+  void write(std::string_view devicePath, std::string_view text) const { writeFile(at(devicePath), text); }
+  // The same, executable when it is a script.
+  void writeProgram(std::string_view devicePath, std::string_view text) const;
+  // Gives these replies in place of the network from here on, lets these functions fail, and forgets what was before.
+  void answer(std::vector<hooks::Reply> replies = {}, std::map<std::string, int> failures = {});
+  // Whether the file has this text in it.
+  bool has(std::string_view devicePath, const std::string &text) const { return read(devicePath).find(text) != std::string::npos; }
+  bool exists(std::string_view devicePath) const { return std::filesystem::exists(at(devicePath)); }
+  void remove(std::string_view devicePath) const { std::filesystem::remove_all(at(devicePath)); }
+  std::filesystem::perms mode(std::string_view devicePath) const { return std::filesystem::status(at(devicePath)).permissions(); }
+  // The device's files and their contents, but for locks.
+  std::map<std::string, std::string> files() const;
+
+  TemporaryDirectory root_;
+};
+
+// The form of an attempt after serial number and token, which are checked here.
+std::string sent(std::size_t attempt = 0);
+
+// Whether the log, or what `unit` put there, holds exactly these lines, each "<unit>:<line> <text>" given as unit and text. The line must
+// be one of the unit's source file on which something is reported or a step is taken.
+struct LogLine {
+  std::string unit;
+  std::string text;
+};
+testing::AssertionResult loggedExactly(const std::vector<LogLine> &expected, const std::string &unit = "");
+
+// Whether a call gave this result and left this error code and, where a log is given, exactly that.
+testing::AssertionResult ended(int got, int result, int32_t code, const std::vector<LogLine> &log);
+testing::AssertionResult ended(int got, int result, int32_t code);

@@ -1,0 +1,69 @@
+// What the test program puts in place of libc, libcurl and platform functions: defining one here replaces it for
+// libkova.
+#pragma once
+
+#include <curl/curl.h>
+
+#include <ctime>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kova/platform.h"
+
+namespace hooks {
+
+// A reply that the stand-in for the network gives to one attempt.
+struct Reply {
+  std::string body;
+  long status = 200;
+  CURLcode result = CURLE_OK;
+  std::size_t chunk = 7;
+};
+
+// What one attempt would have sent.
+struct Attempt {
+  std::string url;
+  std::string form;
+  long ipResolve = -1;
+};
+
+struct State {
+  std::vector<std::string> log;         // the messages given to syslog
+  std::vector<unsigned> pauses;         // the seconds given to sleep
+  std::optional<std::time_t> now;       // what time() tells, when set
+  std::map<std::string, int> failures;  // which call of a function, counted from 1, is to fail; 0: all of them
+  std::map<std::string, int> calls;     // the calls of the functions that can fail
+  int cloudError = 1;                   // what a failing TARVCloudServiceGetErrorCode tells
+  std::size_t failingAllocation = 0;    // the size of which no memory is to be had, without the sanitizers
+
+  long timeoutMilliseconds = 0;  // in place of CURLOPT_TIMEOUT, when set
+
+  // The system calls that change files, counted from 1: before the one at `cutAt` the process ends, the one at `failAt`
+  // fails with `failWith`. 0: none.
+  int systemCalls = 0;
+  int cutAt = 0;
+  int failAt = 0;
+  int failWith = 0;
+
+  bool wired = false;          // replies come from here instead of from the network
+  std::vector<Reply> replies;  // one for each attempt; the last one stays
+  bool hugeChunk = false;      // the collector is told of a chunk that no memory can hold
+  std::vector<Attempt> attempts;
+  std::vector<std::pair<CURLoption, std::string>> options;  // in the order set; numbers and pointers in decimal
+  std::map<CURLoption, CURLcode> optionFailures;
+  std::function<void(const TARVSchedule &)> onSchedule;
+};
+
+State &state();
+
+// The exit status of a process that ended at `cutAt`.
+inline constexpr int kCut = 77;
+
+// Everything back to the real functions.
+void reset();
+
+}  // namespace hooks

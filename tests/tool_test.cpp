@@ -1,0 +1,169 @@
+// The command-line tool as a process of its own, against the running service.
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <set>
+
+#include "kova/kova.h"
+#include "support/center.h"
+#include "support/device.h"
+#include "support/json.h"
+#include "support/token.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Row {
+  std::string arguments;  // as a shell reads them
+  std::string input;
+  int exit;
+  std::string shown;       // on standard output; of a failure on standard error, with --json its code and name
+  std::string note = "";   // on standard error of a success, which is else silent there
+  std::string fault = "";  // what the service does meanwhile
+};
+
+class Tool : public DeviceTest {
+ protected:
+  Tool() {
+    makeDevice();
+    center_.command("account add ada@kova.example --name Ada --language enu", "ada-pw");
+    center_.command("account add bob@kova.example --name Bob --language enu", "bob-pw");
+  }
+
+  void makeDevice(const std::string &options = "") {
+    center_.command("device " + root_.path().string() + " --force --serial 1430TST000001 " + options);
+  }
+
+  void expect(const std::vector<Row> &rows) {
+    for (const Row &row : rows) {
+      SCOPED_TRACE("tarvkova " + row.arguments + (row.fault.empty() ? "" : " during " + row.fault));
+      if (!row.fault.empty()) center_.command("fault add " + row.fault);
+      writeFile(streams_.path() / "in", row.input);
+      // In a session of its own it has no terminal to ask on.
+      const std::string command = "cd " + streams_.path().string() + " && setsid -w " KOVA_TOOL " " + row.arguments;
+      const int status = std::system((command + " <in >out 2>err").c_str());
+      const std::string output = readFile(streams_.path() / "out");
+      const std::string errors = readFile(streams_.path() / "err");
+      const bool json = row.arguments.find("--json") != std::string::npos;
+      std::string shown = row.exit == 0 ? output : errors;
+      EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, row.exit) << errors;
+      if (json) {
+        const Json::Value object = parsed(output);
+        EXPECT_EQ(object["ok"], row.exit == 0);
+        EXPECT_EQ(output.find('\n'), output.size() - 1) << "one line, and nothing behind it";
+        if (row.exit != 0) shown = object["error"]["code"].asString() + " " + object["error"]["name"].asString();
+      }
+      EXPECT_NE(shown.find(row.shown), std::string::npos) << shown << "lacks " << row.shown;
+      EXPECT_NE(errors.find(row.note), std::string::npos) << errors << "lacks " << row.note;
+      EXPECT_EQ(output.empty(), !json && (row.exit != 0 || row.shown.empty())) << output;
+      EXPECT_EQ(errors.empty(), row.note.empty() && (row.exit == 0 || json)) << errors;
+      hidesSecrets(output + errors);
+    }
+  }
+
+  void hidesSecrets(const std::string &text) {
+    char key[128] = "";
+    if (TLIBCFileGetKeyValue("/etc/kova.conf", "vx_auth_key", key, sizeof key, 0) > 0) secrets_.insert(key);
+    secrets_.insert(read("/var/lib/kova/apikey"));
+    for (const std::string &secret : secrets_) EXPECT_EQ(text.find(secret), std::string::npos) << text;
+  }
+
+  Center center_;
+  TemporaryDirectory streams_;
+  std::set<std::string> secrets_ = {"ada-pw", "bob-pw", "new-pw", expectedMd5("ada-pw")};
+};
+
+TEST_F(Tool, AnAccountsLife) {
+  center_.command("purchase add ada@kova.example --price 5 --date 2026-02-01 --app Tea,green --transaction t1");
+  center_.command("purchase add ada@kova.example --price 7.5 --date 2026-03-01 --app Mate --transaction t2");
+  expect({{"check ada@kova.example", "ada-pw\n", 0, "accepts the password of ada@kova.example."},
+      {"--json check ada@kova.example", "ada-pw", 0, R"("full_name":"Ada")"},
+      {"check ada@kova.example --json", "wrong\n", 4, "14 authentication_failed"},
+      {"check ada@kova.example", "", 1, "no password was given"}, {"check --json", "", 2, "0 usage"},
+      {"check ada@kova.example --json", "ada-pw\n", 5, "4 unreachable", "", "reset"}, {"status --json", "", 3, "3 not_signed_in"},
+      {"register eve@kova.example --name Eve", "new-pw\n", 0, "eve@kova.example is registered"},
+      {"register eve@kova.example --name Eve --json", "new-pw\n", 6, "16 account_in_use"},
+      {"login ada@kova.example", "wrong\n", 4, "does not accept this e-mail address"},
+      {"login ada@kova.example", "ada-pw\n", 0, "Signed in as ada@kova.example."}, {"status --json", "", 0, R"("source":"stored")"},
+      {"set --name 'Ada L.' --enews on", "", 0, "The account is updated."}, {"status", "", 0, "Ada L."},
+      {"status --refresh", "", 0, "the service, now"}, {"passwd", "ada-pw\nnew-pw\n", 0, "The password is changed."},
+      {"services --json", "", 0, R"("mcafee":false)"}, {"purchases", "", 0, "2 purchases  12.50\n"},
+      {"purchases --csv --price 5", "", 0, "\n2026-02-01 00:00:00,\"Tea,green\",TV218,,5,Completed,,t1\n"},
+      {"purchases --json --from 2026-02-15", "", 0, R"("total":1)"}, {"--report_info", "", 0, ""}, {"logout", "", 0, "Signed out."},
+      {"login ada@kova.example --json", "new-pw\n", 0, R"("ok":true)"}});
+  const std::size_t requests = center_.journal().size();
+  expect({{"logout --local", "", 0, "Signed out."}, {"status", "", 3, "not signed in"}});
+  EXPECT_EQ(center_.journal().size(), requests) << "the service is not told";
+}
+
+TEST_F(Tool, HalfASuccessIsToldAsOne) {
+  const std::string noKeys = R"(--action get_auth_key body '{"code":"good"}')";
+  const std::string noProfile = "--action query status 500";
+  const std::string refused = R"(--action query body '{"code":"badauth"}')";
+  const std::string earlier = "the stored profile is still the earlier one";
+  expect({{"login ada@kova.example", "ada-pw\n", 3, "no key that works", "", noKeys},
+      {"login ada@kova.example --json", "ada-pw\n", 3, "3 not_signed_in", "", refused},
+      {"login ada@kova.example", "ada-pw\n", 0, "Signed in", "could not be fetched: the service", noProfile},
+      {"status", "", 0, "the service, now"}, {"login bob@kova.example", "bob-pw\n", 3, "not signed in as bob@kova.example", "", noKeys},
+      {"login bob@kova.example", "bob-pw\n", 0, "Signed in", earlier, noProfile}, {"login ada@kova.example", "ada-pw\n", 0, "Signed in"},
+      {"set --name 'Ada\nL.'", "", 0, "updated", "fetched, but not stored"}, {"status --refresh", "", 0, "Ada?L.", earlier},
+      {"set --name Ada", "", 0, "updated", earlier, noProfile}, {"passwd", "ada-pw\nnew-pw\n", 0, "changed", "signed out now", refused},
+      {"login ada@kova.example", "new-pw\n", 0, "Signed in"}});
+  const std::string component = "/usr/tarv/kova/plugin/kova/kova/logout/stubborn";
+  writeProgram(component, "#!/bin/sh\nexit 1\n");
+  center_.command("account revoke ada@kova.example");
+  expect({{"status --refresh", "", 3, "could not be signed out here"},
+      {"logout --local", "", 1, "a component of this device failed to sign out"}});
+  fs::remove(at(component));
+  expect({{"status --refresh", "", 3, "signed out now"}, {"status", "", 3, "this device is not signed in"}});
+}
+
+TEST_F(Tool, AccountsAreUnified) {
+  makeDevice("--relay-account bob@kova.example --relay-alias bob --ddns-account cyd@kova.example --ddns-host cyd");
+  write("/etc/kova.conf", "kovaID=\"ada@kova.example\"\nkovaPW=\"ada-pw\"\n");
+  write("/passwords", R"({"ada@kova.example": "ada-pw", "bob@kova.example": "bob-pw"})");
+  fs::permissions(at("/passwords"), fs::perms(0600));
+  const std::string merge = "migrate ada@kova.example --merge bob@kova.example";
+  const auto before = files();
+  expect({{"accounts", "", 0, "bob@kova.example  farlink  bob\n"}, {"unify --json", "", 1, "0 several_accounts"},
+      {merge + " --dry-run", "", 0, "would be merged into ada@kova.example.\nThis account would be abandoned"},
+      {"abandon cyd@kova.example", "", 2, "--yes is needed"}});
+  EXPECT_EQ(files(), before);
+  EXPECT_TRUE(center_.journal().empty());
+  expect({{merge, "ada-pw\nwrong\n", 4, "does not accept"},
+      {merge + " --passwords " + at("/passwords").string(), "", 0, "bob@kova.example is merged into ada"},
+      {"abandon --all --yes --json", "", 0, R"("services":["package","farlink","ddns"])"}, {"unify", "", 0, "This device is unified.\n"}});
+  EXPECT_EQ(read("/var/log/kova/unify.log"), "ddns\npackage,farlink,ddns\n");
+  makeDevice("--relay-account ada@kova.example --relay-alias ada");  // which takes the mark off, too
+  fs::remove(at("/etc/kova.conf"));
+  expect({{"unify", "", 3, "gave it no key", "", R"(--action get_auth_key body '{"code":"good"}')"}});
+  makeDevice("--relay-account ada@kova.example --relay-alias ada");
+  expect({{"unify --json", "", 0, R"("signed_in":"ada@kova.example")"}});
+}
+
+TEST_F(Tool, APasswordIsAskedForWithoutEcho) {
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    execl(KOVA_TOOL, "tarvkova", "check", "ada@kova.example", nullptr);
+    _exit(127);
+  }
+  std::string shown;
+  for (char byte = 0; ::read(terminal, &byte, 1) == 1;) {
+    shown += byte;
+    if (shown != "Password of ada@kova.example: ") continue;
+    EXPECT_EQ(::write(terminal, "ada-pw\n", 7), 7);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  close(terminal);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(shown.rfind("Password of ada@kova.example: \r\n", 0), 0U) << shown;
+  hidesSecrets(shown);
+}
+
+}  // namespace

@@ -1,0 +1,344 @@
+// Base URLs, user agent, identity, token and the HTTPS request, asserted without a socket.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <set>
+
+#include "kova/kova.h"
+#include "support/device.h"
+#include "support/token.h"
+
+namespace {
+
+constexpr char kUnit[] = "kova_https_req_send";
+constexpr char kToken[] = "kova_token_generation";
+const std::string kBase = "https://account.kova.example";
+const std::string kUrl = kBase + "/dnsauth.php";
+const hooks::Reply kReply = {" \t{}\r\n"};
+
+class Transport : public DeviceTest {
+ protected:
+  Transport() {
+    request_->base = kBase.c_str();
+    request_->path = "dnsauth.php";
+    request_->params = TLIBCSzHashAlloc(4);
+    set("action", "authen");
+    answer();
+  }
+  ~Transport() override {
+    TARVKOVAHttpsResponseFree(&response_);
+    TLIBCSzHashFree(request_->params);
+  }
+
+  int send(std::vector<hooks::Reply> replies = {kReply}, std::map<std::string, int> failures = {}) {
+    const auto optionFailures = hooks::state().optionFailures;
+    const bool hugeChunk = hooks::state().hugeChunk;
+    answer(std::move(replies), std::move(failures));
+    hooks::state().optionFailures = optionFailures;
+    hooks::state().hugeChunk = hugeChunk;
+    TARVKOVAHttpsResponseFree(&response_);
+    std::memset(&response_, 0x5A, sizeof response_);  // the record need not be initialised
+    return TARVKOVAHttpsRequestSend(request_.get(), &response_);
+  }
+  void set(const char *key, const char *value) { TLIBCSzHashSetValue(request_->params, key, value); }
+  static const hooks::Attempt &attempt() { return hooks::state().attempts.at(0); }
+
+  std::unique_ptr<HttpsRequest> request_ = std::make_unique<HttpsRequest>();
+  HttpsResponse response_{};
+};
+
+TEST_F(Transport, EnvironmentChoosesTheBaseUrls) {
+  const std::tuple<const char *, const char *, const char *> cases[] = {{"", "query", "account"}, {"test", "query-test", "account-test"},
+      {"dev", "query-dev", "account-test"}, {"test2", "query-test2", "account-test"}, {"Test", "query", "account"},
+      {"dev ", "query", "account"}, {"testtesttesttesttesttesttesttesttesttesttesttesttesttesttesttesttest", "query", "account"}};
+  const auto config = std::make_unique<ServerConfig>();
+  for (const auto &[setting, first, service] : cases) {
+    write("/etc.defaults/tarvinfo.conf", std::string("tarvpkg_server=\"") + setting + "\"");
+    EXPECT_TRUE(ended(TARVKOVAServerConfigGet(config.get()), 0, 77)) << "success leaves the code";
+    EXPECT_EQ(config->first_url, std::string("https://") + first + ".kova.example") << setting;
+    EXPECT_EQ(config->service_url, std::string("https://") + service + ".kova.example") << setting;
+  }
+  answer({}, {{"TARVEncodingBase64Decode", 2}});
+  EXPECT_TRUE(ended(TARVKOVAServerConfigGet(config.get()), -1, 6,
+      {{"kova_server_config_get", "base64 decode failed: [YWNjb3VudC5rb3ZhLmV4YW1wbGU=], [0xABCD]"}}));
+  EXPECT_TRUE(ended(TARVKOVAServerConfigGet(nullptr), -1, 1));
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__clang__)
+TEST_F(Transport, AllocationsOfItsOwnFail) {
+  char serial[64] = "S", token[33] = "";
+  const auto config = std::make_unique<ServerConfig>();
+  const auto without = [](std::size_t size, const std::function<int()> &call) {
+    hooks::state().failingAllocation = size;
+    const int result = call();
+    hooks::state().failingAllocation = 0;
+    return result;
+  };
+  const auto makeToken = [&] { return TARVKOVAGenerateToken("id", nullptr, serial, sizeof serial, token, sizeof token); };
+  EXPECT_TRUE(ended(without(1024, makeToken), -1, 77, {{kToken, "Fail to allocate"}}));
+  hooks::state().log.clear();
+  EXPECT_TRUE(ended(without(1024, [&] { return TARVKOVAHttpsRequestSend(request_.get(), &response_); }), -1, 6, {}));
+  EXPECT_TRUE(ended(without(sizeof "cXVlcnkua292YS5leGFtcGxl", [&] { return TARVKOVAServerConfigGet(config.get()); }), -1, 6,
+      {{"kova_server_config_get", "out of memory"}}));
+}
+#endif
+
+TEST_F(Transport, UserAgentIsSentEvenWhenUnknown) {
+  char agent[16] = "";
+  EXPECT_EQ(TARVKOVAUserAgentNameGet(agent, sizeof agent), 0);
+  EXPECT_STREQ(agent, "TestDevice/1.0");
+  EXPECT_EQ(TARVKOVAUserAgentNameGet(agent, 5), 0);
+  EXPECT_STREQ(agent, "Test");
+  EXPECT_TRUE(ended(TARVKOVAUserAgentNameGet(nullptr, 5), -1, 1));
+  EXPECT_EQ(TARVKOVAUserAgentNameGet(agent, 0), -1);
+  answer({}, {{"TLIBVxinfoUserAgentGet", 0}});
+  EXPECT_EQ(TARVKOVAUserAgentNameGet(agent, sizeof agent), 0);
+  EXPECT_TRUE(loggedExactly({{"kova_agent_name_get", "TLIBVxinfoUserAgentGet failed, tarverr=[0xABCD]"}}));
+}
+
+TEST_F(Transport, SerialNumberComesFromTheDevice) {
+  const std::tuple<const char *, const char *, std::string> cases[] = {{"custom_serial=\"C1\"\nserial=\"F1\"\n", "C1", ""},
+      {"custom_serial=\"\"\nserial=\"F1\"\n", "F1", ""}, {"serial=\"F1\"\n", "F1", ""},
+      {"serial=\"-1\"\n", "-1", "Serial number is invalid: [-1][0xABCD]"},
+      {"serial=\"\xC3\xBC\"\n", "\xC3\xBC", "Serial number is invalid: [\xC3\xBC][0xABCD]"},
+      {"", "", "Failed to get serial number from flash. [0xABCD]"}};
+  for (const auto &[device, expected, text] : cases) {
+    answer();
+    write(kDeviceFile, device);
+    char serial[64] = "";
+    EXPECT_EQ(TARVKOVAGetSerialNumber(serial, sizeof serial), text.empty() ? 0 : -1) << device;
+    EXPECT_STREQ(serial, expected) << device;
+    EXPECT_TRUE(loggedExactly(text.empty() ? std::vector<LogLine>() : std::vector<LogLine>{{kToken, text}})) << device;
+  }
+  answer();
+  char cut[4] = "";
+  EXPECT_TRUE(ended(TARVKOVAGetSerialNumber(nullptr, 5), -1, 77, {{kToken, "Wrong parameters"}}));
+  write(kDeviceFile, "serial=\"ABCDEF\"\n");
+  EXPECT_EQ(TARVKOVAGetSerialNumber(cut, sizeof cut), 0);
+  EXPECT_STREQ(cut, "ABC");
+}
+
+TEST_F(Transport, Md5TextAcceptsTheSizeWithoutRoomForItsEnd) {
+  char text[40];
+  for (const int size : {31, 0, -1}) EXPECT_EQ(KovaGetMd5String("abc", text, size), -1) << size;
+  for (const int size : {32, 33, 40}) {
+    std::memset(text, 'x', sizeof text);
+    EXPECT_EQ(KovaGetMd5String("abc", text, size), 0) << size;
+    EXPECT_STREQ(text, "900150983cd24fb0d6963f7d28e17f72") << size;
+    EXPECT_EQ(text[39], size == 40 ? '\0' : 'x') << "all of the buffer is cleared, and no more";
+  }
+  EXPECT_EQ(KovaGetMd5String(nullptr, text, 40), -1);
+  EXPECT_EQ(KovaGetMd5String("", text, 40), 0);
+  EXPECT_STREQ(text, "d41d8cd98f00b204e9800998ecf8427e");
+}
+
+TEST_F(Transport, TokenMatchesAnIndependentComputation) {
+  std::set<char> firstDigits;
+  for (int i = 0; i < 100; ++i) {
+    char serial[64];
+    std::snprintf(serial, sizeof serial, "S%d", i);
+    char token[33] = "";
+    ASSERT_EQ(TARVKOVAGenerateToken("id", nullptr, serial, sizeof serial, token, sizeof token), 0);
+    EXPECT_EQ(token, expectedToken(serial + std::string("id"))) << serial;
+    firstDigits.insert(expectedMd5(serial + std::string("id"))[0]);
+  }
+  EXPECT_EQ(firstDigits.size(), 16U) << "every number of rounds was met";
+  const std::string text(6000, 'q');
+  char serial[256] = "";
+  char token[33] = "";
+  ASSERT_EQ(TARVKOVAGenerateToken(text.c_str(), "pw", serial, sizeof serial, token, sizeof token), 0);
+  EXPECT_STREQ(serial, "1430TST000001") << "an empty buffer is filled from the device";
+  EXPECT_EQ(token, expectedToken(serial + text + "pw"));
+  char cut[9] = "";
+  ASSERT_EQ(TARVKOVAGenerateToken(nullptr, nullptr, serial, sizeof serial, cut, sizeof cut), 0);
+  EXPECT_EQ(cut, expectedToken(serial).substr(0, 8));
+}
+
+TEST_F(Transport, TokenFailures) {
+  struct Case {
+    const char *serial, *failing;
+    int call, size;
+    std::vector<std::string> texts;
+  };
+  const std::string wrapped = "TARVVxtokenGenerateToken Failed, err=[0xABCD]", undigested = "Failed to get md5 string from \"Sid\".";
+  const Case cases[] = {{"-S", "", 0, 33, {"Serial number is invalid: [-S][0xABCD]"}},
+      {"", "TLIBGetSerialNumber", 0, 33, {"Failed to get serial number from flash. [0xABCD]"}}, {nullptr, "", 0, 33, {"Wrong parameters"}},
+      {"S", "", 0, 0, {"Parameter error", wrapped}}, {"S", "TLIBCStrCat", 2, 33, {"Fail to concat string"}},
+      {"S", "MD5_Init", 1, 33, {undigested, wrapped}}, {"S", "MD5_Init", 2, 33, {undigested, wrapped}},
+      {"S", "MD5_Init", 3, 33, {"Failed to get md5 string from \"Sid" + expectedMd5("Sid") + "\".", wrapped}}};
+  for (const Case &row : cases) {
+    answer({}, {{row.failing, row.call}});
+    char serial[64] = "", token[33] = "";
+    if (row.serial != nullptr) std::strcpy(serial, row.serial);
+    std::vector<LogLine> log;
+    for (const std::string &text : row.texts) log.push_back({kToken, text});
+    EXPECT_TRUE(
+        ended(TARVKOVAGenerateToken("id", nullptr, row.serial != nullptr ? serial : nullptr, sizeof serial, token, row.size), -1, 77, log));
+  }
+  char serial[64] = "S";
+  EXPECT_EQ(TARVKOVAGenerateToken("id", nullptr, serial, sizeof serial, nullptr, 33), -1);
+}
+
+TEST_F(Transport, TheFormBeginsWithSerialAndToken) {
+  const std::string identity = "vx_sn=1430TST000001&vx_token=" + expectedToken("1430TST000001") + "&action=authen";
+  const std::string escaped = "&passwd=a%20b%26c%3Dd%25%C3%BC%22%2F~&key not escaped=";
+  set("passwd", "a b&c=d%\xC3\xBC\"/~");
+  set("key not escaped", "");
+  EXPECT_TRUE(ended(send(), 0, 77));
+  EXPECT_EQ(hooks::state().attempts.size(), 1U);
+  EXPECT_EQ(attempt().form, identity + escaped);
+  EXPECT_STREQ(response_.body, "{}") << "white space is trimmed";
+  EXPECT_EQ(response_.http_status, 200);
+  EXPECT_EQ(response_.transfer_result, 0);
+
+  request_->method = 1;
+  EXPECT_EQ(send(), 0);
+  EXPECT_EQ(attempt().url, kUrl + "?" + identity + escaped) << "a GET carries everything in its URL";
+  for (const auto &[option, value] : hooks::state().options) EXPECT_TRUE(option != CURLOPT_POST && option != CURLOPT_POSTFIELDS);
+  request_->method = 0;
+
+  std::strcpy(request_->account.kovaID, "id");
+  std::strcpy(request_->account.kovaPW, "pw");
+  set("vx_sn", "OWN/1");
+  EXPECT_EQ(send(), 0);
+  EXPECT_EQ(attempt().form, "vx_sn=OWN%2F1&vx_token=" + expectedToken("OWN/1idpw") + "&action=authen" + escaped + "&vx_sn=OWN%2F1")
+      << "a serial number in the hash goes first, and again in its own place";
+  request_->method = 1;
+  set("long", std::string(5000, 'x').c_str());
+  EXPECT_EQ(send(), 0);
+  EXPECT_EQ(attempt().url.size(), 4095U);
+}
+
+TEST_F(Transport, OptionsAreSetInOrderAndMayFail) {
+  const std::string code = "code=48, err=An unknown option was passed in to libcurl", value = "return value=" + code.substr(5);
+  const std::string verification = "Failed to set curl opt error:(48)An unknown option was passed in to libcurl";
+  const std::string post = kUrl + ", Failed to set POST parameters, " + code, url = "Failed to set url to " + kUrl + ", " + code;
+  const std::string header = "failed to set req=" + kUrl + ", header=Host: " + kBase + ", " + value;
+  struct Case {
+    CURLoption option;
+    std::string value, failure;
+    bool isFatal = true;
+  };
+  for (const bool isShort : {false, true}) {
+    request_->short_timeout = isShort;
+    ASSERT_EQ(send(), 0);
+    const std::string seconds = isShort ? "15" : "120";
+    const Case cases[] = {
+        {CURLOPT_POST, "1", post},
+        {CURLOPT_POSTFIELDS, attempt().form, post},
+        {CURLOPT_URL, kUrl, url},
+        {CURLOPT_FOLLOWLOCATION, "1", url},
+        {CURLOPT_USERAGENT, "TestDevice/1.0", "failed to set agent=TestDevice/1.0, " + value},
+        {CURLOPT_HTTPHEADER, "[]", header},
+        {CURLOPT_SSL_VERIFYPEER, "1", verification},
+        {CURLOPT_SSL_VERIFYHOST, "2", verification},
+        {CURLOPT_CAPATH, at("/etc/ssl/certs/ca-certificates.crt"), verification},
+        {CURLOPT_SSLVERSION, "1", verification},
+        {CURLOPT_LOW_SPEED_LIMIT, "128", "Failed to set time-out, " + value, false},
+        {CURLOPT_LOW_SPEED_TIME, "60", "Failed to set time-out, " + value, false},
+        {CURLOPT_CONNECTTIMEOUT, seconds, "failed to set time-out, " + value, false},
+        {CURLOPT_TIMEOUT, seconds, "failed to set time-out, " + value},
+        {CURLOPT_WRITEFUNCTION, "", "failed to write function WriteMemoryCallback, " + value},
+        {CURLOPT_WRITEDATA, "", "failed to write data, " + value},
+        {CURLOPT_IPRESOLVE, "0", ""},
+        {CURLOPT_REDIR_PROTOCOLS_STR, "https", verification},
+    };
+    std::vector<std::pair<CURLoption, std::string>> expected;
+    for (const Case &row : cases) expected.emplace_back(row.option, row.value);
+    EXPECT_EQ(hooks::state().options, expected);
+    for (const Case &row : cases) {
+      if (row.failure.empty()) continue;
+      hooks::state().optionFailures = {{row.option, CURLE_UNKNOWN_OPTION}};
+      EXPECT_TRUE(ended(send(), row.isFatal ? -1 : 0, row.isFatal ? 4 : 77, {{kUnit, row.failure}}));
+      EXPECT_EQ(hooks::state().attempts.size(), row.isFatal ? 0U : 1U) << row.failure;
+    }
+    hooks::state().optionFailures.clear();
+  }
+  request_->base = "http://plain.kova.example";
+  ASSERT_EQ(send(), 0);
+  EXPECT_EQ(hooks::state().options.back().first, CURLOPT_IPRESOLVE) << "other bases keep libcurl's redirects";
+}
+
+TEST_F(Transport, FailuresBeforeTheTransfer) {
+  const std::tuple<const char *, int, LogLine> cases[] = {{"curl_easy_init", 0, {kUnit, "failed to init pCurl"}},
+      {"TLIBGetSerialNumber", 0, {kToken, "Failed to get serial number from flash. [0xABCD]"}},
+      {"TLIBCSzListAlloc", 0, {kUnit, "out of memory, ERR=[0xABCD]"}}, {"curl_easy_escape", 3, {kUnit, "URL encoding failed: authen"}},
+      {"TLIBCStrCat", 12, {kUnit, "Fail to concat string"}}};
+  for (const auto &[failing, call, line] : cases) {
+    EXPECT_TRUE(ended(send({kReply}, {{failing, call}}), -1, 4, {line})) << failing;
+    EXPECT_EQ(hooks::state().attempts.size(), 0U) << failing;
+    EXPECT_EQ(response_.transfer_result, 0);
+  }
+  TLIBCSzHashFree(std::exchange(request_->params, TLIBCSzHashAlloc(4)));
+  EXPECT_TRUE(ended(send(), -1, 4, {{kUnit, "no key in the hash, ERR=[0xABCD]"}}));
+  EXPECT_TRUE(ended(TARVKOVAHttpsRequestSend(request_.get(), nullptr), -1, 1));
+  for (const char **field : {&request_->base, &request_->path}) {
+    const char *kept = std::exchange(*field, nullptr);
+    EXPECT_TRUE(ended(send(), -1, 1, {}));
+    *field = kept;
+  }
+}
+
+TEST_F(Transport, NameAndTimeOutFailuresAreTriedAgain) {
+  struct Case {
+    bool isShort;
+    std::vector<hooks::Reply> replies;
+    int result;
+    std::vector<long> families;
+    std::size_t pauses;
+    std::string text;
+  };
+  const hooks::Reply late = {"", 0, CURLE_OPERATION_TIMEDOUT}, noHost = {"", 0, CURLE_COULDNT_RESOLVE_HOST},
+                     noProxy = {"", 0, CURLE_COULDNT_RESOLVE_PROXY};
+  const hooks::Reply half = {"{\"half\":", 200, CURLE_OPERATION_TIMEDOUT}, refused = {"", 0, CURLE_COULDNT_CONNECT},
+                     untrusted = {"", 0, CURLE_PEER_FAILED_VERIFICATION};
+  const std::string gaveUp = "request packages, httpResponseCode=0", refusal = "curl perform, code=7, err=Couldn't connect to server";
+  const std::string distrust = "curl perform, code=60, err=SSL peer certificate or SSH remote key was not OK";
+  const Case cases[] = {{false, {noHost}, -1, {0, 0, 1}, 3, gaveUp}, {true, {noProxy}, -1, {0, 1}, 2, gaveUp},
+      {false, {late, kReply}, 0, {0, 0}, 1, ""}, {false, {late, noHost, kReply}, 0, {0, 0, 1}, 2, ""},
+      {false, {half, kReply}, 0, {0, 0}, 1, ""}, {true, {half}, -1, {0, 1}, 2, gaveUp}, {false, {refused}, -1, {0}, 0, refusal},
+      {false, {late, untrusted}, -1, {0, 0}, 1, distrust}};
+  for (const Case &row : cases) {
+    SCOPED_TRACE(&row - cases);
+    request_->short_timeout = row.isShort;
+    EXPECT_TRUE(ended(send(row.replies), row.result, row.result < 0 ? 4 : 77));
+    std::vector<long> families;
+    for (const hooks::Attempt &attempt : hooks::state().attempts) families.push_back(attempt.ipResolve);
+    EXPECT_EQ(families, row.families);
+    EXPECT_EQ(hooks::state().pauses, std::vector<unsigned>(row.pauses, 1));
+    EXPECT_TRUE(loggedExactly(row.result == 0 ? std::vector<LogLine>() : std::vector<LogLine>{{kUnit, kUrl + ", Failed to " + row.text}}));
+    EXPECT_STREQ(response_.body, row.result == 0 ? "{}" : nullptr);
+    EXPECT_EQ(response_.http_status, row.result == 0 ? 200 : 0);
+    EXPECT_EQ(response_.transfer_result, row.replies.back().result);
+  }
+}
+
+TEST_F(Transport, OnlyStatus200WithABodyIsAReply) {
+  for (const long status : {0L, 201L, 204L, 302L, 401L, 500L}) {
+    EXPECT_TRUE(
+        ended(send({{"{}", status}}), -1, 4, {{kUnit, kUrl + ", Failed to request packages, httpResponseCode=" + std::to_string(status)}}));
+    EXPECT_EQ(response_.http_status, status);
+    EXPECT_EQ(response_.body, nullptr);
+  }
+  EXPECT_TRUE(ended(send({{""}}), -1, 4, {{kUnit, kUrl + ", Failed to get response"}}));
+  EXPECT_EQ(send({{" \r\n\t\v\f "}}), 0);
+  EXPECT_STREQ(response_.body, "");
+  const std::string large(50'000'000, 'x');
+  EXPECT_EQ(send({{large, 200, CURLE_OK, 1 << 20}}), 0);
+  EXPECT_EQ(std::strlen(response_.body), large.size());
+  response_.transfer_result = 28;
+  for (HttpsResponse *response : {&response_, &response_, static_cast<HttpsResponse *>(nullptr)}) TARVKOVAHttpsResponseFree(response);
+  EXPECT_TRUE(response_.body == nullptr && response_.http_status == 0);
+  EXPECT_EQ(response_.transfer_result, 28) << "releasing keeps it";
+  EXPECT_TRUE(ended(send({kReply}, {{"curl_easy_getinfo", 0}}), -1, 4,
+      {{kUnit, kUrl + ", Failed to curl_easy_getinfo, code=48, err=An unknown option was passed in to libcurl"}}));
+  EXPECT_TRUE(ended(send({{"{}"}}, {{"strdup", 0}}), 0, 77)) << "a reply without a copy of its body is still a reply";
+  EXPECT_TRUE(response_.body == nullptr && response_.http_status == 200);
+  hooks::state().hugeChunk = true;
+  EXPECT_TRUE(ended(send({{"{}", 200, CURLE_OK, 1}}), -1, 4)) << "a chunk that cannot be kept ends the transfer";
+  EXPECT_EQ(response_.transfer_result, CURLE_WRITE_ERROR);
+}
+
+}  // namespace

@@ -1,0 +1,285 @@
+// Unification: scan, detection with the API key, abandoning, migration.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <set>
+#include <sstream>
+
+#include "kova/kova.h"
+#include "support/device.h"
+#include "support/json.h"
+#include "support/token.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kRelay[] = "/usr/tarv/etc/tarvrelayd/tarvrelayd.conf";
+constexpr char kTool[] = "/usr/tarv/sbin/tarvddnsinfo";
+constexpr char kHooks[] = "/usr/tarv/tarvkova/unify/";
+constexpr char kScan[] = "kova_account_scan_existing";
+constexpr char kUnified[] = "kova_account_is_unified";
+constexpr char kMark[] = "kova_unified=\"yes\"\n";
+
+class Unify : public DeviceTest {
+ protected:
+  Unify() {
+    writeProgram(kTool, "#!/bin/sh\n");
+    answer();
+  }
+  void usePackages(const std::string &account) { write(kAccountFile, "kovaID=\"" + account + "\"\nkovaPW=\"secret\"\n"); }
+  void useRelay(const std::string &account, const std::string &alias = "alias") {
+    write(kRelay, R"({"server_kova":{"account":")" + account + R"("},"server_alias":{"alias":")" + alias + "\"}}");
+  }
+  // A tool that notes each call.
+  void useDdns(const std::string &account, const std::string &host = "host") {
+    writeProgram(kTool, "#!/bin/sh\necho \"$*\" >> " + at("/asked").string() + "\ncase $1 in\n--get-tarv-account) echo '" + account +
+                            "' ;;\n--get-tarv-hostname) echo '" + host + "' ;;\nesac\n");
+  }
+  // A hook that notes its name and the list that it was given.
+  void addHook(const std::string &name, const std::string &end = "") {
+    writeProgram(kHooks + name, "#!/bin/sh\necho \"" + name + ":$#:$KOVA_ABANDON_LIST\" >> " + at("/ran").string() + "\n" + end + "\n");
+  }
+  std::string ran() {
+    const std::string lines = read("/ran");
+    remove("/ran");
+    return lines;
+  }
+  std::string scanned() {
+    Json::Value accounts = "replaced";
+    EXPECT_EQ(TARVKOVAAccountScanExisting(accounts), 0);
+    return compact(accounts);
+  }
+  static std::string service(const char *type, const std::string &value) {
+    return std::string(R"({"type":")") + type + R"(","value":")" + value + "\"}";
+  }
+  bool isMarked() const { return has(kInfoFile, kMark); }
+  Json::Value accounts_;
+};
+
+// ---- Scan ----
+
+TEST_F(Unify, TheScanGroupsServicesByAccount) {
+  EXPECT_EQ(scanned(), "{}");
+  EXPECT_EQ(TARVKOVAErrGet(), 3) << "left by the account file's reader";
+  const std::string package = service("package", "Antivirus by McAfee");
+  usePackages("A");
+  useRelay("B");
+  EXPECT_EQ(scanned(), R"({"A":{"services":[)" + package + R"(]},"B":{"services":[)" + service("farlink", "alias") + "]}}");
+  useRelay("A", "");
+  useDdns("A\n", "h.example");
+  EXPECT_EQ(scanned(), R"({"A":{"services":[)" + package + "," + service("farlink", "") + R"(]},"A\n":{"services":[)" +
+                           service("ddns", "h.example\\n") + "]}}")
+      << "the tool's line is taken with its newline";
+  writeProgram(kTool, "#!/bin/sh\nprintf A\n");
+  EXPECT_EQ(scanned(), R"({"A":{"services":[)" + package + "," + service("farlink", "") + "," + service("ddns", "A") + "]}}");
+  write(kAccountFile, "kovaID=\"A\"\n");
+  remove(kRelay);
+  EXPECT_EQ(scanned(), R"({"A":{"services":[)" + service("ddns", "A") + "]}}") << "packages need a password";
+}
+
+TEST_F(Unify, UnreadableRelayFilesAreSkipped) {
+  for (const std::string &text :
+      {std::string(), std::string("x"), std::string("[]"), std::string("7"), "{\"server_kova\":" + std::string(1001, '['),
+          std::string(R"({"server_kova":{"account":"B"}})"), std::string(R"({"server_kova":{"account":"B"},"server_alias":{}})"),
+          std::string(R"({"server_alias":{"alias":"a"}})"), std::string(R"({"server_kova":{},"server_alias":{"alias":"a"}})"),
+          std::string(R"({"server_kova":{"account":""},"server_alias":{"alias":"a"}})"),
+          std::string(R"({"server_kova":{"account":["B"]},"server_alias":{"alias":"a"}})"),
+          std::string(R"({"server_kova":["account"],"server_alias":{"alias":"a"}})"),
+          std::string(R"({"server_kova":"account","server_alias":"alias"})")}) {
+    write(kRelay, text);
+    EXPECT_EQ(scanned(), "{}") << text.substr(0, 80);
+  }
+  remove(kRelay);
+  fs::create_directory(at(kRelay));
+  EXPECT_EQ(scanned(), "{}");
+  EXPECT_TRUE(loggedExactly({}));
+}
+
+TEST_F(Unify, ToolsOfEveryKind) {
+  const std::string longName(1023, 'x');
+  const std::vector<LogLine> unopened = {{kScan, "Failed to open pipe"}};
+  const std::tuple<std::string, std::string, std::vector<LogLine>> cases[] = {{"", "{}", unopened},
+      {"#!/nowhere/interpreter\n", "{}", unopened}, {"#!/bin/sh\nexit 3\n", "{}", {}},
+      {"#!/bin/sh\n[ $1 = --get-tarv-account ] && echo a\n", "{}", {}},
+      {"#!/bin/sh\n[ $# = 1 ] && printf 'a b'\nexit 9\n", R"({"a b":{"services":[)" + service("ddns", "a b") + "]}}", {}},
+      {"#!/bin/sh\nhead -c 10000 /dev/zero | tr '\\0' x\n", "{\"" + longName + "\":{\"services\":[" + service("ddns", longName) + "]}}",
+          {}},
+      {"#!/bin/sh\nexec yes ''\n", R"({"\n":{"services":[)" + service("ddns", "\\n") + "]}}", {}}};
+  for (const auto &[script, accounts, log] : cases) {
+    answer();
+    remove(kTool);
+    if (!script.empty()) writeProgram(kTool, script);
+    EXPECT_EQ(scanned(), accounts) << script;
+    EXPECT_TRUE(loggedExactly(log)) << script;
+  }
+  useDdns("a");
+  for (const auto &[call, option] : {std::pair{1, "--get-tarv-account"}, {2, "--get-tarv-hostname"}}) {
+    answer({}, {{"ferror", 0}, {"fgets", call}});
+    EXPECT_EQ(scanned(), "{}");
+    EXPECT_TRUE(loggedExactly({{kScan, std::string("Failed to execute ddns command, option=") + option}}));
+  }
+  answer();
+  remove("/asked");
+  writeProgram(kTool, "#!/bin/sh\necho \"$*\" >> " + at("/asked").string() + "\n");
+  EXPECT_EQ(scanned(), "{}");
+  EXPECT_EQ(read("/asked"), "--get-tarv-account\n") << "no host without an account";
+}
+
+// ---- Detection ----
+
+TEST_F(Unify, AMarkedDeviceIsNotScannedAndOneWithoutAccountsIsMarked) {
+  EXPECT_EQ(TARVKOVAAccountIsUnified(accounts_), 0);
+  EXPECT_TRUE(isMarked());
+  useRelay("A");
+  useDdns("B");
+  accounts_ = "untouched";
+  EXPECT_TRUE(ended(TARVKOVAAccountIsUnified(accounts_), 0, 0));
+  EXPECT_EQ(accounts_, "untouched");
+  EXPECT_EQ(TARVKOVAAccountIsUnified_C(), 0);
+  write(kInfoFile, "kova_unified=\"no\"\n");
+  remove("/asked");
+  EXPECT_TRUE(ended(TARVKOVAAccountIsUnified(accounts_), -1, 0, {})) << "whatever the scan met";
+  EXPECT_EQ(accounts_.size(), 2U);
+  EXPECT_EQ(TARVKOVAAccountIsUnified_C(), -1);
+  EXPECT_TRUE(hooks::state().attempts.empty());
+  EXPECT_FALSE(isMarked() || exists(kAccountFile));
+}
+
+TEST_F(Unify, OneAccountIsSignedInToByApiKey) {
+  const hooks::Reply keys = {R"({"code":"good","kova_id":4711,"auth_key":"key-1"})"};
+  useRelay("ada@kova.example");
+  const auto asked = [&] {
+    return "action=get_auth_key&type=acnt_apikey&email=ada%40kova.example&serial=1430TST000001&api_key=" +
+           read("/var/lib/kova/apikey").substr(0, 64) + "&mac=02%3A00%3A00%3A00%3A00%3A01";
+  };
+  answer({keys});
+  EXPECT_TRUE(ended(TARVKOVAAccountIsUnified(accounts_), 0, 0, {{kUnified, "Logged in Kova as ada@kova.example"}}));
+  EXPECT_EQ(sent(), asked());
+  EXPECT_EQ(read(kAccountFile), kSignedIn);
+  EXPECT_TRUE(isMarked());
+  EXPECT_EQ(parsed(read("/var/log/kova/events.jsonl"))["event"], "0x13A00001");
+  EXPECT_FALSE(exists(kCron)) << "only the sign-in with a password schedules";
+
+  remove(kAccountFile);
+  write(kInfoFile, "");
+  answer({{kUnknownKey}, keys}, {{"TLIBCINFOSetKeyValue", 0}});
+  EXPECT_TRUE(ended(TARVKOVAAccountIsUnified(accounts_), 0, 19,
+      {{kUnified, "ApiKey not found. Register new one."}, {kUnified, "Logged in Kova as ada@kova.example"},
+          {kUnified, "Failed to update kova_unified in /etc/tarvinfo.conf[0xABCD]"}}))
+      << "the outcome stands without the mark";
+  EXPECT_EQ(sent(1), asked()) << "with the new key";
+}
+
+// ---- Abandoning ----
+
+TEST_F(Unify, HooksOfEveryKind) {
+  usePackages("A");
+  useRelay("A");
+  useDdns("A");
+  addHook("good");
+  addHook("failing", "exit 7");
+  addHook("loud", "head -c 300000 /dev/zero | tr '\\0' x");
+  addHook("not executable");
+  fs::permissions(at(kHooks + std::string("not executable")), fs::perms(0600));
+  fs::create_directories(at(kHooks + std::string("directory")));
+  fs::create_directory_symlink(at(kHooks + std::string("directory")), at(kHooks + std::string("to directory")));
+  fs::create_symlink(at("/nowhere"), at(kHooks + std::string("broken")));
+  addHook("target");
+  fs::rename(at(kHooks + std::string("target")), at("/target"));
+  fs::create_symlink(at("/target"), at(kHooks + std::string("link")));
+  ASSERT_EQ(mkfifo(at(kHooks + std::string("pipe")).c_str(), 0700), 0);
+  setenv("KOVA_ABANDON_LIST", "mine", 1);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(TARVKOVAAbandonUnmerged(Json::Value()), 0);
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(getenv("KOVA_ABANDON_LIST"), nullptr);
+  std::multiset<std::string> lines;
+  std::istringstream stream(ran());
+  for (std::string line; std::getline(stream, line);) lines.insert(line);
+  EXPECT_EQ(lines, (std::multiset<std::string>{"failing:0:package,farlink,ddns", "good:0:package,farlink,ddns",
+                       "loud:0:package,farlink,ddns", "target:0:package,farlink,ddns"}));
+  EXPECT_TRUE(loggedExactly({}));
+}
+
+TEST_F(Unify, OnlyTheServicesOfTheseAccountsAreTold) {
+  useRelay("B");
+  useDdns("A");
+  addHook("hook");
+  for (const auto &[accounts, expected] :
+      {std::pair{"null", "hook:0:ddns,farlink\n"}, {"[]", ""}, {"[\"B\",\"B\",\"C\"]", "hook:0:farlink\n"}, {"[\"A\"]", ""},
+          {"[\"A\\n\",\"B\"]", "hook:0:ddns,farlink\n"}, {"[[\"B\"],{},7]", ""}}) {
+    EXPECT_TRUE(ended(TARVKOVAAbandonUnmerged(parsed(accounts)), 0, 3)) << "left by the scan";
+    EXPECT_EQ(ran(), expected) << accounts;
+  }
+  remove(kHooks);
+  EXPECT_EQ(TARVKOVAAbandonUnmerged(Json::Value()), 0) << "no directory, nothing to run";
+  writeFile(root_.path() / "usr/tarv/tarvkova/unify", "a file");
+  setenv("KOVA_ABANDON_LIST", "mine", 1);
+  EXPECT_EQ(TARVKOVAAbandonUnmerged(Json::Value()), -1);
+  EXPECT_EQ(getenv("KOVA_ABANDON_LIST"), nullptr);
+}
+
+// ---- Migration ----
+
+class Migration : public Unify {
+ protected:
+  Migration() {
+    addHook("hook");
+    writeProgram("/usr/tarv/etc/rc.d/ddns", "#!/bin/sh\necho \"$@\" > " + at("/restarted").string() + "\n");
+  }
+  static int migrate(const std::string &list) { return TARVKOVAAccountMigrate("ada", "s&cret", parsed(list)); }
+};
+
+TEST_F(Migration, MergesAbandonsRestartsAndMarks) {
+  usePackages("ada");
+  useRelay("bob");
+  useDdns("eve");
+  answer({{"good"}});
+  EXPECT_TRUE(ended(migrate(R"([{"email":"bob","passwd":"b"},{"email":"x@y","passwd":7,"more":1}])"), 0, 0, {}));
+  EXPECT_EQ(sent(), "action=migrate&email=ada&passwd=s%26cret&serial=1430TST000001&token=" + expectedToken("1430TST000001") +
+                        "&merge_list[0][email]=bob&merge_list[0][passwd]=b&merge_list[1][email]=x%40y&merge_list[1][passwd]=7");
+  EXPECT_EQ(ran(), "hook:0:ddns\n") << "its account ends in a newline and matches nothing";
+  EXPECT_EQ(read("/restarted"), "restart\n");
+  EXPECT_TRUE(isMarked());
+}
+
+TEST_F(Migration, AnEmptyListSendsNothing) {
+  for (const auto &[account, code, hooked] : {std::tuple{"bob", 3, "hook:0:farlink\n"}, {"ada", 0, ""}}) {
+    write(kInfoFile, "");
+    useRelay(account);
+    answer();
+    EXPECT_TRUE(ended(migrate("[]"), 0, code)) << "3 is left by the scan of the abandoning";
+    EXPECT_TRUE(hooks::state().attempts.empty());
+    EXPECT_EQ(ran(), hooked);
+    EXPECT_TRUE(isMarked());
+  }
+}
+
+TEST_F(Migration, FailuresAfterTheMergeDoNotHideIt) {
+  for (const auto &[failing, result] : {std::pair{"TLIBServiceRestart", 0}, {"opendir", 0}, {"TLIBCINFOSetKeyValue", -1}}) {
+    write(kInfoFile, "");
+    answer({{"good"}}, {{failing, 0}});
+    EXPECT_EQ(migrate(R"([{"email":"x","passwd":"y"}])"), result);
+    EXPECT_EQ(isMarked(), result == 0) << failing;
+  }
+  write(kInfoFile, "");
+  useRelay("bob");
+  answer({{"badauth"}});
+  EXPECT_EQ(migrate(R"([{"email":"x","passwd":"y"}])"), -1);
+  EXPECT_FALSE(isMarked() || exists("/ran")) << "a refused merge abandons nothing";
+}
+
+TEST_F(Migration, ThousandsOfAccountsAreMergedAtOnce) {
+  Json::Value list(Json::arrayValue);
+  for (int i = 0; i < 5000; ++i) {
+    list[i]["email"] = i % 2 == 0 ? "twice" : std::to_string(i);
+    list[i]["passwd"] = std::to_string(i);
+  }
+  answer({{"good"}});
+  EXPECT_EQ(TARVKOVAAccountMigrate("ada", "p", list), 0);
+  EXPECT_NE(sent().find("&merge_list[4998][email]=twice&merge_list[4998][passwd]=4998&merge_list[4999][email]=4999&"), std::string::npos);
+}
+
+}  // namespace
