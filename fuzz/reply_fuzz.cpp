@@ -1,0 +1,28 @@
+// Any reply of the service, to every operation that reads one: no crash, and no key of the account file but its own.
+#include <algorithm>
+#include <memory>
+
+#include "device.h"
+#include "kova/kova.h"
+#include "support/hooks.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size) {
+  static const FuzzDevice device;
+  hooks::reset();
+  hooks::state().wired = true;
+  hooks::state().replies = {{std::string(reinterpret_cast<const char *>(data), size)}};
+  device.write("etc/kova.conf", "vx_auth_key=\"key\"\nkovaIDSerial=\"4711\"\n");
+
+  Json::Value value(Json::objectValue);
+  TARVKOVAAccountAuthen("a", "b", nullptr, value);
+  TARVKOVAAccountPurchaseList("enu", nullptr, nullptr, {}, {}, {}, {}, value = Json::objectValue);
+  TARVKOVAAccountServiceCheck("4711", "key", value = Json::objectValue);
+  TARVKOVAAccountRegister("a", "b", "c", true);
+  TARVKOVAAccountQueryInfo(value = Json::objectValue, true, false);
+  static AccountInfo account;
+  account = {};
+  if (TARVKOVAAccountGet(&account) == 0 && std::string(account.vx_auth_key) != "key") std::abort();
+  TARVKOVAAccountLogin("a", "b", value, false);
+  TARVKOVAAccountLogout();
+  return 0;
+}
