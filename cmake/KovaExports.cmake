@@ -12,7 +12,15 @@ function(kova_exports target map)
   list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/include/kova/ OUTPUT_VARIABLE headers)
   set(includes ${PROJECT_SOURCE_DIR}/include ${JSONCPP_INCLUDE_DIRS})
   list(TRANSFORM includes PREPEND -I)
+  # With the toolchain's own nm and flags: it may be one for another machine.
+  separate_arguments(flags UNIX_COMMAND "${CMAKE_CXX_FLAGS}")
+  if(CMAKE_SYSROOT)
+    list(APPEND flags --sysroot=${CMAKE_SYSROOT})
+  endif()
+  if(CMAKE_CXX_COMPILER_TARGET)
+    list(APPEND flags --target=${CMAKE_CXX_COMPILER_TARGET})
+  endif()
   add_custom_command(TARGET ${target} POST_BUILD VERBATIM
-    COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-exports $<TARGET_FILE:${target}> ${map} ${headers}
-            -- ${CMAKE_CXX_COMPILER} ${includes})
+    COMMAND ${CMAKE_COMMAND} -E env NM=${CMAKE_NM} ${PROJECT_SOURCE_DIR}/scripts/check-exports
+            $<TARGET_FILE:${target}> ${map} ${headers} -- ${CMAKE_CXX_COMPILER} ${flags} ${includes})
 endfunction()

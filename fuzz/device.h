@@ -8,13 +8,15 @@
 
 class FuzzDevice {
  public:
+  static constexpr char kInformation[] = "timezone=\"UTC\"\n";
+
   FuzzDevice() {
     std::string pattern = std::filesystem::temp_directory_path() / "kova-fuzz-XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) std::abort();
     root_ = pattern;
     setenv("KOVA_DEVICE_ROOT", root_.c_str(), 1);
     write("etc.defaults/kovadevice.conf", "serial=\"1430TST000001\"\nmac=\"02:00:00:00:00:01\"\n");
-    write("etc/tarvinfo.conf", "timezone=\"UTC\"\nkova_disable_report=\"yes\"\n");
+    write("etc/tarvinfo.conf", kInformation);
   }
   ~FuzzDevice() { std::filesystem::remove_all(root_); }
   FuzzDevice(const FuzzDevice &) = delete;

@@ -22,7 +22,16 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t siz
   static AccountInfo account;
   account = {};
   if (TARVKOVAAccountGet(&account) == 0 && std::string(account.vx_auth_key) != "key") std::abort();
+  TARVKOVAReportInfo();
+  TARVKOVAAccountSetInfo("name", "b", "c", "d", nullptr, nullptr, nullptr, 1, 0, -1, nullptr);
   TARVKOVAAccountLogin("a", "b", value, false);
   TARVKOVAAccountLogout();
+  device.write("etc/kova.conf", "kovaID=\"a\"\nkovaPW=\"b\"\n");
+  device.write("etc/tarvinfo.conf", FuzzDevice::kInformation);
+  TARVKOVAAccountIsUnified(value);
+  Json::Value merged;
+  merged[0]["email"] = "b";
+  merged[0]["passwd"] = "c";
+  TARVKOVAAccountMigrate("a", "b", merged);
   return 0;
 }

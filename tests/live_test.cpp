@@ -52,7 +52,7 @@ TEST_F(Live, PasswordsAreJudgedAndTheWireIsWhatTheServiceSees) {
   }
 }
 
-TEST_F(Live, MisbehaviourEndsAsPrescribed) {
+TEST_F(Live, MisbehaviourEndsInAFailureOrIsSurvived) {
   const Center center;
   makeDevice(center);
   struct Case {

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstring>
 #include <memory>
+#include <set>
 
 #include "core/handles.h"
 #include "kova/kova.h"
@@ -251,9 +252,15 @@ TEST_F(Platform, TheDeviceRootIsInFrontOfEveryPath) {
 
 TEST_F(Platform, WithoutAnEntryTheMacAddressIsAnInterfaces) {
   write(kDeviceFile, "serial=\"S\"\n");
+  std::set<std::string> addresses;
+  for (const auto &interface : fs::directory_iterator("/sys/class/net")) {
+    const std::string address = readFile(interface.path() / "address").substr(0, 17);
+    if (readFile(interface.path() / "type") == "1\n" && address != "00:00:00:00:00:00") addresses.insert(address);
+  }
   char mac[24] = "";
-  const bool found = TARVCloudServiceGetMacAddress(mac, sizeof mac) == 0;
-  EXPECT_TRUE(found ? std::strlen(mac) == 17 : TARVCloudServiceGetErrorCode() != 0) << "a machine without one says so";
+  EXPECT_EQ(TARVCloudServiceGetMacAddress(mac, sizeof mac) == 0, !addresses.empty());
+  EXPECT_EQ(addresses.count(mac), addresses.empty() ? 0 : 1) << mac;
+  EXPECT_EQ(TARVCloudServiceGetErrorCode() == 0, !addresses.empty());
 }
 
 TEST_F(Platform, TheApiKeyIsMadeOnceAndRegisteredAnew) {

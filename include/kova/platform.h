@@ -216,13 +216,14 @@ KOVA_API int TARVZoneGetInfo(const char *name, TLIBCSzHash **details);
 
 /*
  * Programs are started without a shell and inherit the environment and the descriptors 0 to 2 only. `arguments` holds
- * the arguments after the program's name and ends with null; it may be null itself.
+ * the arguments after the program's name and ends with null; it may be null itself. While the platform waits for a
+ * program, SIGCHLD is blocked and has its standard action, so that nobody around takes the program's end.
  */
 
 /* Starts `program` with its standard output ("r") on the stream returned. */
 KOVA_API FILE *TLIBCPopen(const char *program, const char *const arguments[], const char *mode);
-/* Closes a stream of TLIBCPopen and waits for its program. Returns the status as waitpid gives it, or a negative
- * number. */
+/* Closes a stream of TLIBCPopen and waits for its program. Returns the status as waitpid gives it (0 where the calling
+ * process has taken it already), or a negative number. */
 KOVA_API int TLIBCPclose(FILE *stream);
 /* Starts `program` and, with `wait` not 0, waits for its end and returns its exit code (128 and the signal's number
  * when one ended it); else returns 0. Negative when it could not be started. */

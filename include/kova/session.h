@@ -6,6 +6,9 @@
 
 #include <kova/export.h>
 
+/* What signing in schedules once a week, and signing out removes: a program that calls TARVKOVAReportInfo. */
+#define KOVA_REPORT_COMMAND "/usr/tarv/bin/tarvkova --report_info"
+
 #ifdef __cplusplus
 
 #include <json/value.h>
@@ -28,9 +31,12 @@ KOVA_API int TARVKOVAAccountAuthen(const char *email, const char *password, cons
  * it stops when the service has accepted, and changes nothing but, where needed, the API key.
  *
  * Returns 0, else -1 with code 1 (null e-mail or password), 2, 4, 5, 6, 8, 15 or 24 (no API key), 19 (account not
- * stored), 20, 23, or what the service's refusal maps to. Failures of the schedule and of the fetched profile do not
- * fail the sign-in; the error code is then what they left. `reply` takes the service's last reply that is JSON; it
- * holds the auth key.
+ * stored), 20, 23, or what the service's refusal maps to. `reply` takes the service's last reply that is JSON; it holds
+ * the auth key. Reseeds rand().
+ *
+ * Failures of the schedule and of the fetched profile do not fail the sign-in; the error code is then what they left. 3
+ * is one of them: the service refused the new auth key at once, and the device is signed out again. What the reply
+ * lacks of "kova_id" and "auth_key" is not stored: the account file keeps what it had.
  */
 KOVA_API int TARVKOVAAccountLogin(const char *email, const char *password, Json::Value &reply, bool checkOnly);
 
@@ -64,7 +70,7 @@ KOVA_API int TARVKOVAAccountQueryInfo(Json::Value &info, bool force, bool shortT
  * Changes the signed-in account on the service. A null text or a negative flag leaves that detail unchanged. `email`
  * and `newPassword` count only together with `password`, the current one. After a change of the password the profile is
  * refreshed and the administrators are notified; a failure of that does not fail the update, though the refresh may
- * leave its error code.
+ * leave its error code. 3 says that the service no longer knows the auth key, and that the device is signed out.
  *
  * Returns 0, else -1 with code 3, 4, 6, 8, 23, or what the service's refusal maps to.
  */
@@ -85,10 +91,10 @@ KOVA_API int TARVKOVAReportInfo();
  * signs in to that account with the device's API key. `accounts` takes the accounts in use, as
  * TARVKOVAAccountScanExisting gives them; a device that is marked as unified is not scanned, and `accounts` stays.
  *
- * Returns 0 when the device is unified, also when the mark could not be written (the code is then 19; 3, left by the
- * scan, when no service uses an account). Else -1, with
- * code 0 when its services use more than one account, or with code 2, 4, 6, 8, 15 or 24 (no API key), 19 (account not
- * stored), 20, 23, or what the service's refusal maps to.
+ * Returns 0 when the device is unified; the code is then 0, or 19 where the mark could not be written, or 3 where no
+ * service uses an account. Else -1, with code 0 when its services use more than one account, or with code 2, 4, 6, 8,
+ * 15 or 24 (no API key), 19 (account not stored), 20, 23, or what the service's refusal maps to. What the service's
+ * reply lacks of "kova_id" and "auth_key" is not stored: the account file keeps what it had.
  */
 KOVA_API int TARVKOVAAccountIsUnified(Json::Value &accounts);
 

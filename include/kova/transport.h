@@ -56,7 +56,8 @@ KOVA_API int TARVKOVAUserAgentNameGet(char *buffer, int32_t size);
  *
  * Returns 0 when a body with HTTP status 200 arrived, else -1 with code 1 (a null argument), 6 (memory) or 4
  * (anything else). The body may be null even then: when its copy could not be allocated. `response` need not be
- * initialised; a body from an earlier call must have been released.
+ * initialised; a body from an earlier call must have been released. A failure's log line holds the URL, with the
+ * parameters of a GET, or the parameter value that could not be encoded.
  */
 KOVA_API int TARVKOVAHttpsRequestSend(const HttpsRequest *request, HttpsResponse *response);
 
@@ -65,14 +66,16 @@ KOVA_API void TARVKOVAHttpsResponseFree(HttpsResponse *response);
 
 /*
  * Fills `buffer` (`size` bytes, cut to them) with the custom serial number or, when there is none, the factory one.
- * Returns 0, or -1 when neither can be read or the first character is no ASCII letter or digit. The error code stays.
+ * Returns 0, or -1 when `buffer` is null or `size` below 1, neither can be read, or the first character is no ASCII
+ * letter or digit. The error code stays.
  */
 KOVA_API int TARVKOVAGetSerialNumber(char *buffer, int32_t size);
 
 /*
  * Derives the device token from the serial number and two texts, each of which may be null. `serial` (`serial_size`
- * bytes) is filled from the device when it is empty. `token` takes 32 lowercase hexadecimal digits, so `token_size` is
- * 33 or more. Returns 0 or -1. The error code stays.
+ * bytes) is filled from the device when it is empty. `token` takes 32 lowercase hexadecimal digits and a NUL, cut to
+ * `token_size`. Returns 0, or -1 when `serial` or `token` is null, a size is below 1, there is no valid serial number
+ * or memory ran out. The error code stays.
  */
 KOVA_API int TARVKOVAGenerateToken(const char *text1, const char *text2, char *serial, int32_t serial_size, char *token,
                                    int32_t token_size);

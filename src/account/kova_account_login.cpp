@@ -21,7 +21,7 @@ void scheduleReport() {
   if (isReportDisabled()) return;
   std::srand(static_cast<unsigned>(time(nullptr)));
   TARVSchedule schedule{};
-  copyText(schedule.command, kReportCommand);
+  copyText(schedule.command, KOVA_REPORT_COMMAND);
   schedule.weekdays = kWeekdays[std::rand() % 7];
   schedule.hour = schedule.last_hour = std::rand() % 24;
   schedule.minute = std::rand() % 60;

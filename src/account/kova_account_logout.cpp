@@ -1,7 +1,6 @@
 #include <memory>
 
 #include "account/events.h"
-#include "account/weekly_report.h"
 #include "core/guard.h"
 #include "core/json.h"
 #include "core/log.h"
@@ -34,7 +33,7 @@ int TARVKOVAAccountLogout() {
       log(here(), "Failed to logout %s, resp=%s", account->kovaIDSerial, road.body());
     }
     TARVKOVAAccountRemove();
-    TARVScheduleRemove(kReportCommand);
+    TARVScheduleRemove(KOVA_REPORT_COMMAND);
     log(here(), "Logged out Kova");
     writeEvent(kEventSignedOut, "");
     return 0;

@@ -53,7 +53,8 @@ class CommandLine {
 };
 
 CommandLine::CommandLine() {
-  app_.require_subcommand(1);
+  app_.name("kovacenter")->require_subcommand(1);
+  app_.set_version_flag("--version", "kovacenter " KOVA_VERSION, "Print the version and exit");
   addServing();
   addDevice();
   addAccounts();
@@ -114,10 +115,9 @@ void CommandLine::addServing() {
   addServeOptions(serving);
   serving->callback([this] { serve(State(state_), serve_); });
 
-  CLI::App *running = command(app_, "run", "Run a command with the service beside it");
+  CLI::App *running = command(app_, "run", "Run \"-- COMMAND [ARGUMENT...]\" with the service beside it");
   addServeOptions(running);
   running->add_option("--device", runDevice_, "Device root; made when absent")->type_name("DIR");
-  running->footer("-- COMMAND [ARGUMENT...]");
   running->callback([this] {
     if (words_.empty()) throw CLI::RequiredError("-- COMMAND");
     const State state(state_);
@@ -208,7 +208,7 @@ void CommandLine::addPurchases() {
 
 void CommandLine::addFaults() {
   CLI::App *faults = app_.add_subcommand("fault", "Misbehaviour of the service")->require_subcommand(1);
-  CLI::App *add = command(*faults, "add", "Misbehave at the next requests that match");
+  CLI::App *add = command(*faults, "add", "Misbehave as \"KIND [ARGUMENT...]\" says at the next requests that match");
   add->add_option("--script", fault_.script, "Only at this script")
       ->check(CLI::IsMember({"dnsauth.php", "account.php", "api/query.php"}));
   add->add_option("--action", fault_.action, "Only at this action");

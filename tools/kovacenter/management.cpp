@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <iomanip>
 #include <iostream>
 #include <optional>
@@ -18,24 +19,31 @@
 namespace kova::center {
 namespace {
 
-// Keeps the terminal from showing what is typed.
+// Keeps the terminal from showing what is typed, until it ends or a signal ends the program.
 class Silence {
  public:
-  Silence() : active_(tcgetattr(STDIN_FILENO, &before_) == 0) {
-    if (!active_) return;
+  Silence() {
+    tcgetattr(STDIN_FILENO, &before_);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+      if (std::signal(signal, restoreAndRaise) == SIG_IGN) std::signal(signal, SIG_IGN);
+    }
     termios silent = before_;
     silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
     tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
   }
-  ~Silence() {
-    if (active_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
-  }
+  ~Silence() { restore(); }
   Silence(const Silence &) = delete;
   Silence &operator=(const Silence &) = delete;
 
  private:
-  termios before_{};
-  bool active_;
+  static void restore() { tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_); }
+  static void restoreAndRaise(int signal) {
+    restore();
+    std::signal(signal, SIG_DFL);
+    raise(signal);
+  }
+
+  inline static termios before_{};  // where a signal's handler finds it
 };
 
 std::string readPassword(const std::filesystem::path &file) {

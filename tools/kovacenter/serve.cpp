@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
+#include <new>
 #include <string_view>
 
 #include "commands.h"
@@ -87,21 +88,34 @@ std::vector<char *> pointers(std::vector<std::string> &texts) {
   return pointers;
 }
 
-// Starts the command with the signals as they were before; returns 0 or the system's error number.
+// What a command starts with: the signals as they were before this program took them.
+class SpawnAttributes {
+ public:
+  explicit SpawnAttributes(const Signals &signals) {
+    if (posix_spawnattr_init(&attributes_) != 0) throw std::bad_alloc();
+    sigset_t defaults;
+    sigemptyset(&defaults);
+    sigaddset(&defaults, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes_, &defaults);
+    posix_spawnattr_setsigmask(&attributes_, &signals.before());
+    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+  }
+  SpawnAttributes(const SpawnAttributes &) = delete;
+  SpawnAttributes &operator=(const SpawnAttributes &) = delete;
+  ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
+
+  const posix_spawnattr_t *get() const { return &attributes_; }
+
+ private:
+  posix_spawnattr_t attributes_;
+};
+
+// Returns 0 or the system's error number.
 int start(std::vector<std::string> command, std::vector<std::string> environment, const Signals &signals,
           pid_t &child) {
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t defaults;
-  sigemptyset(&defaults);
-  sigaddset(&defaults, SIGPIPE);
-  posix_spawnattr_setsigdefault(&attributes, &defaults);
-  posix_spawnattr_setsigmask(&attributes, &signals.before());
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-  const int error = posix_spawnp(&child, command[0].c_str(), nullptr, &attributes, pointers(command).data(),
-                                 pointers(environment).data());
-  posix_spawnattr_destroy(&attributes);
-  return error;
+  const SpawnAttributes attributes(signals);
+  return posix_spawnp(&child, command[0].c_str(), nullptr, attributes.get(), pointers(command).data(),
+                      pointers(environment).data());
 }
 
 // Waits for the command's end, passing signals on to it; returns its exit code.
@@ -155,9 +169,11 @@ void makeDevice(const State &state, const DeviceOptions &options) {
   makeDeviceRoot(state, options);
   std::cout << "export KOVA_DEVICE_ROOT=" << quoted(options.root.string()) << "\n";
   if (const std::optional<Ports> ports = runningService(state)) {
-    std::cout << "export https_proxy=" << proxyUrl(*ports) << "\n";
+    std::cout << "export https_proxy=" << proxyUrl(*ports) << "\nunset no_proxy NO_PROXY\n";
+  } else {
+    std::cout << "unset https_proxy\n";
+    std::cerr << "kovacenter: no service runs on this state; start it, then set https_proxy to its proxy" << std::endl;
   }
-  std::cout << "unset no_proxy NO_PROXY\n";
 }
 
 }  // namespace kova::center

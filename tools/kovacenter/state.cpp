@@ -27,6 +27,7 @@ State::State(const std::filesystem::path &directory) : directory_(std::filesyste
   struct stat status {};
   if (errno != EEXIST || stat(directory_.c_str(), &status) < 0) throwErrno(directory_.string());
   if (!S_ISDIR(status.st_mode)) throw std::runtime_error(directory_.string() + " is no directory");
+  if (status.st_uid != geteuid()) throw std::runtime_error(directory_.string() + " belongs to another user");
   if ((status.st_mode & 0077) == 0) return;
   if (!std::filesystem::exists(database()) && !std::filesystem::is_empty(directory_)) {
     throw std::runtime_error(directory_.string() + " is open to others and holds other files");

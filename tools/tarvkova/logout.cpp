@@ -13,7 +13,7 @@ namespace {
 void forget() {
   const bool removed = whileWaiting(TARVKOVAAccountRemove) >= 0;
   if (!removed) throw localFailure("a component of this device failed to sign out; nothing was changed");
-  if (TARVScheduleRemove("/usr/tarv/bin/tarvkova --report_info") < 0) {
+  if (TARVScheduleRemove(KOVA_REPORT_COMMAND) < 0) {
     throw localFailure("signed out, but the weekly report is still scheduled");
   }
 }

@@ -1,5 +1,4 @@
 // tarvkova: the account service from the command line.
-#include <kova/error.h>
 #include <kova/session.h>
 
 #include <algorithm>
@@ -19,9 +18,7 @@ namespace {
 // What the weekly schedule runs.
 Report reportInfo() {
   if (whileWaiting(TARVKOVAReportInfo) == 0) return {};
-  // The one failure without a code.
-  if (TARVKOVAErrGet() == KOVA_SUCCESS) throw localFailure("the device cannot name its time zone");
-  throw libraryFailure();
+  throw zonedFailure();
 }
 
 constexpr char kExitCodes[] =

@@ -66,6 +66,10 @@ Failure libraryFailure(const char *wrongCredentials) {
   return {meaning.exit, code, meaning.name, code == KOVA_ERR_AUTHENTICATION ? wrongCredentials : meaning.message};
 }
 
+Failure zonedFailure() {
+  return TARVKOVAErrGet() == KOVA_SUCCESS ? localFailure("the device cannot name its time zone") : libraryFailure();
+}
+
 Json::Value withoutKeys(Json::Value reply) {
   if (reply.isObject()) {
     for (const char *key : {"auth_key", "api_key"}) reply.removeMember(key);

@@ -45,6 +45,9 @@ inline constexpr char kWrongCurrentPassword[] = "the service does not accept the
 // The failure that the library's error code stands for.
 Failure libraryFailure(const char *wrongCredentials = kWrongDevice);
 
+// The same for what tells the service the time zone: to have none is the one failure without a code.
+Failure zonedFailure();
+
 // A reply of the service without the keys that must not be shown.
 Json::Value withoutKeys(Json::Value reply);
 

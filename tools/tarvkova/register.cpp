@@ -1,4 +1,3 @@
-#include <kova/error.h>
 #include <kova/services.h>
 
 #include "commands.h"
@@ -22,9 +21,7 @@ Report registerAccount(const Options &options) {
     return TARVKOVAAccountRegister(options.email.c_str(), password.c_str(), options.name.c_str(),
                                    options.criticalReleases);
   });
-  // The one failure without a code.
-  if (result < 0 && TARVKOVAErrGet() == KOVA_SUCCESS) throw localFailure("the device cannot name its time zone");
-  if (result < 0) throw libraryFailure();
+  if (result < 0) throw zonedFailure();
   Report report;
   report.result["email"] = options.email;
   report.text = "The account " + printable(options.email) + " is registered; sign in with \"tarvkova login\".\n";

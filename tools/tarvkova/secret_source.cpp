@@ -27,10 +27,10 @@ Descriptor openSecrets(const std::string &path) {
 
 }  // namespace
 
-void addPasswordFile(CLI::App &command, std::string &file) {
-  command.add_option("--password-file", file, "Read the password from this file; \"-\" is standard input")
-      ->type_name("FILE");
+CLI::Option *addPasswordFile(CLI::App &command, std::string &file) {
   command.footer(kPasswordHelp);
+  return command.add_option("--password-file", file, "Read the password from this file; \"-\" is standard input")
+      ->type_name("FILE");
 }
 
 SecretSource::SecretSource(const std::string &file) {

@@ -10,7 +10,8 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace kova::cli {
 
@@ -20,7 +21,7 @@ inline constexpr char kPasswordHelp[] =
     "from standard input, one on each line.";
 
 // Adds the option "--password-file" to a command.
-void addPasswordFile(CLI::App &command, std::string &file);
+CLI::Option *addPasswordFile(CLI::App &command, std::string &file);
 
 class SecretSource {
  public:

@@ -9,11 +9,6 @@
 namespace kova::cli {
 namespace {
 
-std::string orNone(const Json::Value &value) {
-  const std::string text = textOf(value);
-  return text.empty() ? "none" : text;
-}
-
 Report services() {
   const StoredAccount account = storedAccount();
   Report report;

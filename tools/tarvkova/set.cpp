@@ -68,7 +68,7 @@ void addSet(CLI::App &program, Action &action) {
   add("--critical-release", options.criticalReleases, "Mail about critical releases")->check(onOrOff);
   add("--promotion", options.promotion, "Local promotion mail")->check(onOrOff);
   add("--critical-versions", options.criticalVersions, "Critical versions to be told of, joined by commas");
-  addPasswordFile(*command, options.passwordFile);
+  addPasswordFile(*command, options.passwordFile)->needs(command->get_option("--email"));
 }
 
 }  // namespace kova::cli

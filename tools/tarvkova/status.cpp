@@ -26,8 +26,8 @@ std::string render(const Json::Value &profile, const std::string &origin) {
       {"Newsletter", textOf(profile["enews"])},
       {"Local promotion", textOf(profile["enews_local_promotion"])},
       {"Critical releases", textOf(profile["critical_release"])},
-      {"Critical versions", textOf(profile["critical_version_list"])},
-      {"  out of", textOf(profile["critical_version_domain"])},
+      {"Critical versions", orNone(profile["critical_version_list"])},
+      {"Known versions", textOf(profile["critical_version_domain"])},
       {"Source", origin},
   });
 }

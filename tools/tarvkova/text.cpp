@@ -99,6 +99,11 @@ std::string textOf(const Json::Value &value) {
   return value.isArray() || value.isObject() ? jsonLine(value) : value.asString();
 }
 
+std::string orNone(const Json::Value &value) {
+  const std::string text = textOf(value);
+  return text.empty() ? "none" : text;
+}
+
 std::string jsonLine(const Json::Value &value) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";

@@ -27,6 +27,9 @@ std::string_view trimmed(std::string_view text);
 // A value for people: text and numbers as they are, booleans as "yes" and "no", null as nothing, else JSON.
 std::string textOf(const Json::Value &value);
 
+// The same with "none" for what is empty.
+std::string orNone(const Json::Value &value);
+
 // One line of JSON, in ASCII.
 std::string jsonLine(const Json::Value &value);
 
