@@ -173,6 +173,30 @@ TEST(Operations, SendAllOfTheirParametersAndSurviveAnyReply) {
   }
 }
 
+TEST(Operations, TakeTheirStepsInOrder) {
+  using Step = std::pair<const char *, int32_t>;
+  const Step config = {"TARVEncodingBase64Decode", 23}, serial = {"TLIBGetSerialNumber", 8}, mac = {"TARVCloudServiceGetMacAddress", 20};
+  const Step key = {"TARVCloudServiceGetApiKey", 15}, digest = {"MD5_Init", 0}, token = {"MD5_Init", 22}, zone = {"TARVZoneGet", 0};
+  const Step hash = {"TLIBCSzHashAlloc", 6};
+  const std::map<std::string, std::vector<Step>> orders = {{kAuthen, {config, serial, digest, hash}},
+      {kUnified, {serial, config, mac, key, hash}}, {kLogin, {config, serial, mac, key, hash}}, {kLogout, {serial, config, hash}},
+      {kMigrate, {config, serial, token, hash, {"TARVKOVAAccountScanExisting", 23}}}, {kPurchases, {config, serial, hash}},
+      {kQuery, {config, serial, hash}}, {kRegister, {serial, config, token, zone, hash}}, {kCheck, {config, serial, hash}},
+      {kUpdate, {config, serial, hash}}, {kReport, {config, zone, serial, hash}}};
+  for (const Operation &operation : operations()) {
+    Device device;
+    device.prepare(operation.files);
+    for (std::vector<Step> left = orders.at(operation.unit); !left.empty(); left.erase(left.begin())) {
+      std::map<std::string, int> failing = {{"TARVCloudServiceGetErrorCode", 0}};
+      for (const auto &[name, code] : left) failing[name] = name == hash.first ? operation.parameterHash : 0;
+      device.answer({}, failing);
+      Value value = parsed(kBefore);
+      EXPECT_EQ(operation.run(value), -1);
+      EXPECT_EQ(TARVKOVAErrGet(), left[0].second) << operation.unit << " " << left[0].first;
+    }
+  }
+}
+
 std::vector<Row> ownRows() {
   const std::string registering = "ApiKey not found. Register new one.", unsent = "Failed to send https request. err=[0xABCD]";
   const std::string badauth = R"({"code":"badauth"})", serviceRefused = "Failed to query service check, resp=";

@@ -313,6 +313,7 @@ TEST_F(Platform, TheCronTableIsWhatCronAccepts) {
     EXPECT_EQ(read(kCron), before);
   }
   EXPECT_EQ(TARVScheduleRemove("/bin/absent"), 0);
+  write(kCron, before + "@weekly root /bin/a 50\\% --b \n");
   EXPECT_EQ(TARVScheduleRemove("/bin/a 50% --b"), 0);
   EXPECT_FALSE(has(kCron, "/bin/a"));
   EXPECT_TRUE(has(kCron, "1 2 * * 3 root /bin/other\n"));

@@ -37,7 +37,13 @@ class Session : public DeviceTest {
   static int change(const char *name, const char *mail, const char *password, const char *newPassword) {
     return TARVKOVAAccountSetInfo(name, mail, password, newPassword, nullptr, nullptr, nullptr, -1, -1, -1, nullptr);
   }
-  Json::Value event() const { return parsed(read("/var/log/kova/events.jsonl")); }
+  void expectEvent(const std::string &number, const std::string &account) const {
+    const Json::Value event = parsed(read("/var/log/kova/events.jsonl"));
+    EXPECT_EQ(event["log"], 2);
+    EXPECT_EQ(event["severity"], 1);
+    EXPECT_EQ(event["event"], number);
+    EXPECT_EQ(event["texts"], parsed("[\"" + account + "\",\"\",\"\",\"\"]"));
+  }
   // The time-outs of the requests.
   static std::string timeouts() {
     std::string seconds;
@@ -175,8 +181,7 @@ TEST_F(Session, LoginStoresSchedulesLogsAndRefreshes) {
   EXPECT_EQ(read(kAccountFile).rfind("vx_auth_key=\"key-1\"\nkovaIDSerial=\"4711\"\nkovaID=\"ada@kova.example\"\n", 0), 0U)
       << "the identity first, the profile after it";
   EXPECT_EQ(reply_["auth_key"], "key-1");
-  EXPECT_EQ(event()["event"], "0x13A00001");
-  EXPECT_EQ(event()["texts"][0], "ada@kova.example");
+  expectEvent("0x13A00001", "ada@kova.example");
   answer({{kKeys}, {kProfile}});
   ASSERT_EQ(login(), 0);
   EXPECT_TRUE(has(kCron, " root /usr/tarv/bin/tarvkova --report_info\n"));
@@ -242,8 +247,7 @@ TEST_F(Session, LogoutSignsOutHereWhateverTheServiceSays) {
     EXPECT_EQ(sent(), "action=destroy&serial=1430TST000001&kova_id=4711&auth_key=key-1");
     EXPECT_FALSE(exists(kAccountFile)) << body;
     EXPECT_FALSE(has(kCron, "--report_info")) << body;
-    EXPECT_EQ(event()["event"], "0x13A00002");
-    EXPECT_EQ(event()["texts"], parsed(R"(["","","",""])"));
+    expectEvent("0x13A00002", "");
   }
   write(kAccountFile, kSignedIn);
   answer({{kGood}}, {{"TLIBPluginAction", 0}});

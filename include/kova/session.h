@@ -35,8 +35,8 @@ KOVA_API int TARVKOVAAccountAuthen(const char *email, const char *password, cons
  * the auth key. Reseeds rand().
  *
  * Failures of the schedule and of the fetched profile do not fail the sign-in; the error code is then what they left. 3
- * is one of them: the service refused the new auth key at once, and the device is signed out again. What the reply
- * lacks of "kova_id" and "auth_key" is not stored: the account file keeps what it had.
+ * is one of them: the service refused the auth key and the device was signed out again, or no account is stored. What
+ * the reply lacks of "kova_id" and "auth_key" is not stored: the account file keeps what it had.
  */
 KOVA_API int TARVKOVAAccountLogin(const char *email, const char *password, Json::Value &reply, bool checkOnly);
 

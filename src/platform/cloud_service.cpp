@@ -85,12 +85,13 @@ std::string keyFileToWrite() {
 
 std::string storeFirstKey() {
   std::string key;
-  updateFile(keyFileToWrite(), kPrivateFile, [&](std::string_view text) -> std::optional<std::string> {
+  const FileEdit store = [&](std::string_view text) -> std::optional<std::string> {
     key = keyIn(text);
     if (!key.empty()) return std::nullopt;  // another process was faster
     key = newKey();
     return key + "\n";
-  });
+  };
+  updateFile(keyFileToWrite(), kPrivateFile, store, ExistingMode::replaced);
   return key;
 }
 

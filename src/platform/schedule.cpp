@@ -48,15 +48,20 @@ std::string_view withoutLeadingBlanks(std::string_view text) {
   return text.substr(std::min(text.find_first_not_of(kBlanks), text.size()));
 }
 
+std::string_view withoutTrailingBlanks(std::string_view text) {
+  return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
+
 // The command of a table's line; empty where it has none.
 std::string_view commandOf(std::string_view line) {
-  constexpr int fieldsBefore = 6;
   line = withoutLeadingBlanks(line);
   if (line.starts_with('#')) return {};
+  // The time, in five fields or as "@weekly" and the like, and the user.
+  const int fieldsBefore = line.starts_with('@') ? 2 : 6;
   for (int field = 0; field < fieldsBefore; ++field) {
     line = withoutLeadingBlanks(line.substr(std::min(line.find_first_of(kBlanks), line.size())));
   }
-  return line;
+  return withoutTrailingBlanks(line);
 }
 
 std::string weekdayField(int weekdays) {
@@ -77,7 +82,7 @@ std::optional<std::string> withEntry(std::string_view table, std::string_view co
   bool found = false;
   Line line;
   for (Lines lines(table); lines.next(line);) {
-    if (commandOf(line.text) != command) {
+    if (commandOf(line.text) != withoutTrailingBlanks(command)) {
       result.append(line.text).append(line.end.empty() ? "\n" : line.end);
     } else if (!std::exchange(found, true)) {
       result.append(entry);

@@ -40,7 +40,8 @@ Failure notSignedIn(const std::string &message);
 // What refused credentials mean.
 inline constexpr char kWrongDevice[] = "the service no longer accepts this device; sign in again";
 inline constexpr char kWrongPassword[] = "the service does not accept this e-mail address and password";
-inline constexpr char kWrongCurrentPassword[] = "the service does not accept the current password";
+inline constexpr char kWrongCurrentPassword[] =
+    "the service does not accept the current password, or no longer accepts this device";
 
 // The failure that the library's error code stands for.
 Failure libraryFailure(const char *wrongCredentials = kWrongDevice);

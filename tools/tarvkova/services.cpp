@@ -2,6 +2,7 @@
 
 #include "commands.h"
 #include "stored_account.h"
+#include "streams.h"
 #include "table.h"
 #include "text.h"
 #include "waiting.h"
@@ -17,9 +18,9 @@ Report services() {
       0) {
     throw libraryFailure();
   }
-  report.text = fieldList({{"Relay alias", orNone(held["alias"])},
-                           {"Dynamic DNS", orNone(held["ddns"])},
-                           {"Antivirus by McAfee", textOf(held["mcafee"])}});
+  report.text = fieldList(outputWidth(), {{"Relay alias", orNone(held["alias"])},
+                                          {"Dynamic DNS", orNone(held["ddns"])},
+                                          {"Antivirus by McAfee", textOf(held["mcafee"])}});
   return report;
 }
 

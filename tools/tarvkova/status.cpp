@@ -7,6 +7,7 @@
 #include "commands.h"
 #include "refresh.h"
 #include "stored_account.h"
+#include "streams.h"
 #include "table.h"
 #include "text.h"
 #include "waiting.h"
@@ -15,7 +16,7 @@ namespace kova::cli {
 namespace {
 
 std::string render(const Json::Value &profile, const std::string &origin) {
-  return fieldList({
+  const std::vector<std::pair<std::string, std::string>> fields = {
       {"Account", textOf(profile["email"])},
       {"Name", textOf(profile["full_name"])},
       {"Country", textOf(profile["country"])},
@@ -29,7 +30,8 @@ std::string render(const Json::Value &profile, const std::string &origin) {
       {"Critical versions", orNone(profile["critical_version_list"])},
       {"Known versions", textOf(profile["critical_version_domain"])},
       {"Source", origin},
-  });
+  };
+  return fieldList(outputWidth(), fields);
 }
 
 Failure queryFailure() {

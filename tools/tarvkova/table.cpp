@@ -67,15 +67,13 @@ std::string Table::line(const Row &row, const std::vector<std::size_t> &widths) 
 // A row as a paragraph; the total as one line.
 std::string Table::list(const Row &row, std::size_t width) const {
   const bool total = hasTotal_ && &row == &rows_.back();
-  std::size_t label = 0;
-  for (const Column &column : columns_) label = std::max(label, displayWidth(column.title) + kGap);
   std::vector<std::pair<std::string, std::string>> fields;
   std::string line;
   for (std::size_t i = 0; i < columns_.size(); ++i) {
-    fields.emplace_back(columns_[i].title, cut(row[i], std::max(width, label + 1) - label));
+    fields.emplace_back(columns_[i].title, row[i]);
     if (!row[i].empty()) line += (line.empty() ? "" : ", ") + row[i];
   }
-  return total ? cut(line, width) + '\n' : fieldList(fields);
+  return total ? cut(line, width) + '\n' : fieldList(width, fields);
 }
 
 std::string Table::text(std::optional<std::size_t> width) const {
@@ -92,14 +90,18 @@ std::string Table::text(std::optional<std::size_t> width) const {
   return text;
 }
 
-std::string fieldList(const std::vector<std::pair<std::string, std::string>> &fields) {
-  std::size_t width = 0;
+std::string fieldList(std::optional<std::size_t> width,
+                      const std::vector<std::pair<std::string, std::string>> &fields) {
+  std::size_t before = 0;
   for (const auto &[label, value] : fields) {
-    if (!value.empty()) width = std::max(width, displayWidth(label));
+    if (!value.empty()) before = std::max(before, displayWidth(label) + kGap);
   }
   std::string list;
   for (const auto &[label, value] : fields) {
-    if (!value.empty()) list += label + ":" + padding(width + kGap - 1, label) + printable(trimmed(value)) + '\n';
+    if (value.empty()) continue;
+    const std::string shown = printable(trimmed(value));
+    list += label + ":" + padding(before - 1, label);
+    list += (width ? cut(shown, std::max(*width, before + 1) - before) : shown) + '\n';
   }
   return list;
 }
