@@ -56,7 +56,7 @@ TEST_F(Services, PurchaseFiltersAreJoined) {
   const Case cases[] = {{nullptr, nullptr, "null", "null", "null", "null", ""},
       {"2026-01-01", nullptr, "null", "null", "null", "null", "&dates=2026-01-01%2C"},
       {nullptr, "2026-02-01", "null", "null", "null", "null", "&dates=%2C2026-02-01"},
-      {"a", "b", R"(["x","y z","w"])", "[]", R"([5,9.5,"7",true])", R"(["p",[1],{},null])",
+      {"a", "b", R"(["x\u0000y","y z","w"])", "[]", R"([5,9.5,"7",true])", R"(["p",[1],{},null])",
           "&dates=a%2Cb&apps=x%2Cy%20z%2Cw&serials=&prices=5%2C9.5%2C7%2Ctrue&paypals=p%2C%2C%2C"},
       {nullptr, nullptr, "{}", "\"text\"", "7", "true", ""}};
   for (const Case &row : cases) {

@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <regex>
 #include <set>
+#include <sstream>
 
 #include "kova/kova.h"
 #include "support/center.h"
@@ -143,28 +145,59 @@ TEST_F(Tool, AccountsAreUnified) {
   fs::remove(at("/etc/kova.conf"));
   expect({{"unify", "", 3, "gave it no key", "", R"(--action get_auth_key body '{"code":"good"}')"}});
   makeDevice("--relay-account ada@kova.example --relay-alias ada");
-  expect({{"unify --json", "", 0, R"("signed_in":"ada@kova.example")"}});
+  expect({{"unify --json", "", 0, R"("signed_in":"ada@kova.example")"}, {"status", "", 0, "Name:              Ada"}});
+  const std::string bound = "--relay-account cyd@kova.example --relay-alias cyd";
+  center_.command("account add cyd@kova.example --name Cyd", "cyd-pw");
+  makeDevice(bound);
+  expect({{"unify", "", 3, "not signed in as that", "", R"(--action get_auth_key body '{"code":"good"}')"}, {"status", "", 0, "Ada"}});
+  makeDevice(bound);
+  expect({{"unify", "", 0, "signed in as cyd@kova.example"}, {"status", "", 0, "Cyd"}});
 }
 
-TEST_F(Tool, APasswordIsAskedForWithoutEcho) {
-  int terminal = -1;
-  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
-  if (child == 0) {
-    execl(KOVA_TOOL, "tarvkova", "check", "ada@kova.example", nullptr);
-    _exit(127);
+// On a terminal of its own: a question is answered as soon as it stands there, without echo of a password.
+TEST_F(Tool, TheTerminalIsAskedAndShownWhatFits) {
+  makeDevice("--relay-account bob@kova.example --relay-alias a-name-that-is-wider-than-the-terminal-will-be");
+  struct Talk {
+    std::string arguments;
+    std::vector<std::pair<std::string, std::string>> answers;
+    int exit;
+    std::string shown;
+  };
+  const std::string ofAda = "Password of ada@kova.example: ", forEve = "Password for eve@kova.example";
+  const std::vector<Talk> talks = {{"check ada@kova.example", {{ofAda, "ada-pw"}}, 0, ofAda + "\r\n"},
+      {"register eve@kova.example --name E", {{forEve + ": ", "new-pw"}, {forEve + " again: ", "ada-pw"}}, 1, "passwords differ"},
+      {"login ada@kova.example", {{ofAda, "ada-pw"}}, 0, "Signed in"}, {"accounts", {}, 0, "\u2026"}, {"status", {}, 0, "Ada"},
+      {"purchases", {}, 0, "Total"}, {"abandon --all", {{"[y/N] ", "n"}}, 1, "bob@kova.example"}};
+  center_.command("purchase add ada@kova.example");
+  for (const auto &[arguments, answers, exit, expected] : talks) {
+    SCOPED_TRACE(arguments);
+    winsize size{24, 38, 0, 0};
+    int terminal = -1;
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
+    if (child == 0) {
+      execl("/bin/sh", "sh", "-c", ("exec " KOVA_TOOL " " + arguments).c_str(), nullptr);
+      _exit(127);
+    }
+    std::string shown;
+    auto next = answers.begin();
+    for (char byte = 0; ::read(terminal, &byte, 1) == 1;) {
+      shown += byte;
+      if (next == answers.end() || shown.size() < next->first.size()) continue;
+      if (shown.compare(shown.size() - next->first.size(), std::string::npos, next->first) != 0) continue;
+      const std::string line = next++->second + "\n";
+      EXPECT_EQ(::write(terminal, line.data(), line.size()), static_cast<ssize_t>(line.size()));
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    close(terminal);
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, exit) << shown;
+    EXPECT_TRUE(next == answers.end()) << shown;
+    EXPECT_NE(shown.find(expected), std::string::npos) << shown;
+    std::istringstream lines(std::regex_replace(shown, std::regex("\u2026|\r"), "."));
+    for (std::string line; answers.empty() && std::getline(lines, line);) EXPECT_LE(line.size(), 38 + 1) << line << " with its CR";
+    hidesSecrets(shown);
   }
-  std::string shown;
-  for (char byte = 0; ::read(terminal, &byte, 1) == 1;) {
-    shown += byte;
-    if (shown != "Password of ada@kova.example: ") continue;
-    EXPECT_EQ(::write(terminal, "ada-pw\n", 7), 7);
-  }
-  int status = -1;
-  waitpid(child, &status, 0);
-  close(terminal);
-  EXPECT_EQ(status, 0);
-  EXPECT_EQ(shown.rfind("Password of ada@kova.example: \r\n", 0), 0U) << shown;
-  hidesSecrets(shown);
+  EXPECT_FALSE(exists("/var/log/kova/unify.log"));
 }
 
 }  // namespace

@@ -210,7 +210,9 @@ TEST_F(Unify, OnlyTheServicesOfTheseAccountsAreTold) {
   for (const auto &[accounts, expected] :
       {std::pair{"null", "hook:0:ddns,farlink\n"}, {"[]", ""}, {"[\"B\",\"B\",\"C\"]", "hook:0:farlink\n"}, {"[\"A\"]", ""},
           {"[\"A\\n\",\"B\"]", "hook:0:ddns,farlink\n"}, {"[[\"B\"],{},7]", ""}}) {
+    setenv("KOVA_ABANDON_LIST", "mine", 1);
     EXPECT_TRUE(ended(TARVKOVAAbandonUnmerged(parsed(accounts)), 0, 3)) << "left by the scan";
+    EXPECT_EQ(getenv("KOVA_ABANDON_LIST"), nullptr) << accounts;
     EXPECT_EQ(ran(), expected) << accounts;
   }
   remove(kHooks);

@@ -19,7 +19,7 @@ std::string JoinJsonArray(const Json::Value &array) {
   std::string joined;
   for (Json::ArrayIndex i = 0; i < array.size(); ++i) {
     if (i > 0) joined += ',';
-    joined += textOf(array[i]);
+    joined += textOf(array[i]).c_str();  // a NUL ends its own element only
   }
   return joined;
 }

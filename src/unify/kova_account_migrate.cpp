@@ -25,7 +25,7 @@ using Directory = std::unique_ptr<DIR, Release<closedir>>;
 
 #define KOVA_HOOK_DIRECTORY "/usr/tarv/tarvkova/unify"
 
-// KOVA_ABANDON_LIST in the environment, as long as the hooks run.
+// KOVA_ABANDON_LIST in the environment: set while the hooks run, gone afterwards, whoever had set it.
 class AbandonList {
  public:
   static bool set(const char *types) { return setenv(kName, types, 1) == 0; }
@@ -46,7 +46,6 @@ bool isHook(const dirent &entry, const char *path) {
 }
 
 bool ExecCustomUnifyHook(const char *types) {
-  const AbandonList gone;
   if (types == nullptr) return false;
   const DevicePath hooks(KOVA_HOOK_DIRECTORY);
   if (access(hooks.c_str(), F_OK) != 0) return true;
@@ -117,6 +116,7 @@ using namespace kova;
 
 int TARVKOVAAbandonUnmerged(const Json::Value &accounts) {
   return guarded([&] {
+    const AbandonList gone;
     TARVKOVAErrSet(KOVA_SUCCESS);
     Json::Value existing;
     if (TARVKOVAAccountScanExisting(existing) < 0) {

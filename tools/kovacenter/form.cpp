@@ -7,7 +7,7 @@
 namespace kova::center {
 namespace {
 
-constexpr std::size_t kMostParameters = 10000;
+constexpr std::size_t kMostParameters = 1000000;
 
 // Decodes one name or value. No text of this service holds a NUL.
 std::string decode(std::string_view text) {

@@ -76,6 +76,10 @@ std::vector<Purchase> plausibleHistory(const Account &account, unsigned count) {
 
   static constexpr std::chrono::sys_days kFirstDay = std::chrono::year(2021) / 1 / 1;
 
+  // One every thirty days, or more often where they would reach into the future.
+  const auto past = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now() - kFirstDay);
+  const std::chrono::seconds step = std::min<std::chrono::seconds>(std::chrono::days(30), past / std::max(count, 1U));
+
   std::vector<Purchase> history;
   history.reserve(count);
   for (unsigned i = 0; i < count; ++i) {
@@ -83,11 +87,10 @@ std::vector<Purchase> plausibleHistory(const Account &account, unsigned count) {
     const auto pick = [&](std::size_t place, unsigned choices) {
       return static_cast<unsigned>(std::stoul(seed.substr(place, 6), nullptr, 16)) % choices;
     };
-    const std::chrono::sys_days day = kFirstDay + std::chrono::days(30 * i + pick(0, 28));
-    const std::chrono::seconds time(pick(6, 86400));
+    const std::chrono::seconds delay(pick(0, static_cast<unsigned>(step.count())));
     const Offer &offer = kOffers[i % std::size(kOffers)];
     Purchase purchase;
-    purchase.createdAt = utcText(day + time, "%Y-%m-%d %H:%M:%S");
+    purchase.createdAt = utcText(kFirstDay + i * step + delay, "%Y-%m-%d %H:%M:%S");
     purchase.app = offer.app;
     purchase.paypalId = "PAYER" + sha256Hex(account.email).substr(0, 8);
     purchase.transactionId = seed.substr(0, 17);

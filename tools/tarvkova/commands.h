@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "outcome.h"
 
@@ -16,6 +17,11 @@ namespace kova::cli {
 // An option that was not given, as the library takes it.
 inline const char *orNull(const std::optional<std::string> &option) {
   return option ? option->c_str() : nullptr;
+}
+
+// Adds an option that takes one value each time it is given, as it stands.
+inline void addList(CLI::App &command, const char *name, std::vector<std::string> &values, const char *help) {
+  command.add_option(name, values, help)->allow_extra_args(false);
 }
 
 using Action = std::function<Report()>;

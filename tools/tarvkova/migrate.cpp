@@ -121,9 +121,8 @@ std::string sentences(const Options &options, const Json::Value &abandoned) {
   }
   if (options.merged.empty()) text += "No accounts" + several + "merged.\n";
   if (abandoned.empty()) return text + "No accounts" + several + "abandoned.\n";
-  text += abandoned.size() == 1 ? "This account" + one + "abandoned, and its"
-                                : "These accounts" + several + "abandoned, and their";
-  return text + " services told:\n" + tableOf(abandoned);
+  text += abandoned.size() == 1 ? "This account" + one : "These accounts" + several;
+  return text + "abandoned, which is left to the hooks of the services:\n" + tableOf(abandoned);
 }
 
 Report migrate(const Options &options) {
@@ -156,7 +155,7 @@ void addMigrate(CLI::App &program, Action &action) {
   const auto [command, options] =
       addCommand(program, action, "migrate", "Merge accounts into one; abandon what else the services use", migrate);
   command->add_option("MAIN", options.mainAccount, "E-mail address of the account that stays")->required();
-  command->add_option("--merge", options.merged, "E-mail addresses of the accounts that are merged into it");
+  addList(*command, "--merge", options.merged, "E-mail address of an account that is merged into it; may be repeated");
   command
       ->add_option("--passwords", options.passwords,
                    "Read the passwords from this file, a JSON object {\"EMAIL\": \"PASSWORD\", ...}; \"-\" is standard "

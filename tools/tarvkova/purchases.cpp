@@ -130,10 +130,10 @@ void addPurchases(CLI::App &program, Action &action) {
   const auto [command, options] = addCommand(program, action, "purchases", "List the account's purchases", purchases);
   command->add_option("--from", options.from, "Purchases from this date on");
   command->add_option("--to", options.to, "Purchases up to this date");
-  command->add_option("--app", options.apps, "Only these items");
-  command->add_option("--serial", options.serials, "Only for devices with these serial numbers");
-  command->add_option("--price", options.prices, "Only at these prices");
-  command->add_option("--paypal", options.buyers, "Only by these buyers");
+  addList(*command, "--app", options.apps, "Only this item; may be repeated, like the next three");
+  addList(*command, "--serial", options.serials, "Only for the device with this serial number");
+  addList(*command, "--price", options.prices, "Only at this price");
+  addList(*command, "--paypal", options.buyers, "Only by this buyer");
   command->add_flag("--csv", options.csv, "Print comma-separated values")->excludes(program.get_option("--json"));
 }
 

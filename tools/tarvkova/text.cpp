@@ -13,16 +13,18 @@ namespace {
 // UTF-8 for the calling thread, whatever the environment says: that is what the service sends.
 class Utf8 {
  public:
-  Utf8() : locale_(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)), previous_(uselocale(locale_)) {}
+  Utf8() : previous_(uselocale(locale())) {}
   Utf8(const Utf8 &) = delete;
   Utf8 &operator=(const Utf8 &) = delete;
-  ~Utf8() {
-    uselocale(previous_);
-    if (locale_ != nullptr) freelocale(locale_);
-  }
+  ~Utf8() { uselocale(previous_); }
 
  private:
-  locale_t locale_;
+  // Made once, from files: that takes longer than showing a text does.
+  static locale_t locale() {
+    static const locale_t made = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    return made;
+  }
+
   locale_t previous_;
 };
 

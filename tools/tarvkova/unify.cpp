@@ -1,7 +1,10 @@
 #include <kova/error.h>
 #include <kova/session.h>
 
+#include <cstring>
+
 #include "commands.h"
+#include "refresh.h"
 #include "services_in_use.h"
 #include "stored_account.h"
 #include "text.h"
@@ -10,7 +13,26 @@
 namespace kova::cli {
 namespace {
 
+bool sameKey(const StoredAccount &one, const StoredAccount &other) {
+  return one && other && std::strcmp(one->vx_auth_key, other->vx_auth_key) == 0;
+}
+
+// Fetches the profile of the account just signed in to. The library settles also on an account for which the service
+// gave no key: then this device has none, or still that of another account.
+void refreshAs(const std::string &name, const StoredAccount &before, Report &report) {
+  Json::Value profile;
+  const int result = whileWaiting([&] { return TARVKOVAAccountQueryInfo(profile, true, true); });
+  const int code = TARVKOVAErrGet();
+  const bool isAnother = result == 0 && sameKey(before, findStoredAccount()) && textOf(profile["email"]) != name;
+  if (isAnother || (result < 0 && code == KOVA_ERR_ACCOUNT_GET)) {
+    throw notSignedIn("the service accepts this device for " + name +
+                      ", but gave it no key that works; it is not signed in as that, see \"tarvkova login\"");
+  }
+  noteRefresh(report, code);
+}
+
 Report unify() {
+  const StoredAccount before = findStoredAccount();
   Json::Value accounts;
   const int result = whileWaiting([&] { return TARVKOVAAccountIsUnified(accounts); });
   if (result < 0 && TARVKOVAErrGet() == KOVA_SUCCESS && accounts.size() > 1) {
@@ -29,11 +51,7 @@ Report unify() {
     report.text = "This device is unified: no service of it uses an account.\n";
   } else {
     const std::string name(trimmed(accounts.getMemberNames().front()));
-    // The library settles also on an account for which the service gave no keys.
-    if (!findStoredAccount()) {
-      throw notSignedIn("the service accepts this device for " + name +
-                        ", but gave it no key; it is not signed in, see \"tarvkova login\"");
-    }
+    refreshAs(name, before, report);
     report.result["signed_in"] = name;
     report.text = "This device is unified, and signed in as " + printable(name) + ".\n";
   }
