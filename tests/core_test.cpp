@@ -1,5 +1,7 @@
 // Error state and account file, through the exported functions.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstring>
@@ -111,7 +113,7 @@ TEST_F(Core, AnAccountIsReadUntilTheFirstMissingKey) {
 TEST_F(Core, AccountReadFailures) {
   const auto account = [](AccountInfo *info) { return TARVKOVAAccountGet(info); };
   const auto payment = [](AccountInfo *info) { return TARVPaymentKovaAccountGet(info); };
-  const LogLine unreadable = {kRead, "TLIBCFileGetKeys() failed!! szFile=[/etc/kova.conf], tarverr=[0xABCD]"};
+  const LogLine unreadable = {kRead, "TLIBCFileGetKeys() failed!! szFile=[/etc/kova.conf], tarverr=[0x0ABC]"};
   const LogLine memory = {kRead, "Out of memory!!"};
   const std::string both = "kovaID=\"a\"\nkovaPW=\"b\"\n";
   struct Case {
@@ -162,7 +164,7 @@ TEST_F(Core, AccountReadFailures) {
 
 TEST_F(Core, LongValuesAreCutToTheirField) {
   const std::string value(5000, 'x');
-  std::string file = std::string(kIdentity) + "last_query_time=\"1\"\n";
+  std::string file = std::string(kIdentity) + "last_query_time=\"010\"\n";
   for (const std::string &key : kKeys) file += key + "=\"" + value + "\"\n";
   write(kAccountFile, file + "vx_auth_key=\"" + value + "\"\n");
   ASSERT_EQ(TARVKOVAAccountGet(info_.get()), 0);
@@ -171,7 +173,7 @@ TEST_F(Core, LongValuesAreCutToTheirField) {
   EXPECT_EQ(info_->full_name, value.substr(0, 1023));
   EXPECT_EQ(info_->country, value.substr(0, 255));
   EXPECT_EQ(info_->critical_version_domain, value.substr(0, 1023));
-  EXPECT_EQ(info_->last_query_time, 1);
+  EXPECT_EQ(info_->last_query_time, 10);
 }
 
 TEST_F(Core, AccountIsWrittenAndTheRestOfTheFileKept) {
@@ -181,10 +183,18 @@ TEST_F(Core, AccountIsWrittenAndTheRestOfTheFileKept) {
   std::strcpy(info_->kovaIDSerial, "42");
   std::strcpy(info_->kovaPW, "never written");
   std::strcpy(info_->country, "FR");
-  ASSERT_EQ(TARVKOVAAccountSet(info_.get()), 0);
+  info_->last_query_time = -1;
+  EXPECT_TRUE(ended(TARVKOVAAccountSet(info_.get()), 0, 0));
   EXPECT_EQ(
       read(kAccountFile), "# mine\r\nother=\"1\"\r\ncountry=\"DE\"\r\nnot an entry\r\nkovaIDSerial=\"42\"\r\nvx_auth_key=\"key\"\r\n");
   EXPECT_EQ(mode(kAccountFile), std::filesystem::perms(0640));
+  if (geteuid() == 0) {
+    ASSERT_EQ(chown(at(kAccountFile).c_str(), 7, 8), 0);
+    struct stat status {};
+    EXPECT_EQ(TARVKOVAAccountSet(info_.get()), 0);
+    EXPECT_EQ(stat(at(kAccountFile).c_str(), &status), 0);
+    EXPECT_TRUE(status.st_uid == 7 && status.st_gid == 8) << "the file stays its owner's";
+  }
   remove(kAccountFile);
   info_->last_query_time = 2147483647;
   info_->activated = 5;
@@ -213,9 +223,9 @@ TEST_F(Core, EveryFieldSurvivesAWriteAndARead) {
 }
 
 TEST_F(Core, AccountWriteFailuresLeaveTheFile) {
-  const std::string notStored = "TLIBCFileSetKeys() failed!! szFile=[/etc/kova.conf], tarverr=[0xABCD]";
+  const std::string notStored = "TLIBCFileSetKeys() failed!! szFile=[/etc/kova.conf], tarverr=[0x0ABC]";
   const std::string noHash = "Failed to allocate hash for setting /etc/kova.conf", noValue = "Failed to set hash for ";
-  const std::string error = ", errno=Success/0\n, tarv_error=[ABCD]";
+  const std::string error = ", errno=Success/0\n, tarv_error=[ABC]";
   struct Case {
     std::string serial, failing;
     int call;

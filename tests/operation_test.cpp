@@ -129,11 +129,11 @@ std::vector<Row> commonRows(const Operation &operation) {
     if (operation.unit == kUnified) rows.back().texts.push_back(direct + std::to_string(code));
   };
   const std::string unsent =
-      operation.unit == kRegister ? "failed to send https request. err=[0xABCD]" : "Failed to send https request. err=[0xABCD]";
+      operation.unit == kRegister ? "failed to send https request. err=[0x0ABC]" : "Failed to send https request. err=[0x0ABC]";
   add({}, 23, "TARVKOVAServerConfigGet, code=6", {.failing = {{"TARVEncodingBase64Decode", 1}}});
-  add({}, 8, "Failed to get serial number, err=[0xABCD]", {.files = {{kDeviceFile, ""}}});
+  add({}, 8, "Failed to get serial number, err=[0x0ABC]", {.files = {{kDeviceFile, ""}}});
   add({}, 4, unsent, {.files = {{kDeviceFile, "serial=\"-1\"\nmac=\"02:00:00:00:00:01\"\n"}}});
-  add({}, 6, "Failed to alloc https request, err=[0xABCD]", {.failing = {{"TLIBCSzHashAlloc", operation.parameterHash}}});
+  add({}, 6, "Failed to alloc https request, err=[0x0ABC]", {.failing = {{"TLIBCSzHashAlloc", operation.parameterHash}}});
   for (const long status : {204L, 401L, 500L}) add({{kGood, status}}, 4, unsent);
   const bool isJson = operation.refused.empty();
   const auto reject = [&](const std::string &body, const std::string &shown, const More &more = {}) {
@@ -198,7 +198,7 @@ TEST(Operations, TakeTheirStepsInOrder) {
 }
 
 std::vector<Row> ownRows() {
-  const std::string registering = "ApiKey not found. Register new one.", unsent = "Failed to send https request. err=[0xABCD]";
+  const std::string registering = "ApiKey not found. Register new one.", unsent = "Failed to send https request. err=[0x0ABC]";
   const std::string badauth = R"({"code":"badauth"})", serviceRefused = "Failed to query service check, resp=";
   std::vector<Row> rows;
   // What replies end with; a refusal is logged with the reply.
@@ -292,7 +292,7 @@ std::vector<Row> ownRows() {
         {kUpdate, {{"good"}, {second}}, 0, code, {text}, {failing, catalogue, [](Value &) { return update("new"); }, kBefore, kNotified}});
   };
   unnotified(R"({"code":"x"})", 5, "TARVKOVAAccountQueryInfo failed, code=5");
-  unnotified(kProfile, 0, "Failed to alloc notification hash, err=[0xABCD]", {{"TLIBCSzHashAlloc", 6}});
+  unnotified(kProfile, 0, "Failed to alloc notification hash, err=[0x0ABC]", {{"TLIBCSzHashAlloc", 6}});
   unnotified(kProfile, 0, "Cant set kova account", {{"TLIBCSzHashSetValue", 26}});
   unnotified(kProfile, 0, "Send notification failed", {{"TARVSysNotifySendNotifiction", 0}});
   add({{kUpdate, {}, -1, 3, {"TARVKOVAAccountGet failed"}, {.files = {{kAccountFile, ""}}}},
@@ -304,12 +304,12 @@ std::vector<Row> ownRows() {
   each(kReport, serviceRefused, {{badauth, 14}});
   for (const auto &[unit, hash] : {std::pair{kRegister, 1}, {kReport, 2}}) {
     const auto zone = [&](const std::string &name) { return More{.files = {{kInfoFile, "timezone=\"" + name + "\"\n"}}}; };
-    const std::string noZone = "failed to get time zone, size need: ", noInfo = "failed to get timezone info[0xABCD]";
-    add({{unit, {}, -1, 0, {noZone + "-1, err=[0xABCD]"}, {.failing = {{"TARVZoneGet", 0}}}},
-        {unit, {}, -1, 0, {noZone + "301, err=[0xABCD]"}, zone(std::string(300, 'z'))},
-        {unit, {}, -1, 6, {"Failed to alloc pTZInfo, err=[0xABCD]"}, {.failing = {{"TLIBCSzHashAlloc", hash}}}},
+    const std::string noZone = "failed to get time zone, size need: ", noInfo = "failed to get timezone info[0x0ABC]";
+    add({{unit, {}, -1, 0, {noZone + "-1, err=[0x0ABC]"}, {.failing = {{"TARVZoneGet", 0}}}},
+        {unit, {}, -1, 0, {noZone + "301, err=[0x0ABC]"}, zone(std::string(300, 'z'))},
+        {unit, {}, -1, 6, {"Failed to alloc pTZInfo, err=[0x0ABC]"}, {.failing = {{"TLIBCSzHashAlloc", hash}}}},
         {unit, {}, -1, 6, {noInfo}, zone("Europe/Nowhere")}, {unit, {}, -1, 6, {noInfo}, zone("../../etc/passwd")},
-        {unit, {}, -1, 6, {"failed to get tmz[0xABCD]"}, {.failing = {{"nameInTZDB", 0}}}}});
+        {unit, {}, -1, 6, {"failed to get tmz[0x0ABC]"}, {.failing = {{"nameInTZDB", 0}}}}});
   }
 
   each(kRegister, "Failed to register e, resp=",
@@ -319,7 +319,7 @@ std::vector<Row> ownRows() {
           [](Value &) { return TARVKOVAAccountRegister("e", nullptr, "n", true); },
           [](Value &) { return TARVKOVAAccountRegister("e", "p", nullptr, true); }});
   for (const char *unit : {kRegister, kMigrate})
-    rows.push_back({unit, {}, -1, 22, {"TARVVxtokenGenerateToken Failed, err=[0xABCD]"}, {.failing = {{"MD5_Init", 1}}}});
+    rows.push_back({unit, {}, -1, 22, {"TARVVxtokenGenerateToken Failed, err=[0x0ABC]"}, {.failing = {{"MD5_Init", 1}}}});
 
   const std::string first = R"({"code":"good","alias":"x","ddns":"y"})", second = R"({"code":"good","entries":[]})";
   const std::string refused = R"({"code":"badauth","alias":1,"ddns":2})", refusedLater = R"({"code":"x","entries":1})";
@@ -361,7 +361,7 @@ std::vector<Row> ownRows() {
       {kMigrate, {{"good"}}, 0, 3, {unhooked, R"(TARVKOVAAbandonUnmerged failed, jsonAccounts=["eve"])"},
           {.failing = {{"opendir", 0}}, .files = left}},
       {kMigrate, {{"good"}}, 0, 0, {"Failed to restart DDNS", "RestartRelatedServices failed"}, {.failing = {{"TLIBServiceRestart", 0}}}},
-      {kMigrate, {{"good"}}, -1, 19, {"Failed to update kova_unified in /etc/tarvinfo.conf[0xABCD]"},
+      {kMigrate, {{"good"}}, -1, 19, {"Failed to update kova_unified in /etc/tarvinfo.conf[0x0ABC]"},
           {.failing = {{"TLIBCINFOSetKeyValue", 0}}}}});
   return rows;
 }

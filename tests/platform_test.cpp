@@ -87,7 +87,7 @@ TEST_F(Platform, Base64IsDecodedStrictly) {
     EXPECT_NE(TARVEncodingBase64Decode(text, std::strlen(text), output, &length), 0) << text;
     EXPECT_EQ(std::string(output, length), plain);
   }
-  for (const std::string text : {"Zg=", "Z", "Zm9v\n", "Zm 9", "====", "Zg==Zg==", "Zm9vYmFyYmF6Zm9vYmFyYmF6"}) {
+  for (const std::string text : {"Zg=", "Z", "Zm9v\n", "Zm 9", "====", "Zg==Zg==", "Zh==", "Zm9=", "Zm9vYmFyYmF6Zm9vYmFyYmF6"}) {
     std::size_t length = sizeof output;
     EXPECT_EQ(TARVEncodingBase64Decode(text.data(), text.size(), output, &length), 0) << text;
   }
@@ -121,6 +121,9 @@ TEST_F(Platform, EveryKindOfLineIsRead) {
       {std::pair{"spaced", "v 1  "}, {"quoted", "  in \"side\" "}, {"bare", "x=y"}, {"mac", "1"}, {"twice", "2"}, {"last", "end"}}) {
     EXPECT_EQ(get(key), value) << key;
   }
+  write("/etc/nul.conf", std::string("a=1\0\nb=\0\n", 10));
+  char value[8] = "";
+  EXPECT_EQ(TLIBCFileGetKeyValue("/etc/nul.conf", "a", value, sizeof value, 0), 0) << "a line with a NUL is no entry";
   for (const char *key : {"a", "# a", "empty", "no separator", "open", "lone"}) EXPECT_EQ(get(key), "") << key;
   EXPECT_EQ(TLIBCFileCheckKeyValue(kFile, "twice", "2", 0), 1);
   EXPECT_EQ(TLIBCFileCheckKeyValue(kFile, "twice", "1", 0), 0);
@@ -197,7 +200,7 @@ TEST_F(Platform, APowerCutLeavesTheOldOrTheNewAccount) {
     write(kAccountFile, kSignedIn);
     const pid_t child = fork();
     if (child == 0) {
-      hooks::state().systemCalls = 0;
+      hooks::state().systemCalls.clear();
       hooks::state().cutAt = cuts + 1;
       _exit(TARVKOVAAccountSet(newAccount().get()) == 0 ? 0 : 1);
     }
@@ -209,6 +212,11 @@ TEST_F(Platform, APowerCutLeavesTheOldOrTheNewAccount) {
     EXPECT_TRUE(text == kNewlySignedIn || (!ended && text == kSignedIn)) << cuts << text;
   }
   EXPECT_GT(cuts, 7);
+  // What only a power cut of the machine would show.
+  hooks::state().systemCalls.clear();
+  ASSERT_EQ(TARVKOVAAccountSet(newAccount().get()), 0);
+  const auto &calls = hooks::state().systemCalls;
+  EXPECT_EQ(std::vector(calls.end() - 4, calls.end()), (std::vector<std::string>{"write", "fsync", "renameat", "fsync"}));
 }
 
 TEST_F(Platform, AFailingSystemCallLeavesTheOldAccount) {
@@ -216,16 +224,16 @@ TEST_F(Platform, AFailingSystemCallLeavesTheOldAccount) {
     int failed = 0;
     for (int call = 1;; ++call) {
       write(kAccountFile, kSignedIn);
-      hooks::state().systemCalls = 0;
+      hooks::state().systemCalls.clear();
       hooks::state().failAt = call;
       hooks::state().failWith = error;
       const int result = TARVKOVAAccountSet(newAccount().get());
       hooks::state().failAt = 0;
-      const bool isLast = hooks::state().systemCalls < call;
+      const bool isLast = std::ssize(hooks::state().systemCalls) < call;
       failed += result < 0 ? 1 : 0;
       // Only the last of them, after the new file took its place, may fail and leave the new one.
       if (result < 0 && read(kAccountFile) != kSignedIn) {
-        EXPECT_EQ(hooks::state().systemCalls, call) << "nothing follows";
+        EXPECT_EQ(std::ssize(hooks::state().systemCalls), call) << "nothing follows";
         EXPECT_EQ(read(kAccountFile), kNewlySignedIn);
       }
       for (const auto &[path, text] : files()) EXPECT_EQ(path.find(".tmp"), std::string::npos) << call;

@@ -62,13 +62,14 @@ TEST_F(Transport, EnvironmentChoosesTheBaseUrls) {
   }
   answer({}, {{"TARVEncodingBase64Decode", 2}});
   EXPECT_TRUE(ended(TARVKOVAServerConfigGet(config.get()), -1, 6,
-      {{"kova_server_config_get", "base64 decode failed: [YWNjb3VudC5rb3ZhLmV4YW1wbGU=], [0xABCD]"}}));
+      {{"kova_server_config_get", "base64 decode failed: [YWNjb3VudC5rb3ZhLmV4YW1wbGU=], [0x0ABC]"}}));
   EXPECT_TRUE(ended(TARVKOVAServerConfigGet(nullptr), -1, 1));
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__clang__)
 TEST_F(Transport, AllocationsOfItsOwnFail) {
   char serial[64] = "S", token[33] = "";
+  Json::Value reply;
   const auto config = std::make_unique<ServerConfig>();
   const auto without = [](std::size_t size, const std::function<int()> &call) {
     hooks::state().failingAllocation = size;
@@ -80,6 +81,11 @@ TEST_F(Transport, AllocationsOfItsOwnFail) {
   EXPECT_TRUE(ended(without(1024, makeToken), -1, 77, {{kToken, "Fail to allocate"}}));
   hooks::state().log.clear();
   EXPECT_TRUE(ended(without(1024, [&] { return TARVKOVAHttpsRequestSend(request_.get(), &response_); }), -1, 6, {}));
+  hooks::state().log.clear();
+  EXPECT_TRUE(ended(without(1024, [&] { return TARVKOVAAccountAuthen("a", "b", nullptr, reply); }), -1, 4,
+      {{"kova_account_authen", "Failed to send https request. err=[0x0ABC]"}}))
+      << "whatever the transport set";
+  hooks::state().log.clear();
   EXPECT_TRUE(ended(without(sizeof "cXVlcnkua292YS5leGFtcGxl", [&] { return TARVKOVAServerConfigGet(config.get()); }), -1, 6,
       {{"kova_server_config_get", "out of memory"}}));
 }
@@ -93,17 +99,21 @@ TEST_F(Transport, UserAgentIsSentEvenWhenUnknown) {
   EXPECT_STREQ(agent, "Test");
   EXPECT_TRUE(ended(TARVKOVAUserAgentNameGet(nullptr, 5), -1, 1));
   EXPECT_EQ(TARVKOVAUserAgentNameGet(agent, 0), -1);
+  write(kDeviceFile, "");
+  EXPECT_EQ(TARVKOVAUserAgentNameGet(agent, sizeof agent), 0);
+  EXPECT_EQ(std::string(agent).rfind("kova/", 0), 0U) << "that of this package";
   answer({}, {{"TLIBVxinfoUserAgentGet", 0}});
   EXPECT_EQ(TARVKOVAUserAgentNameGet(agent, sizeof agent), 0);
-  EXPECT_TRUE(loggedExactly({{"kova_agent_name_get", "TLIBVxinfoUserAgentGet failed, tarverr=[0xABCD]"}}));
+  EXPECT_TRUE(loggedExactly({{"kova_agent_name_get", "TLIBVxinfoUserAgentGet failed, tarverr=[0x0ABC]"}}));
 }
 
 TEST_F(Transport, SerialNumberComesFromTheDevice) {
   const std::tuple<const char *, const char *, std::string> cases[] = {{"custom_serial=\"C1\"\nserial=\"F1\"\n", "C1", ""},
+      {"custom_serial=\"123456789012345678901234567890123456\"\n", "123456789012345678901234567890", ""},
       {"custom_serial=\"\"\nserial=\"F1\"\n", "F1", ""}, {"serial=\"F1\"\n", "F1", ""},
-      {"serial=\"-1\"\n", "-1", "Serial number is invalid: [-1][0xABCD]"},
-      {"serial=\"\xC3\xBC\"\n", "\xC3\xBC", "Serial number is invalid: [\xC3\xBC][0xABCD]"},
-      {"", "", "Failed to get serial number from flash. [0xABCD]"}};
+      {"serial=\"-1\"\n", "-1", "Serial number is invalid: [-1][0x0ABC]"},
+      {"serial=\"\xC3\xBC\"\n", "\xC3\xBC", "Serial number is invalid: [\xC3\xBC][0x0ABC]"},
+      {"", "", "Failed to get serial number from flash. [0x0ABC]"}};
   for (const auto &[device, expected, text] : cases) {
     answer();
     write(kDeviceFile, device);
@@ -162,9 +172,9 @@ TEST_F(Transport, TokenFailures) {
     int call, size;
     std::vector<std::string> texts;
   };
-  const std::string wrapped = "TARVVxtokenGenerateToken Failed, err=[0xABCD]", undigested = "Failed to get md5 string from \"Sid\".";
-  const Case cases[] = {{"-S", "", 0, 33, {"Serial number is invalid: [-S][0xABCD]"}},
-      {"", "TLIBGetSerialNumber", 0, 33, {"Failed to get serial number from flash. [0xABCD]"}}, {nullptr, "", 0, 33, {"Wrong parameters"}},
+  const std::string wrapped = "TARVVxtokenGenerateToken Failed, err=[0x0ABC]", undigested = "Failed to get md5 string from \"Sid\".";
+  const Case cases[] = {{"-S", "", 0, 33, {"Serial number is invalid: [-S][0x0ABC]"}},
+      {"", "TLIBGetSerialNumber", 0, 33, {"Failed to get serial number from flash. [0x0ABC]"}}, {nullptr, "", 0, 33, {"Wrong parameters"}},
       {"S", "", 0, 0, {"Parameter error", wrapped}}, {"S", "TLIBCStrCat", 2, 33, {"Fail to concat string"}},
       {"S", "MD5_Init", 1, 33, {undigested, wrapped}}, {"S", "MD5_Init", 2, 33, {undigested, wrapped}},
       {"S", "MD5_Init", 3, 33, {"Failed to get md5 string from \"Sid" + expectedMd5("Sid") + "\".", wrapped}}};
@@ -205,6 +215,12 @@ TEST_F(Transport, TheFormBeginsWithSerialAndToken) {
   EXPECT_EQ(send(), 0);
   EXPECT_EQ(attempt().form, "vx_sn=OWN%2F1&vx_token=" + expectedToken("OWN/1idpw") + "&action=authen" + escaped + "&vx_sn=OWN%2F1")
       << "a serial number in the hash goes first, and again in its own place";
+  EXPECT_EQ(send({kReply}, {{"action", 0}, {"vx_sn", 0}}), 0);
+  EXPECT_EQ(attempt().form, identity.substr(0, identity.find("vx_token")) + "vx_token=" + expectedToken("1430TST000001idpw") + escaped)
+      << "keys without a value are left out";
+  set("vx_sn", std::string(300, 's').c_str());
+  EXPECT_EQ(send(), 0);
+  EXPECT_EQ(attempt().form.rfind("vx_sn=" + std::string(255, 's') + "&vx_token=", 0), 0U);
   request_->method = 1;
   set("long", std::string(5000, 'x').c_str());
   EXPECT_EQ(send(), 0);
@@ -263,8 +279,8 @@ TEST_F(Transport, OptionsAreSetInOrderAndMayFail) {
 
 TEST_F(Transport, FailuresBeforeTheTransfer) {
   const std::tuple<const char *, int, LogLine> cases[] = {{"curl_easy_init", 0, {kUnit, "failed to init pCurl"}},
-      {"TLIBGetSerialNumber", 0, {kToken, "Failed to get serial number from flash. [0xABCD]"}},
-      {"TLIBCSzListAlloc", 0, {kUnit, "out of memory, ERR=[0xABCD]"}}, {"curl_easy_escape", 3, {kUnit, "URL encoding failed: authen"}},
+      {"TLIBGetSerialNumber", 0, {kToken, "Failed to get serial number from flash. [0x0ABC]"}},
+      {"TLIBCSzListAlloc", 0, {kUnit, "out of memory, ERR=[0x0ABC]"}}, {"curl_easy_escape", 3, {kUnit, "URL encoding failed: authen"}},
       {"TLIBCStrCat", 12, {kUnit, "Fail to concat string"}}};
   for (const auto &[failing, call, line] : cases) {
     EXPECT_TRUE(ended(send({kReply}, {{failing, call}}), -1, 4, {line})) << failing;
@@ -272,7 +288,7 @@ TEST_F(Transport, FailuresBeforeTheTransfer) {
     EXPECT_EQ(response_.transfer_result, 0);
   }
   TLIBCSzHashFree(std::exchange(request_->params, TLIBCSzHashAlloc(4)));
-  EXPECT_TRUE(ended(send(), -1, 4, {{kUnit, "no key in the hash, ERR=[0xABCD]"}}));
+  EXPECT_TRUE(ended(send(), -1, 4, {{kUnit, "no key in the hash, ERR=[0x0ABC]"}}));
   EXPECT_TRUE(ended(TARVKOVAHttpsRequestSend(request_.get(), nullptr), -1, 1));
   for (const char **field : {&request_->base, &request_->path}) {
     const char *kept = std::exchange(*field, nullptr);

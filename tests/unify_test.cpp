@@ -167,7 +167,7 @@ TEST_F(Unify, OneAccountIsSignedInToByApiKey) {
   answer({{kUnknownKey}, keys}, {{"TLIBCINFOSetKeyValue", 0}});
   EXPECT_TRUE(ended(TARVKOVAAccountIsUnified(accounts_), 0, 19,
       {{kUnified, "ApiKey not found. Register new one."}, {kUnified, "Logged in Kova as ada@kova.example"},
-          {kUnified, "Failed to update kova_unified in /etc/tarvinfo.conf[0xABCD]"}}))
+          {kUnified, "Failed to update kova_unified in /etc/tarvinfo.conf[0x0ABC]"}}))
       << "the outcome stands without the mark";
   EXPECT_EQ(sent(1), asked()) << "with the new key";
 }

@@ -52,7 +52,7 @@ KOVA_API int TARVKOVAUserAgentNameGet(char *buffer, int32_t size);
 /*
  * Sends `request` and fills `response`. Every request begins with "vx_sn" (the parameter of that name, else the
  * device's serial number) and "vx_token". Blocks for at most 3 attempts of 120 s, or 2 of 15 s, and a pause of 1 s
- * after each.
+ * after each; an attempt whose name server is silent lasts until the system's resolver gives up.
  *
  * Returns 0 when a body with HTTP status 200 arrived, else -1 with code 1 (a null argument), 6 (memory) or 4
  * (anything else). The body may be null even then: when its copy could not be allocated. `response` need not be

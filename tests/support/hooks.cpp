@@ -43,8 +43,9 @@ bool fails(const char *name) {
 }
 
 // Whether this system call fails.
-bool isCut() {
-  const int call = ++current.systemCalls;
+bool isCut(const char *name) {
+  current.systemCalls.emplace_back(name);
+  const int call = static_cast<int>(current.systemCalls.size());
   if (call == current.cutAt) _exit(kCut);
   if (call != current.failAt) return false;
   errno = current.failWith;
@@ -188,7 +189,7 @@ const char *TLIBCSzHashGetValue(const TLIBCSzHash *hash, const char *key) {
 #define SYSTEM_CALL(type, name, parameters, arguments)               \
   type name parameters {                                             \
     static const auto real = hooks::next<type(*) parameters>(#name); \
-    return hooks::isCut() ? -1 : real arguments;                     \
+    return hooks::isCut(#name) ? -1 : real arguments;                \
   }
 SYSTEM_CALL(int, flock, (int fd, int operation), (fd, operation))
 SYSTEM_CALL(ssize_t, write, (int fd, const void *data, size_t size), (fd, data, size))
@@ -201,7 +202,7 @@ int openat64(int directory, const char *path, int flags, ...) {
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
   static const auto real = hooks::next<int (*)(int, const char *, int, ...)>("openat64");
-  return hooks::isCut() ? -1 : real(directory, path, flags, mode);
+  return hooks::isCut("openat") ? -1 : real(directory, path, flags, mode);
 }
 
 // A function that fails when a test says so, and is the real one otherwise.
@@ -237,7 +238,7 @@ FALLIBLE(int, TARVZoneGet, (char *b, size_t n, int32_t *s), (b, n, s), -1)
 FALLIBLE(int, TARVZoneGetInfo, (const char *n, TLIBCSzHash **d), (n, d), 0)
 FALLIBLE(int, TLIBCINFOSetKeyValue, (const char *k, const char *v), (k, v), -1)
 FALLIBLE(int, TLIBServiceRestart, (const char *n), (n), 1)
-FALLIBLE(int, TLIBCErrGet, (), (), 0xABCD)
+FALLIBLE(int, TLIBCErrGet, (), (), 0xABC)
 }
 
 int TARVKOVAAccountScanExisting(Json::Value &result) {

@@ -42,9 +42,9 @@ struct State {
 
   long timeoutMilliseconds = 0;  // in place of CURLOPT_TIMEOUT, when set
 
-  // The system calls that change files, counted from 1: before the one at `cutAt` the process ends, the one at `failAt`
-  // fails with `failWith`. 0: none.
-  int systemCalls = 0;
+  // The system calls that change files. Counted from 1, before the one at `cutAt` the process ends, and the one at
+  // `failAt` fails with `failWith`. 0: none.
+  std::vector<std::string> systemCalls;
   int cutAt = 0;
   int failAt = 0;
   int failWith = 0;
