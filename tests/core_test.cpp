@@ -122,23 +122,16 @@ TEST_F(Core, AccountReadFailures) {
     int32_t code;
     LogLine log;
   };
-  const Case cases[] = {
-      {account, "kovaIDSerial=\"42\"\n", "", 3, missing("vx_auth_key")},
+  const Case cases[] = {{account, "kovaIDSerial=\"42\"\n", "", 3, missing("vx_auth_key")},
       {account, "vx_auth_key=\"\"\nkovaIDSerial=\"42\"\n", "", 3, missing("vx_auth_key")},
       {account, "vx_auth_key=\"k\"\n", "", 3, missing("kovaIDSerial")},
       {account, "vx_auth_key=\"k\"\nkovaIDSerial=\"\"\n", "", 3, missing("kovaIDSerial")},
-      {account, "vx_auth_key=\"k\"\nkovaIDSerial=\"4", "", 3, missing("kovaIDSerial")},
-      {account, "", "", 3, missing("vx_auth_key")},
-      {account, kIdentity, "TLIBCFileGetKeys", 3, unreadable},
-      {account, kIdentity, "TLIBCSzListAlloc", 6, memory},
-      {account, kIdentity, "TLIBCSzListPush", 6, memory},
-      {account, kIdentity, "TLIBCSzHashAlloc", 6, memory},
-      {payment, "kovaID=\"a\"\nkovaPW=\"\"\n", "", 3, missing("kovaPW")},
-      {payment, "kovaPW=\"s\"\n", "", 3, missing("kovaID")},
-      {payment, both, "TLIBCFileGetKeys", 3, unreadable},
-      {payment, both, "TLIBCSzListAlloc", 6, memory},
-      {payment, both, "TLIBCSzHashAlloc", 6, memory},
-  };
+      {account, "vx_auth_key=\"k\"\nkovaIDSerial=\"4", "", 3, missing("kovaIDSerial")}, {account, "", "", 3, missing("vx_auth_key")},
+      {account, kIdentity, "TLIBCFileGetKeys", 3, unreadable}, {account, kIdentity, "TLIBCSzListAlloc", 6, memory},
+      {account, kIdentity, "TLIBCSzListPush", 6, memory}, {account, kIdentity, "TLIBCSzHashAlloc", 6, memory},
+      {payment, "kovaID=\"a\"\nkovaPW=\"\"\n", "", 3, missing("kovaPW")}, {payment, "kovaPW=\"s\"\n", "", 3, missing("kovaID")},
+      {payment, both, "TLIBCFileGetKeys", 3, unreadable}, {payment, both, "TLIBCSzListAlloc", 6, memory},
+      {payment, both, "TLIBCSzHashAlloc", 6, memory}};
   for (const Case &row : cases) {
     answer({}, {{row.failing, 0}});
     write(kAccountFile, row.file);

@@ -241,26 +241,17 @@ TEST_F(Transport, OptionsAreSetInOrderAndMayFail) {
     request_->short_timeout = isShort;
     ASSERT_EQ(send(), 0);
     const std::string seconds = isShort ? "15" : "120";
-    const Case cases[] = {
-        {CURLOPT_POST, "1", post},
-        {CURLOPT_POSTFIELDS, attempt().form, post},
-        {CURLOPT_URL, kUrl, url},
-        {CURLOPT_FOLLOWLOCATION, "1", url},
-        {CURLOPT_USERAGENT, "TestDevice/1.0", "failed to set agent=TestDevice/1.0, " + value},
-        {CURLOPT_HTTPHEADER, "[]", header},
-        {CURLOPT_SSL_VERIFYPEER, "1", verification},
-        {CURLOPT_SSL_VERIFYHOST, "2", verification},
-        {CURLOPT_CAPATH, at("/etc/ssl/certs/ca-certificates.crt"), verification},
-        {CURLOPT_SSLVERSION, "1", verification},
+    const Case cases[] = {{CURLOPT_POST, "1", post}, {CURLOPT_POSTFIELDS, attempt().form, post}, {CURLOPT_URL, kUrl, url},
+        {CURLOPT_FOLLOWLOCATION, "1", url}, {CURLOPT_USERAGENT, "TestDevice/1.0", "failed to set agent=TestDevice/1.0, " + value},
+        {CURLOPT_HTTPHEADER, "[]", header}, {CURLOPT_SSL_VERIFYPEER, "1", verification}, {CURLOPT_SSL_VERIFYHOST, "2", verification},
+        {CURLOPT_CAPATH, at("/etc/ssl/certs/ca-certificates.crt"), verification}, {CURLOPT_SSLVERSION, "1", verification},
         {CURLOPT_LOW_SPEED_LIMIT, "128", "Failed to set time-out, " + value, false},
         {CURLOPT_LOW_SPEED_TIME, "60", "Failed to set time-out, " + value, false},
         {CURLOPT_CONNECTTIMEOUT, seconds, "failed to set time-out, " + value, false},
         {CURLOPT_TIMEOUT, seconds, "failed to set time-out, " + value},
         {CURLOPT_WRITEFUNCTION, "", "failed to write function WriteMemoryCallback, " + value},
-        {CURLOPT_WRITEDATA, "", "failed to write data, " + value},
-        {CURLOPT_IPRESOLVE, "0", ""},
-        {CURLOPT_REDIR_PROTOCOLS_STR, "https", verification},
-    };
+        {CURLOPT_WRITEDATA, "", "failed to write data, " + value}, {CURLOPT_IPRESOLVE, "0", ""},
+        {CURLOPT_REDIR_PROTOCOLS_STR, "https", verification}};
     std::vector<std::pair<CURLoption, std::string>> expected;
     for (const Case &row : cases) expected.emplace_back(row.option, row.value);
     EXPECT_EQ(hooks::state().options, expected);

@@ -29,14 +29,13 @@ struct KeyEntry {
 // The grammar of a line, for reading and for judging what is about to be written. A NUL makes a line no entry: behind
 // it the value could not be told to a caller.
 std::optional<KeyEntry> parseLine(std::string_view line, std::string_view separator) {
-  line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+  line = trimmedFront(line, isBlank);
   if (line.starts_with('#') || line.find('\0') != line.npos) return std::nullopt;
   const size_t found = separator.size() == 1 ? line.find(separator.front()) : line.find(separator);
   if (found == line.npos) return std::nullopt;
   const std::string_view key = trimmed(line.substr(0, found), isBlank);
   if (key.empty()) return std::nullopt;
-  std::string_view value = line.substr(found + separator.size());
-  value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
+  std::string_view value = trimmedFront(line.substr(found + separator.size()), isBlank);
   if (!value.starts_with('"')) return KeyEntry{key, value};
   value = trimmed(value, isBlank);
   if (value.size() < 2 || !value.ends_with('"')) return std::nullopt;
@@ -164,12 +163,18 @@ int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSzHash *has
     const FileText text(devicePath(file));
     const auto &items = keys->items();
     std::vector<std::optional<std::string_view>> values(items.size());
+    auto next = items.begin();  // files mostly hold their keys in the order in which they are asked for
     Line line;
     for (Lines lines(text.view()); lines.next(line);) {
       const std::optional<KeyEntry> entry = parseLine(line.text, separator);
       if (!entry) continue;
-      const auto key = std::find(items.begin(), items.end(), entry->key);
-      if (key != items.end()) values[key - items.begin()] = entry->value;
+      auto key = std::find(next, items.end(), entry->key);
+      if (key == items.end()) {
+        key = std::find(items.begin(), next, entry->key);
+        if (key == next) continue;
+      }
+      values[key - items.begin()] = entry->value;
+      next = key + 1;
     }
     int found = 0;
     for (size_t i = 0; i < values.size(); ++i) {

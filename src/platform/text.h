@@ -13,8 +13,14 @@ constexpr bool isSpace(char c) {
 }  // as the C locale has it
 
 template <typename Predicate>
-constexpr std::string_view trimmed(std::string_view text, Predicate isRemoved) {
+constexpr std::string_view trimmedFront(std::string_view text, Predicate isRemoved) {
   while (!text.empty() && isRemoved(text.front())) text.remove_prefix(1);
+  return text;
+}
+
+template <typename Predicate>
+constexpr std::string_view trimmed(std::string_view text, Predicate isRemoved) {
+  text = trimmedFront(text, isRemoved);
   while (!text.empty() && isRemoved(text.back())) text.remove_suffix(1);
   return text;
 }
