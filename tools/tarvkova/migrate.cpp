@@ -121,8 +121,9 @@ std::string sentences(const Options &options, const Json::Value &abandoned) {
   }
   if (options.merged.empty()) text += "No accounts" + several + "merged.\n";
   if (abandoned.empty()) return text + "No accounts" + several + "abandoned.\n";
-  text += abandoned.size() == 1 ? "This account" + one : "These accounts" + several;
-  return text + "abandoned, which is left to the hooks of the services:\n" + tableOf(abandoned);
+  text += abandoned.size() == 1 ? "This account" + one + "abandoned (its services"
+                                : "These accounts" + several + "abandoned (their services";
+  return text + " learn of it through hooks):\n" + tableOf(abandoned);
 }
 
 Report migrate(const Options &options) {
