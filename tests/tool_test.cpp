@@ -4,8 +4,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -193,8 +193,11 @@ TEST_F(Tool, TheTerminalIsAskedAndShownWhatFits) {
     EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, exit) << shown;
     EXPECT_TRUE(next == answers.end()) << shown;
     EXPECT_NE(shown.find(expected), std::string::npos) << shown;
-    std::istringstream lines(std::regex_replace(shown, std::regex("\u2026|\r"), "."));
-    for (std::string line; answers.empty() && std::getline(lines, line);) EXPECT_LE(line.size(), 38 + 1) << line << " with its CR";
+    std::istringstream lines(shown);
+    for (std::string line; answers.empty() && std::getline(lines, line);) {
+      const auto columns = std::count_if(line.begin(), line.end(), [](char byte) { return byte != '\r' && (byte & 0xC0) != 0x80; });
+      EXPECT_LE(columns, 38) << line;
+    }
     hidesSecrets(shown);
   }
   EXPECT_FALSE(exists("/var/log/kova/unify.log"));
