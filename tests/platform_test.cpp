@@ -260,6 +260,7 @@ TEST_F(Platform, TheDeviceRootIsInFrontOfEveryPath) {
 
 TEST_F(Platform, WithoutAnEntryTheMacAddressIsAnInterfaces) {
   write(kDeviceFile, "serial=\"S\"\n");
+  if (!fs::exists("/sys/class/net")) GTEST_SKIP() << "nothing to compare with";
   std::set<std::string> addresses;
   for (const auto &interface : fs::directory_iterator("/sys/class/net")) {
     const std::string address = readFile(interface.path() / "address").substr(0, 17);
