@@ -19,7 +19,8 @@ std::string JoinJsonArray(const Json::Value &array) {
   std::string joined;
   for (Json::ArrayIndex i = 0; i < array.size(); ++i) {
     if (i > 0) joined += ',';
-    joined += textOf(array[i]).c_str();  // a NUL ends its own element only
+    const std::string text = textOf(array[i]);
+    joined.append(text, 0, text.find('\0'));  // a NUL ends its own element only
   }
   return joined;
 }

@@ -15,14 +15,20 @@ constexpr size_t kFirstEntries = 16;
 }  // namespace
 
 const TLIBCSzHash::Entry *TLIBCSzHash::find(std::string_view key) const noexcept {
+  const size_t place = next_ < entries_.size() && entries_[next_].key == key ? next_ : search(key);
+  if (place == entries_.size()) return nullptr;
+  next_ = place + 1;
+  return &entries_[place];
+}
+
+size_t TLIBCSzHash::search(std::string_view key) const noexcept {
   if (entries_.size() > kLinearSearchLimit && index_.size() == entries_.size()) {
     const auto found = index_.find(key);
-    return found != index_.end() ? &entries_[found->second] : nullptr;
+    return found != index_.end() ? found->second : entries_.size();
   }
-  for (const Entry &entry : entries_) {
-    if (entry.key == key) return &entry;
-  }
-  return nullptr;
+  const auto found =
+      std::find_if(entries_.begin(), entries_.end(), [&](const Entry &entry) { return entry.key == key; });
+  return static_cast<size_t>(found - entries_.begin());
 }
 
 void TLIBCSzHash::set(std::string_view key, std::string_view value) {

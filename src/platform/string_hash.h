@@ -23,11 +23,15 @@ struct TLIBCSzHash {
   const std::pmr::vector<Entry> &entries() const noexcept { return entries_; }
 
  private:
+  // The place of the key among the entries; their number where there is none.
+  size_t search(std::string_view key) const noexcept;
   void setValue(Entry &entry, std::string_view value);
   void index();
 
   kova::platform::TextArena arena_;
   std::pmr::vector<Entry> entries_{arena_.resource()};
+  // The entry behind the one found last: mostly it is asked for next.
+  mutable size_t next_ = 0;
   // The entries' positions. Used once they are too many for a linear search, and only while it holds them all.
   std::pmr::unordered_map<std::string_view, size_t> index_{arena_.resource()};
 };
