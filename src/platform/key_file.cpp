@@ -163,18 +163,12 @@ int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSzHash *has
     const FileText text(devicePath(file));
     const auto &items = keys->items();
     std::vector<std::optional<std::string_view>> values(items.size());
-    auto next = items.begin();  // files mostly hold their keys in the order in which they are asked for
     Line line;
     for (Lines lines(text.view()); lines.next(line);) {
       const std::optional<KeyEntry> entry = parseLine(line.text, separator);
       if (!entry) continue;
-      auto key = std::find(next, items.end(), entry->key);
-      if (key == items.end()) {
-        key = std::find(items.begin(), next, entry->key);
-        if (key == next) continue;
-      }
-      values[key - items.begin()] = entry->value;
-      next = key + 1;
+      const auto key = std::find(items.begin(), items.end(), entry->key);
+      if (key != items.end()) values[key - items.begin()] = entry->value;
     }
     int found = 0;
     for (size_t i = 0; i < values.size(); ++i) {

@@ -169,11 +169,12 @@ void makeDevice(const State &state, const DeviceOptions &options) {
   makeDeviceRoot(state, options);
   std::cout << "export KOVA_DEVICE_ROOT=" << quoted(options.root.string()) << "\n";
   if (const std::optional<Ports> ports = runningService(state)) {
-    std::cout << "export https_proxy=" << proxyUrl(*ports) << "\nunset no_proxy NO_PROXY\n";
+    std::cout << "export https_proxy=" << proxyUrl(*ports) << "\n";
   } else {
     std::cout << "unset https_proxy\n";
     std::cerr << "kovacenter: no service runs on this state; start it, then set https_proxy to its proxy" << std::endl;
   }
+  std::cout << "unset no_proxy NO_PROXY\n";
 }
 
 }  // namespace kova::center

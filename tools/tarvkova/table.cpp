@@ -10,6 +10,7 @@ namespace kova::cli {
 namespace {
 
 constexpr std::size_t kGap = 2;
+constexpr std::size_t kLeastValue = 16;  // of a list of fields
 
 std::string padding(std::size_t width, std::string_view text) {
   return std::string(width - std::min(width, displayWidth(text)), ' ');
@@ -101,7 +102,7 @@ std::string fieldList(std::optional<std::size_t> width,
     if (value.empty()) continue;
     const std::string shown = printable(trimmed(value));
     list += label + ":" + padding(before - 1, label);
-    list += (width ? cut(shown, std::max(*width, before + 1) - before) : shown) + '\n';
+    list += (width ? cut(shown, std::max(*width, before + kLeastValue) - before) : shown) + '\n';
   }
   return list;
 }

@@ -42,8 +42,8 @@ class Table {
   bool hasTotal_ = false;
 };
 
-// Lines of a label and a value, the values below each other and cut to fit into `width`, if any. Fields without a value
-// are left out.
+// Lines of a label and a value, the values below each other and cut to fit into `width`, if any, as long as that leaves
+// them a few columns. Fields without a value are left out.
 std::string fieldList(std::optional<std::size_t> width, const std::vector<std::pair<std::string, std::string>> &fields);
 
 }  // namespace kova::cli

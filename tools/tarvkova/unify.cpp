@@ -1,5 +1,6 @@
 #include <kova/error.h>
 #include <kova/session.h>
+#include <strings.h>
 
 #include <cstring>
 
@@ -17,18 +18,24 @@ bool sameKey(const StoredAccount &one, const StoredAccount &other) {
   return one && other && std::strcmp(one->vx_auth_key, other->vx_auth_key) == 0;
 }
 
-// Fetches the profile of the account just signed in to. The library settles also on an account for which the service
-// gave no key: then this device has none, or still that of another account.
-void refreshAs(const std::string &name, const StoredAccount &before, Report &report) {
+// The account that this device is signed in to now, as far as that is known. The library settles also on an account for
+// which the service gave no key: then the device has none, or still that of another account.
+std::string signedInAs(const std::string &name, const StoredAccount &before, Report &report) {
   Json::Value profile;
   const int result = whileWaiting([&] { return TARVKOVAAccountQueryInfo(profile, true, true); });
   const int code = TARVKOVAErrGet();
-  const bool isAnother = result == 0 && sameKey(before, findStoredAccount()) && textOf(profile["email"]) != name;
-  if (isAnother || (result < 0 && code == KOVA_ERR_ACCOUNT_GET)) {
+  if (result < 0 && code == KOVA_ERR_ACCOUNT_GET) {
     throw notSignedIn("the service accepts this device for " + name +
-                      ", but gave it no key that works; it is not signed in as that, see \"tarvkova login\"");
+                      ", but gave it no key that works; see \"tarvkova login\"");
   }
   noteRefresh(report, code);
+  const bool isNew = !sameKey(before, findStoredAccount());
+  if (result < 0) return isNew ? name : "";
+  const std::string account = textOf(profile["email"]);
+  if (!isNew && strcasecmp(account.c_str(), name.c_str()) != 0) {
+    report.notes.push_back("the services use " + name + ", for which the service gave no key");
+  }
+  return account;
 }
 
 Report unify() {
@@ -51,9 +58,10 @@ Report unify() {
     report.text = "This device is unified: no service of it uses an account.\n";
   } else {
     const std::string name(trimmed(accounts.getMemberNames().front()));
-    refreshAs(name, before, report);
-    report.result["signed_in"] = name;
-    report.text = "This device is unified, and signed in as " + printable(name) + ".\n";
+    const std::string account = signedInAs(name, before, report);
+    report.text =
+        "This device is unified" + (account.empty() ? "" : ", and signed in as " + printable(account)) + ".\n";
+    if (!account.empty()) report.result["signed_in"] = account;
   }
   return report;
 }
