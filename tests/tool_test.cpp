@@ -139,13 +139,16 @@ TEST_F(Tool, AccountsAreUnified) {
   EXPECT_TRUE(center_.journal().empty());
   expect({{merge, "ada-pw\nwrong\n", 4, "does not accept"},
       {merge + " --passwords " + at("/passwords").string(), "", 0, "bob@kova.example is merged into ada"},
-      {"abandon --all --yes --json", "", 0, R"("services":["package","farlink","ddns"])"}, {"unify", "", 0, "This device is unified.\n"}});
+      {"abandon --all --yes --json", "", 0, R"("services":["package","farlink","ddns"])"},
+      {"unify", "", 0, "This device is unified; sign in"}});
   EXPECT_EQ(read("/var/log/kova/unify.log"), "ddns\npackage,farlink,ddns\n");
   makeDevice("--relay-account ada@kova.example --relay-alias ada");  // which takes the mark off, too
   fs::remove(at("/etc/kova.conf"));
   expect({{"unify", "", 3, "gave it no key", "", R"(--action get_auth_key body '{"code":"good"}')"}});
   makeDevice("--relay-account ada@kova.example --relay-alias ada");
   expect({{"unify --json", "", 0, R"("signed_in":"ada@kova.example")"}, {"status", "", 0, "Name:              Ada"}});
+  makeDevice("--relay-account ada@kova.example --relay-alias ada --ddns-account ada@kova.example --ddns-host ada");
+  expect({{"accounts", "", 0, "ada@kova.example (with a line end)  ddns"}, {"migrate ada@kova.example --dry-run", "", 0, "line end"}});
   const std::string bound = "--relay-account cyd@kova.example --relay-alias cyd";
   center_.command("account add cyd@kova.example --name Cyd", "cyd-pw");
   makeDevice(bound);

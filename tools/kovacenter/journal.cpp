@@ -1,12 +1,12 @@
 #include "journal.h"
 
 #include <fcntl.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <chrono>
 #include <iostream>
 #include <string>
-#include <thread>
 
 #include "clock.h"
 #include "json.h"
@@ -56,7 +56,8 @@ void printJournal(const std::filesystem::path &file, bool follow) {
     if (size > 0) continue;
     std::cout.flush();
     if (!follow) return;
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    pollfd reader{STDOUT_FILENO, 0, 0};
+    if (poll(&reader, 1, 100) > 0) return;  // nobody reads on
   }
 }
 

@@ -15,6 +15,8 @@
 namespace kova::center {
 namespace {
 
+constexpr int kWrongUsage = 2;
+
 // The command line: what it can hold, and what it holds once parsed. Parsing runs the command.
 class CommandLine {
  public:
@@ -70,8 +72,11 @@ int CommandLine::parse(int argc, char **argv) try {
   words_.assign(std::min(end + 1, argv + argc), argv + argc);
   app_.parse(static_cast<int>(end - argv), argv);
   return exitCode_;
+} catch (const CLI::Success &wanted) {
+  return app_.exit(wanted);
 } catch (const CLI::ParseError &error) {
-  return app_.exit(error);
+  std::cerr << "kovacenter: " << error.what() << std::endl;
+  return kWrongUsage;
 }
 
 CLI::App *CommandLine::command(CLI::App &parent, const char *name, const char *description) {
@@ -115,7 +120,7 @@ void CommandLine::addServing() {
   addServeOptions(serving);
   serving->callback([this] { serve(State(state_), serve_); });
 
-  CLI::App *running = command(app_, "run", "Run \"-- COMMAND [ARGUMENT...]\" with the service beside it");
+  CLI::App *running = command(app_, "run", "Run a command with the service beside it: ... -- COMMAND [ARGUMENT...]");
   addServeOptions(running);
   running->add_option("--device", runDevice_, "Device root; made when absent")->type_name("DIR");
   running->callback([this] {
@@ -147,7 +152,8 @@ void CommandLine::addDevice() {
 void CommandLine::addAccounts() {
   CLI::App *accounts = app_.add_subcommand("account", "Accounts of the service")->require_subcommand(1);
 
-  CLI::App *add = commandOnAccount(*accounts, "add", "Add an account; its password is read from standard input");
+  CLI::App *add =
+      commandOnAccount(*accounts, "add", "Add an account; its password is asked for, or read from standard input");
   add->add_option("--name", account_.fullName, "Full name");
   add->add_option("--country", account_.country, "Country");
   add->add_option("--timezone", account_.timezone, "Time zone");
@@ -160,11 +166,11 @@ void CommandLine::addAccounts() {
     createAccount(State(state_), account_, passwordFile_);
   });
 
-  command(*accounts, "list", "List the accounts")->callback([this] { listAccounts(State(state_)); });
+  command(*accounts, "list", "List the accounts")->callback([this] { listAccounts(State::existing(state_)); });
 
   commandOnAccount(*accounts, "verify", "Verify an account's e-mail address")->callback([this] {
     changes_.verified = true;
-    changeAccount(State(state_), email_, changes_);
+    changeAccount(State::existing(state_), email_, changes_);
   });
 
   CLI::App *set = commandOnAccount(*accounts, "set", "Change an account");
@@ -173,10 +179,10 @@ void CommandLine::addAccounts() {
   set->add_flag("--disabled,!--enabled", changes_.disabled, "Whether the account is shown as disabled");
   set->add_option("--alias", changes_.alias, "Relay alias");
   set->add_option("--ddns", changes_.ddns, "Dynamic DNS host name");
-  set->callback([this] { changeAccount(State(state_), email_, changes_); });
+  set->callback([this] { changeAccount(State::existing(state_), email_, changes_); });
 
   commandOnAccount(*accounts, "revoke", "End all auth keys of an account")->callback([this] {
-    revokeAccount(State(state_), email_);
+    revokeAccount(State::existing(state_), email_);
   });
 }
 
@@ -196,25 +202,25 @@ void CommandLine::addPurchases() {
   add->add_option("--status", purchase_.payStatus, "Payment status")->capture_default_str();
   add->callback([this] {
     purchase_.cents = std::llround(price_ * 100);
-    recordPurchase(State(state_), email_, purchase_);
+    recordPurchase(State::existing(state_), email_, purchase_);
   });
 
   CLI::App *seed = commandOnAccount(app_, "seed", "Give an account a plausible history");
   seed->add_option("--purchases", purchases_, "Number of purchases")
       ->capture_default_str()
       ->check(CLI::Range(0, 10000));
-  seed->callback([this] { seedPurchases(State(state_), email_, purchases_); });
+  seed->callback([this] { seedPurchases(State::existing(state_), email_, purchases_); });
 }
 
 void CommandLine::addFaults() {
   CLI::App *faults = app_.add_subcommand("fault", "Misbehaviour of the service")->require_subcommand(1);
-  CLI::App *add = command(*faults, "add", "Misbehave as \"KIND [ARGUMENT...]\" says at the next requests that match");
+  CLI::App *add = command(*faults, "add", "Misbehave at the next requests that match: ... KIND [ARGUMENT...]");
   add->add_option("--script", fault_.script, "Only at this script")
       ->check(CLI::IsMember({"dnsauth.php", "account.php", "api/query.php"}));
   add->add_option("--action", fault_.action, "Only at this action");
   add->add_option("--count", fault_.remaining, "At how many requests")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(1, 1000000));
   add->allow_extras()->footer(
       "KIND: status CODE, body TEXT|@FILE, delay MILLISECONDS, redirect CODE LOCATION, cut, reset, drip MILLISECONDS,"
       " garbage or silence");
@@ -223,23 +229,25 @@ void CommandLine::addFaults() {
     words.insert(words.end(), words_.begin(), words_.end());
     if (words.empty()) throw CLI::RequiredError("KIND");
     setKind(fault_, words);
-    orderFault(State(state_), fault_);
+    orderFault(State::existing(state_), fault_);
   });
-  command(*faults, "list", "List what is still to come")->callback([this] { listFaults(State(state_)); });
-  command(*faults, "clear", "Behave again")->callback([this] { forgetFaults(State(state_)); });
+  command(*faults, "list", "List what is still to come")->callback([this] { listFaults(State::existing(state_)); });
+  command(*faults, "clear", "Behave again")->callback([this] { forgetFaults(State::existing(state_)); });
 }
 
 void CommandLine::addJournal() {
   CLI::App *journal = command(app_, "journal", "Print every request and reply");
   journal->add_flag("--follow", follow_, "Go on with what is added");
-  journal->callback([this] { printJournal(State(state_).journal(), follow_); });
+  journal->callback([this] { printJournal(State::existing(state_).journal(), follow_); });
 }
 
 }  // namespace
 }  // namespace kova::center
 
 int main(int argc, char **argv) try {
-  return kova::center::CommandLine().parse(argc, argv);
+  const int code = kova::center::CommandLine().parse(argc, argv);
+  if (!std::cout.flush()) throw std::runtime_error("cannot write the output");
+  return code;
 } catch (const std::exception &error) {
   std::cerr << "kovacenter: " << error.what() << std::endl;
   return 1;

@@ -35,6 +35,13 @@ State::State(const std::filesystem::path &directory) : directory_(std::filesyste
   if (chmod(directory_.c_str(), 0700) < 0) throwErrno(directory_.string());
 }
 
+State State::existing(const std::filesystem::path &directory) {
+  if (!std::filesystem::exists(directory / kDatabase)) {
+    throw std::runtime_error(directory.string() + " holds no service's state");
+  }
+  return State(directory);
+}
+
 std::optional<Ports> runningService(const State &state) {
   const Descriptor lock = openFile(state.file("lock"), O_RDWR | O_CREAT, 0600);
   struct flock holder = wholeFile();

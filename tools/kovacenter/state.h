@@ -14,13 +14,17 @@ class State {
  public:
   // Makes the directory, or takes it over when it is empty or private already.
   explicit State(const std::filesystem::path &directory);
+  // The one that is there; throws when there is none.
+  static State existing(const std::filesystem::path &directory);
 
   std::filesystem::path file(const char *name) const { return directory_ / name; }
-  std::filesystem::path database() const { return file("kovacenter.db"); }
+  std::filesystem::path database() const { return file(kDatabase); }
   std::filesystem::path journal() const { return file("journal.jsonl"); }
   std::filesystem::path authority() const { return file("ca.pem"); }
 
  private:
+  static constexpr char kDatabase[] = "kovacenter.db";
+
   std::filesystem::path directory_;
 };
 

@@ -7,6 +7,7 @@
 
 #include "commands.h"
 #include "secret_source.h"
+#include "signals.h"
 #include "streams.h"
 #include "text.h"
 #include "waiting.h"
@@ -24,8 +25,8 @@ Report reportInfo() {
 constexpr char kExitCodes[] =
     "Exit codes:\n"
     "  0  success                    4  the service refused the credentials\n"
-    "  1  failure on this device     5  the service cannot be reached\n"
-    "  2  wrong usage                6  the service failed, or refused for another reason\n"
+    "  1  failure on this device     5  the service cannot be reached, or gives no proper answer\n"
+    "  2  wrong usage                6  the service refused for another reason\n"
     "  3  not signed in";
 
 constexpr void (*kCommands[])(CLI::App &, Action &) = {addCheck,  addLogin,    addLogout,   addStatus,    addSet,
@@ -90,7 +91,7 @@ class CommandLine {
     if (reportInfo_ == static_cast<bool>(action_)) throw usageFailure("name one command, or --report_info alone");
     return tell(reportInfo_ ? reportInfo() : action_(), json_);
   } catch (const Interrupted &interrupted) {
-    return 128 + interrupted.signal;
+    endBy(interrupted.signal);
   } catch (const Failure &failure) {
     const int status = tell(failure, json_);
     if (failure.exit == Exit::usage && !json_) complain("try \"tarvkova " + commandName() + "--help\"");

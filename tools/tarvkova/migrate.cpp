@@ -123,7 +123,9 @@ std::string sentences(const Options &options, const Json::Value &abandoned) {
   if (abandoned.empty()) return text + "No accounts" + several + "abandoned.\n";
   text += abandoned.size() == 1 ? "This account" + one + "abandoned (its services"
                                 : "These accounts" + several + "abandoned (their services";
-  return text + " learn of it through hooks):\n" + tableOf(abandoned);
+  std::vector<std::string> kept = options.merged;
+  kept.push_back(options.mainAccount);
+  return text + " learn of it through hooks):\n" + tableOf(abandoned, kept);
 }
 
 Report migrate(const Options &options) {

@@ -2,6 +2,7 @@
 
 #include <kova/unify.h>
 
+#include <algorithm>
 #include <optional>
 
 #include "outcome.h"
@@ -23,11 +24,14 @@ bool means(const std::string &name, const std::string &account) {
   return trimmed(name) == trimmed(account);
 }
 
-std::string tableOf(const Json::Value &accounts) {
+std::string tableOf(const Json::Value &accounts, const std::vector<std::string> &others) {
   Table table({{"ACCOUNT", 12}, {"SERVICE"}, {"NAME THERE", 12}});
   for (const std::string &name : accounts.getMemberNames()) {
+    std::string shown(trimmed(name));
+    const bool hasTwin = shown != name && (accounts.isMember(shown) || std::ranges::count(others, shown) > 0);
+    if (hasTwin) shown += " (with a line end)";
     for (const Json::Value &service : accounts[name]["services"]) {
-      table.add({name, textOf(service["type"]), textOf(service["value"])});
+      table.add({shown, textOf(service["type"]), textOf(service["value"])});
     }
   }
   return table.text(outputWidth());

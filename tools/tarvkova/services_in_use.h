@@ -4,6 +4,7 @@
 #include <json/value.h>
 
 #include <string>
+#include <vector>
 
 namespace kova::cli {
 
@@ -13,8 +14,9 @@ Json::Value scanAccounts();
 // Whether `name`, as a user types it, means the account of the scan: its name may end in a line break.
 bool means(const std::string &name, const std::string &account);
 
-// A table of the accounts, their services and what these call the device.
-std::string tableOf(const Json::Value &accounts);
+// A table of the accounts, their services and what these call the device. The library takes a name with a line end for
+// another account: the table says so where the name without it is there too, here or among the others.
+std::string tableOf(const Json::Value &accounts, const std::vector<std::string> &others = {});
 
 // The names of the accounts, and the types of all their services in the order in which hooks are told.
 Json::Value namesOf(const Json::Value &accounts);

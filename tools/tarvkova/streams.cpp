@@ -54,7 +54,7 @@ std::optional<std::size_t> outputWidth() {
 bool writeOutput(std::string_view text) {
   if (writeAll(output, text)) return true;
   const int error = errno;
-  if (error != EPIPE && error != EBADF) complain(std::string("cannot write the output: ") + std::strerror(error));
+  if (error != EPIPE) complain(std::string("cannot write the output: ") + std::strerror(error));
   return false;
 }
 

@@ -53,7 +53,7 @@ Report unify() {
   Report report;
   if (TARVKOVAErrGet() == KOVA_ERR_STORE) report.notes.push_back("the device could not be marked as unified");
   if (accounts.isNull()) {
-    report.text = "This device is unified.\n";
+    report.text = before ? "This device is unified.\n" : "This device is unified; sign in with \"tarvkova login\".\n";
   } else if (accounts.empty()) {
     report.text = "This device is unified: no service of it uses an account.\n";
   } else {

@@ -11,6 +11,8 @@
 #include <string>
 #include <utility>
 
+#include "signals.h"
+
 namespace kova::cli {
 namespace {
 
@@ -47,7 +49,7 @@ void spin(const Descriptor &wake) {
   const bool interrupted = read(wake.get(), &byte, 1) == 1 && byte != kDone;
   // With the spinner goes the "^C" that the terminal may have put behind it.
   if (shown > 0 || interrupted) show("\r" + std::string(shown + 2, ' ') + "\r");
-  if (interrupted) _exit(128 + byte);
+  if (interrupted) endBy(byte);
 }
 
 void setHandlers(void (*handler)(int)) {
