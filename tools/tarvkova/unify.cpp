@@ -31,7 +31,7 @@ std::string signedInAs(const std::string &name, const StoredAccount &before, Rep
   noteRefresh(report, code);
   const bool isNew = !sameKey(before, findStoredAccount());
   if (result < 0) return isNew ? name : "";
-  const std::string account = textOf(profile["email"]);
+  std::string account = textOf(profile["email"]);
   if (!isNew && strcasecmp(account.c_str(), name.c_str()) != 0) {
     report.notes.push_back("the services use " + name + ", for which the service gave no key");
   }
