@@ -25,8 +25,8 @@ Report reportInfo() {
 constexpr char kExitCodes[] =
     "Exit codes:\n"
     "  0  success                    4  the service refused the credentials\n"
-    "  1  failure on this device     5  the service cannot be reached, or gives no proper answer\n"
-    "  2  wrong usage                6  the service refused for another reason\n"
+    "  1  failure on this device     5  the service cannot be reached, or answers with an HTTP error\n"
+    "  2  wrong usage                6  the service refused for another reason, or its reply is unusable\n"
     "  3  not signed in";
 
 constexpr void (*kCommands[])(CLI::App &, Action &) = {addCheck,  addLogin,    addLogout,   addStatus,    addSet,
