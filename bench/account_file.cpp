@@ -16,8 +16,8 @@
 #include <string_view>
 #include <vector>
 
-#include "measures.h"
-#include "timing.h"
+#include "bench/measures.h"
+#include "bench/timing.h"
 
 namespace bench {
 namespace {

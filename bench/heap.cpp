@@ -1,4 +1,4 @@
-#include "heap.h"
+#include "bench/heap.h"
 
 #include <malloc.h>
 

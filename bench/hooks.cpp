@@ -1,4 +1,4 @@
-#include "hooks.h"
+#include "bench/hooks.h"
 
 #include <dlfcn.h>
 #include <syslog.h>

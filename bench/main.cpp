@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "measures.h"
+#include "bench/measures.h"
 
 namespace bench {
 namespace {

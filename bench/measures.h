@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include "table.h"
+#include "bench/table.h"
 
 namespace bench {
 

@@ -1,4 +1,7 @@
 // Building the parameters of a request: the time for each is to stay the same however many there are.
+#include <kova/platform.h>
+#include <kova/transport.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <functional>
@@ -8,11 +11,9 @@
 #include <utility>
 #include <vector>
 
-#include "hooks.h"
-#include "kova/platform.h"
-#include "kova/transport.h"
-#include "measures.h"
-#include "timing.h"
+#include "bench/hooks.h"
+#include "bench/measures.h"
+#include "bench/timing.h"
 
 namespace bench {
 namespace {

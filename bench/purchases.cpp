@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "heap.h"
-#include "hooks.h"
-#include "measures.h"
-#include "timing.h"
+#include "bench/heap.h"
+#include "bench/hooks.h"
+#include "bench/measures.h"
+#include "bench/timing.h"
 
 namespace bench {
 namespace {

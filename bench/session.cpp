@@ -1,12 +1,12 @@
 // Operations on the service against libcurl alone, making the same requests with the same options on fresh handles.
-#include "kova/session.h"
+#include <kova/session.h>
 
 #include <functional>
 #include <vector>
 
-#include "hooks.h"
-#include "measures.h"
-#include "timing.h"
+#include "bench/hooks.h"
+#include "bench/measures.h"
+#include "bench/timing.h"
 
 namespace bench {
 namespace {

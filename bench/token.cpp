@@ -1,5 +1,6 @@
 // The device token against the MD5 computations that it consists of.
 #define OPENSSL_SUPPRESS_DEPRECATED
+#include <kova/transport.h>
 #include <openssl/md5.h>
 
 #include <cstddef>
@@ -7,9 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "kova/transport.h"
-#include "measures.h"
-#include "timing.h"
+#include "bench/measures.h"
+#include "bench/timing.h"
 
 namespace bench {
 namespace {

@@ -1,8 +1,9 @@
 // Any account file: reading never crashes, and a write keeps every other key and gives its own back.
+#include <kova/kova.h>
+
 #include <cstring>
 
-#include "device.h"
-#include "kova/kova.h"
+#include "fuzz/device.h"
 #include "support/hooks.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size) {

@@ -1,9 +1,10 @@
 // Any reply of the service, to every operation that reads one: no crash, and no key of the account file but its own.
+#include <kova/kova.h>
+
 #include <algorithm>
 #include <memory>
 
-#include "device.h"
-#include "kova/kova.h"
+#include "fuzz/device.h"
 #include "support/hooks.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size) {

@@ -1,5 +1,6 @@
 // Error state and account file, through the exported functions.
 #include <gtest/gtest.h>
+#include <kova/kova.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -7,7 +8,6 @@
 #include <cstring>
 #include <memory>
 
-#include "kova/kova.h"
 #include "support/device.h"
 
 namespace {

@@ -1,12 +1,12 @@
 // The library against the running service, over TLS.
 #include <gtest/gtest.h>
+#include <kova/kova.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdlib>
 
-#include "kova/kova.h"
 #include "support/center.h"
 #include "support/device.h"
 #include "support/json.h"

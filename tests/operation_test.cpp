@@ -1,9 +1,9 @@
 // What the operations on the service end with: result, error code, log lines and requests, for every reply and failure.
 #include <gtest/gtest.h>
+#include <kova/kova.h>
 
 #include <functional>
 
-#include "kova/kova.h"
 #include "support/device.h"
 #include "support/json.h"
 

@@ -1,6 +1,7 @@
 // The stand-alone platform, through its interface.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <kova/kova.h>
 #include <net/if.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -13,7 +14,6 @@
 #include <set>
 
 #include "core/handles.h"
-#include "kova/kova.h"
 #include "support/device.h"
 #include "support/json.h"
 

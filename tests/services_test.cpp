@@ -1,7 +1,7 @@
 // Device services: registration, service check, purchase history.
 #include <gtest/gtest.h>
+#include <kova/kova.h>
 
-#include "kova/kova.h"
 #include "support/device.h"
 #include "support/json.h"
 #include "support/token.h"

@@ -1,9 +1,9 @@
 // The account session: what goes over the wire, what callers get and what the device keeps.
 #include <gtest/gtest.h>
+#include <kova/kova.h>
 
 #include <set>
 
-#include "kova/kova.h"
 #include "support/device.h"
 #include "support/json.h"
 #include "support/token.h"

@@ -1,5 +1,6 @@
 // The command-line tool as a process of its own, against the running service.
 #include <gtest/gtest.h>
+#include <kova/kova.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,7 +10,6 @@
 #include <set>
 #include <sstream>
 
-#include "kova/kova.h"
 #include "support/center.h"
 #include "support/device.h"
 #include "support/json.h"

@@ -1,12 +1,12 @@
 // Base URLs, user agent, identity, token and the HTTPS request, asserted without a socket.
 #include <gtest/gtest.h>
+#include <kova/kova.h>
 
 #include <cstring>
 #include <functional>
 #include <memory>
 #include <set>
 
-#include "kova/kova.h"
 #include "support/device.h"
 #include "support/token.h"
 

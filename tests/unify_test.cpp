@@ -1,12 +1,12 @@
 // Unification: scan, detection with the API key, abandoning, migration.
 #include <gtest/gtest.h>
+#include <kova/kova.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
 #include <set>
 #include <sstream>
 
-#include "kova/kova.h"
 #include "support/device.h"
 #include "support/json.h"
 #include "support/token.h"

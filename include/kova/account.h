@@ -7,9 +7,8 @@
 #ifndef KOVA_ACCOUNT_H
 #define KOVA_ACCOUNT_H
 
-#include <stdint.h>
-
 #include <kova/export.h>
+#include <stdint.h>
 
 KOVA_BEGIN_C
 

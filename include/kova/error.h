@@ -8,9 +8,8 @@
 #ifndef KOVA_ERROR_H
 #define KOVA_ERROR_H
 
-#include <stdint.h>
-
 #include <kova/export.h>
+#include <stdint.h>
 
 KOVA_BEGIN_C
 

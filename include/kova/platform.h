@@ -16,11 +16,10 @@
 #ifndef KOVA_PLATFORM_H
 #define KOVA_PLATFORM_H
 
+#include <kova/export.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>
-
-#include <kova/export.h>
 
 KOVA_BEGIN_C
 

@@ -4,11 +4,10 @@
 #ifndef KOVA_TRANSPORT_H
 #define KOVA_TRANSPORT_H
 
-#include <stdint.h>
-
 #include <kova/account.h>
 #include <kova/export.h>
 #include <kova/platform.h>
+#include <stdint.h>
 
 KOVA_BEGIN_C
 

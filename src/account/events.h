@@ -1,9 +1,9 @@
 // The account's events in the device's event log.
 #pragma once
 
-#include <cstdint>
+#include <kova/platform.h>
 
-#include "kova/platform.h"
+#include <cstdint>
 
 namespace kova {
 

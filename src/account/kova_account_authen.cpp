@@ -1,10 +1,11 @@
+#include <kova/error.h>
+#include <kova/session.h>
+
 #include <string>
 
 #include "core/guard.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "kova/error.h"
-#include "kova/session.h"
 #include "transport/road.h"
 
 using namespace kova;

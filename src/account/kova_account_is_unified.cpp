@@ -1,3 +1,7 @@
+#include <kova/error.h>
+#include <kova/session.h>
+#include <kova/unify.h>
+
 #include <string>
 
 #include "account/events.h"
@@ -6,9 +10,6 @@
 #include "core/guard.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "kova/error.h"
-#include "kova/session.h"
-#include "kova/unify.h"
 
 namespace kova {
 namespace {

@@ -1,3 +1,6 @@
+#include <kova/error.h>
+#include <kova/session.h>
+
 #include <cstdlib>
 #include <ctime>
 #include <string>
@@ -9,8 +12,6 @@
 #include "core/json.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "kova/error.h"
-#include "kova/session.h"
 
 namespace kova {
 namespace {

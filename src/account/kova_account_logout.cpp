@@ -1,12 +1,13 @@
+#include <kova/account.h>
+#include <kova/error.h>
+#include <kova/session.h>
+
 #include <memory>
 
 #include "account/events.h"
 #include "core/guard.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "kova/account.h"
-#include "kova/error.h"
-#include "kova/session.h"
 #include "transport/road.h"
 
 using namespace kova;

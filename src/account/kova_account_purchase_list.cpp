@@ -1,3 +1,7 @@
+#include <kova/account.h>
+#include <kova/error.h>
+#include <kova/services.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -7,9 +11,6 @@
 #include "core/guard.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "kova/account.h"
-#include "kova/error.h"
-#include "kova/services.h"
 #include "transport/road.h"
 
 namespace kova {

@@ -1,3 +1,7 @@
+#include <kova/account.h>
+#include <kova/error.h>
+#include <kova/session.h>
+
 #include <cstdint>
 #include <ctime>
 #include <iterator>
@@ -8,9 +12,6 @@
 #include "core/json.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "kova/account.h"
-#include "kova/error.h"
-#include "kova/session.h"
 #include "transport/road.h"
 
 namespace kova {

@@ -1,3 +1,6 @@
+#include <kova/error.h>
+#include <kova/services.h>
+
 #include <string>
 
 #include "account/time_zone.h"
@@ -5,8 +8,6 @@
 #include "core/guard.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "kova/error.h"
-#include "kova/services.h"
 #include "transport/road.h"
 
 using namespace kova;

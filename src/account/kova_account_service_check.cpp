@@ -1,8 +1,9 @@
+#include <kova/error.h>
+#include <kova/services.h>
+
 #include "core/guard.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "kova/error.h"
-#include "kova/services.h"
 #include "transport/road.h"
 
 namespace kova {

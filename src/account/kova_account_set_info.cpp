@@ -1,3 +1,7 @@
+#include <kova/account.h>
+#include <kova/error.h>
+#include <kova/session.h>
+
 #include <memory>
 #include <new>
 #include <string>
@@ -6,9 +10,6 @@
 #include "core/handles.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "kova/account.h"
-#include "kova/error.h"
-#include "kova/session.h"
 #include "transport/road.h"
 
 namespace kova {

@@ -1,11 +1,12 @@
 #include "account/sign_in.h"
 
+#include <kova/error.h>
+#include <kova/platform.h>
+
 #include <memory>
 
 #include "core/json.h"
 #include "core/text.h"
-#include "kova/error.h"
-#include "kova/platform.h"
 
 namespace kova {
 

@@ -1,7 +1,8 @@
 #include "account/time_zone.h"
 
+#include <kova/error.h>
+
 #include "core/handles.h"
-#include "kova/error.h"
 
 namespace kova {
 

@@ -1,10 +1,11 @@
 // The mark that the device has settled on one account.
 #pragma once
 
+#include <kova/error.h>
+#include <kova/platform.h>
+
 #include "core/device_path.h"
 #include "core/log.h"
-#include "kova/error.h"
-#include "kova/platform.h"
 
 namespace kova {
 

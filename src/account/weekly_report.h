@@ -1,8 +1,9 @@
 // Whether the weekly report is wanted.
 #pragma once
 
+#include <kova/platform.h>
+
 #include "core/device_path.h"
-#include "kova/platform.h"
 
 namespace kova {
 

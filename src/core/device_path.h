@@ -1,9 +1,9 @@
 // Where the device's files lie on this machine.
 #pragma once
 
-#include <climits>
+#include <kova/platform.h>
 
-#include "kova/platform.h"
+#include <climits>
 
 namespace kova {
 

@@ -1,9 +1,8 @@
+#include <kova/error.h>
+#include <kova/platform.h>
 #include <unistd.h>
 
 #include <cstring>
-
-#include "kova/error.h"
-#include "kova/platform.h"
 
 namespace {
 

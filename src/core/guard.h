@@ -1,8 +1,9 @@
 // The border of the library: no exception crosses it.
 #pragma once
 
+#include <kova/error.h>
+
 #include "core/log.h"
-#include "kova/error.h"
 
 namespace kova {
 

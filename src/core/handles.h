@@ -1,10 +1,10 @@
 // Owners of the platform's handles, and of memory that C allocated.
 #pragma once
 
+#include <kova/platform.h>
+
 #include <cstdlib>
 #include <memory>
-
-#include "kova/platform.h"
 
 namespace kova {
 

@@ -1,3 +1,5 @@
+#include <kova/account.h>
+#include <kova/error.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,8 +15,6 @@
 #include "core/handles.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "kova/account.h"
-#include "kova/error.h"
 
 // Programs on the device pass this record around as bytes.
 static_assert(std::is_standard_layout_v<AccountInfo> && std::is_trivial_v<AccountInfo>);

@@ -1,10 +1,10 @@
+#include <kova/account.h>
 #include <unistd.h>
 
 #include "core/device_path.h"
 #include "core/guard.h"
 #include "core/handles.h"
 #include "core/log.h"
-#include "kova/account.h"
 
 using namespace kova;
 

@@ -1,3 +1,6 @@
+#include <kova/account.h>
+#include <kova/error.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -7,8 +10,6 @@
 #include "core/handles.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "kova/account.h"
-#include "kova/error.h"
 
 namespace kova {
 namespace {

@@ -1,12 +1,11 @@
 #include "core/log.h"
 
+#include <kova/error.h>
 #include <syslog.h>
 
 #include <cstdarg>
 #include <cstdio>
 #include <string_view>
-
-#include "kova/error.h"
 
 namespace kova {
 namespace {

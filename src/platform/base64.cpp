@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "last_error.h"
+#include "platform/last_error.h"
 
 namespace {
 

@@ -18,12 +18,12 @@
 #include <string_view>
 #include <utility>
 
-#include "device.h"
-#include "device_path.h"
-#include "file.h"
-#include "json_lines.h"
-#include "last_error.h"
-#include "text.h"
+#include "platform/device.h"
+#include "platform/device_path.h"
+#include "platform/file.h"
+#include "platform/json_lines.h"
+#include "platform/last_error.h"
+#include "platform/text.h"
 
 namespace kova::platform {
 namespace {
@@ -91,7 +91,7 @@ std::string storeFirstKey() {
     key = newKey();
     return key + "\n";
   };
-  updateFile(keyFileToWrite(), kPrivateFile, store, ExistingMode::replaced);
+  updateFile(keyFileToWrite(), kPrivateFile, store, ExistingMode::kReplaced);
   return key;
 }
 
@@ -115,10 +115,10 @@ std::string registerKey() {
       keyFileToWrite(), kPrivateFile,
       [&](std::string_view) {
         const FileEdit enrol = [&](std::string_view) { return std::move(enrolment); };
-        updateFile(devicePath(kEnrolmentFile), kPrivateFile, enrol, ExistingMode::replaced);
+        updateFile(devicePath(kEnrolmentFile), kPrivateFile, enrol, ExistingMode::kReplaced);
         return key + "\n";
       },
-      ExistingMode::replaced);
+      ExistingMode::kReplaced);
   return key;
 }
 

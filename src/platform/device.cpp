@@ -1,8 +1,8 @@
-#include "device.h"
+#include "platform/device.h"
 
-#include "key_file.h"
-#include "last_error.h"
-#include "text.h"
+#include "platform/key_file.h"
+#include "platform/last_error.h"
+#include "platform/text.h"
 
 namespace kova::platform {
 namespace {

@@ -1,9 +1,9 @@
-#include "device_path.h"
+#include "platform/device_path.h"
 
 #include <climits>
 #include <cstdlib>
 
-#include "last_error.h"
+#include "platform/last_error.h"
 
 namespace kova::platform {
 

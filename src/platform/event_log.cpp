@@ -1,8 +1,8 @@
 #include <array>
 #include <cstdio>
 
-#include "json_lines.h"
-#include "last_error.h"
+#include "platform/json_lines.h"
+#include "platform/last_error.h"
 
 using namespace kova::platform;
 

@@ -1,4 +1,4 @@
-#include "file.h"
+#include "platform/file.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -6,7 +6,7 @@
 
 #include <climits>
 
-#include "last_error.h"
+#include "platform/last_error.h"
 
 namespace kova::platform {
 namespace {
@@ -157,7 +157,7 @@ void updateFile(const std::string &path, mode_t newMode, const FileEdit &edit, E
 
   TemporaryFile newFile(directory, "." + name + ".tmp");
   if (oldStatus) newFile.setOwner(oldStatus->st_uid, oldStatus->st_gid);
-  const bool keepsMode = oldStatus && existingMode == ExistingMode::kept;
+  const bool keepsMode = oldStatus && existingMode == ExistingMode::kKept;
   newFile.setMode(keepsMode ? oldStatus->st_mode & ALLPERMS : newMode);
   newFile.writeText(*newText);
   newFile.takePlaceOf(name);

@@ -64,13 +64,13 @@ class FileText {
 // Makes a new text of an old one (empty where there is no file yet); without a result the file stays as it is.
 using FileEdit = std::function<std::optional<std::string>(std::string_view)>;
 
-enum class ExistingMode { kept, replaced };
+enum class ExistingMode { kKept, kReplaced };
 
 // Replaces the text of a file, atomically and durably, and one after the other where several want it. A symbolic link
 // stays and its target is replaced. A new file gets `newMode`, an existing one keeps its owner and, unless said
 // otherwise, its mode.
 void updateFile(const std::string &path, mode_t newMode, const FileEdit &edit,
-                ExistingMode existingMode = ExistingMode::kept);
+                ExistingMode existingMode = ExistingMode::kKept);
 
 // Makes the directory, and those above it (mode 0755), where they are missing.
 void makeDirectory(const std::string &path, mode_t mode);

@@ -1,4 +1,4 @@
-#include "json_lines.h"
+#include "platform/json_lines.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -9,9 +9,9 @@
 #include <ctime>
 #include <utility>
 
-#include "device_path.h"
-#include "file.h"
-#include "last_error.h"
+#include "platform/device_path.h"
+#include "platform/file.h"
+#include "platform/last_error.h"
 
 namespace kova::platform {
 namespace {

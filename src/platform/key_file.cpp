@@ -1,4 +1,4 @@
-#include "key_file.h"
+#include "platform/key_file.h"
 
 #include <algorithm>
 #include <array>
@@ -6,13 +6,13 @@
 #include <utility>
 #include <vector>
 
-#include "device_path.h"
-#include "file.h"
-#include "last_error.h"
-#include "lines.h"
-#include "string_hash.h"
-#include "string_list.h"
-#include "text.h"
+#include "platform/device_path.h"
+#include "platform/file.h"
+#include "platform/last_error.h"
+#include "platform/lines.h"
+#include "platform/string_hash.h"
+#include "platform/string_list.h"
+#include "platform/text.h"
 
 namespace kova::platform {
 namespace {

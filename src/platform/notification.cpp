@@ -5,11 +5,11 @@
 #include <string>
 #include <string_view>
 
-#include "device_path.h"
-#include "file.h"
-#include "json_lines.h"
-#include "last_error.h"
-#include "string_hash.h"
+#include "platform/device_path.h"
+#include "platform/file.h"
+#include "platform/json_lines.h"
+#include "platform/last_error.h"
+#include "platform/string_hash.h"
 
 namespace kova::platform {
 namespace {

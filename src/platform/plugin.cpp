@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "device_path.h"
-#include "last_error.h"
-#include "process.h"
+#include "platform/device_path.h"
+#include "platform/last_error.h"
+#include "platform/process.h"
 
 struct TLIBPlugin {
   std::string directory;

@@ -1,4 +1,4 @@
-#include "process.h"
+#include "platform/process.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -13,9 +13,9 @@
 #include <string_view>
 #include <vector>
 
-#include "device_path.h"
-#include "file.h"
-#include "last_error.h"
+#include "platform/device_path.h"
+#include "platform/file.h"
+#include "platform/last_error.h"
 
 namespace kova::platform {
 namespace {

@@ -8,11 +8,11 @@
 #include <string_view>
 #include <utility>
 
-#include "device_path.h"
-#include "file.h"
-#include "last_error.h"
-#include "lines.h"
-#include "text.h"
+#include "platform/device_path.h"
+#include "platform/file.h"
+#include "platform/last_error.h"
+#include "platform/lines.h"
+#include "platform/text.h"
 
 namespace kova::platform {
 namespace {

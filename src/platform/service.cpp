@@ -1,8 +1,8 @@
 #include <string>
 
-#include "device_path.h"
-#include "last_error.h"
-#include "process.h"
+#include "platform/device_path.h"
+#include "platform/last_error.h"
+#include "platform/process.h"
 
 using namespace kova::platform;
 

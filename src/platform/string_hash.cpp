@@ -1,11 +1,11 @@
-#include "string_hash.h"
+#include "platform/string_hash.h"
 
 #include <algorithm>
 #include <climits>
 #include <cstring>
 
-#include "last_error.h"
-#include "string_list.h"
+#include "platform/last_error.h"
+#include "platform/string_list.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "text_arena.h"
+#include "platform/text_arena.h"
 
 struct TLIBCSzHash {
  public:

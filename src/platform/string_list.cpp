@@ -1,6 +1,6 @@
-#include "string_list.h"
+#include "platform/string_list.h"
 
-#include "last_error.h"
+#include "platform/last_error.h"
 
 using namespace kova::platform;
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "text_arena.h"
+#include "platform/text_arena.h"
 
 struct TLIBCSzList {
  public:

@@ -1,11 +1,11 @@
-#include "text.h"
+#include "platform/text.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
-#include "last_error.h"
+#include "platform/last_error.h"
 
 namespace kova::platform {
 

@@ -7,13 +7,13 @@
 #include <string>
 #include <string_view>
 
-#include "device_path.h"
-#include "file.h"
-#include "key_file.h"
-#include "last_error.h"
-#include "string_hash.h"
-#include "text.h"
-#include "tz_file.h"
+#include "platform/device_path.h"
+#include "platform/file.h"
+#include "platform/key_file.h"
+#include "platform/last_error.h"
+#include "platform/string_hash.h"
+#include "platform/text.h"
+#include "platform/tz_file.h"
 
 namespace kova::platform {
 namespace {

@@ -1,9 +1,9 @@
-#include "tz_file.h"
+#include "platform/tz_file.h"
 
 #include <charconv>
 #include <chrono>
 
-#include "last_error.h"
+#include "platform/last_error.h"
 
 namespace kova::platform {
 namespace {

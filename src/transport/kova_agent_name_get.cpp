@@ -1,8 +1,9 @@
+#include <kova/error.h>
+#include <kova/platform.h>
+#include <kova/transport.h>
+
 #include "core/guard.h"
 #include "core/log.h"
-#include "kova/error.h"
-#include "kova/platform.h"
-#include "kova/transport.h"
 
 using namespace kova;
 

@@ -1,4 +1,7 @@
 #include <curl/curl.h>
+#include <kova/error.h>
+#include <kova/platform.h>
+#include <kova/transport.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -12,9 +15,6 @@
 #include "core/handles.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "kova/error.h"
-#include "kova/platform.h"
-#include "kova/transport.h"
 
 namespace kova {
 namespace {

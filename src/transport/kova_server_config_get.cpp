@@ -1,3 +1,7 @@
+#include <kova/error.h>
+#include <kova/platform.h>
+#include <kova/transport.h>
+
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -5,9 +9,6 @@
 
 #include "core/guard.h"
 #include "core/log.h"
-#include "kova/error.h"
-#include "kova/platform.h"
-#include "kova/transport.h"
 #include "transport/base64.h"
 
 namespace kova {

@@ -1,5 +1,7 @@
 // MD5_Init and its like are what the service's token is defined by; they work where the newer interface refuses MD5.
 #define OPENSSL_SUPPRESS_DEPRECATED
+#include <kova/platform.h>
+#include <kova/transport.h>
 #include <openssl/md5.h>
 
 #include <algorithm>
@@ -11,8 +13,6 @@
 #include "core/handles.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "kova/platform.h"
-#include "kova/transport.h"
 #include "transport/identity.h"
 
 namespace kova {

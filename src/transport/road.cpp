@@ -1,9 +1,10 @@
 #include "transport/road.h"
 
+#include <kova/error.h>
+
 #include <new>
 
 #include "core/json.h"
-#include "kova/error.h"
 
 namespace kova {
 

@@ -5,10 +5,10 @@
 #pragma once
 
 #include <json/value.h>
+#include <kova/transport.h>
 
 #include "core/handles.h"
 #include "core/log.h"
-#include "kova/transport.h"
 #include "transport/identity.h"
 
 namespace kova {

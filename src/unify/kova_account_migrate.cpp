@@ -1,4 +1,6 @@
 #include <dirent.h>
+#include <kova/error.h>
+#include <kova/unify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,8 +16,6 @@
 #include "core/handles.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "kova/error.h"
-#include "kova/unify.h"
 #include "transport/road.h"
 
 namespace kova {

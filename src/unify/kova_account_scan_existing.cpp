@@ -1,3 +1,6 @@
+#include <kova/account.h>
+#include <kova/unify.h>
+
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -8,8 +11,6 @@
 #include "core/json.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "kova/account.h"
-#include "kova/unify.h"
 
 namespace kova {
 namespace {

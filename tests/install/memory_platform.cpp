@@ -1,12 +1,12 @@
 // A second implementation of the platform interface, as small as can be: a device that lives in memory. It shows that
 // the library can be built on somebody else's platform; what this device cannot do fails as the interface says.
+#include <kova/platform.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string>
 #include <vector>
-
-#include "kova/platform.h"
 
 using Entries = std::map<std::string, std::string>;
 struct TLIBCSzList : std::vector<std::string> {};

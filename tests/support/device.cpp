@@ -1,10 +1,11 @@
 #include "support/device.h"
 
+#include <kova/error.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 
-#include "kova/error.h"
 #include "support/token.h"
 
 namespace fs = std::filesystem;

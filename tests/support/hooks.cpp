@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <kova/kova.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -12,8 +13,6 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-
-#include "kova/kova.h"
 
 namespace hooks {
 namespace {

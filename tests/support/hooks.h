@@ -3,6 +3,7 @@
 #pragma once
 
 #include <curl/curl.h>
+#include <kova/platform.h>
 
 #include <ctime>
 #include <functional>
@@ -11,8 +12,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "kova/platform.h"
 
 namespace hooks {
 

@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "digest.h"
-#include "judge.h"
-#include "purchases.h"
+#include "kovacenter/digest.h"
+#include "kovacenter/judge.h"
+#include "kovacenter/purchases.h"
 
 namespace kova::center {
 namespace {

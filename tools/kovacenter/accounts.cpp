@@ -1,12 +1,12 @@
-#include "accounts.h"
+#include "kovacenter/accounts.h"
 
 #include <algorithm>
 #include <charconv>
 #include <system_error>
 
-#include "devices.h"
-#include "digest.h"
-#include "form.h"
+#include "kovacenter/devices.h"
+#include "kovacenter/digest.h"
+#include "kovacenter/form.h"
 
 namespace kova::center {
 namespace {

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "database.h"
+#include "kovacenter/database.h"
 
 namespace kova::center {
 

@@ -1,4 +1,4 @@
-#include "certificates.h"
+#include "kovacenter/certificates.h"
 
 #include <openssl/bio.h>
 #include <openssl/bn.h>
@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "hosts.h"
+#include "kovacenter/hosts.h"
 
 namespace kova::center {
 namespace {
@@ -129,17 +129,17 @@ Credentials authority(const State &state) {
   return made;
 }
 
-Credentials serverCredentials(const State &state, Presented presented) {
+Credentials serverCredentials(const State &state, ServerCertificate kind) {
   const Credentials issuer = authority(state);
   const std::string name(hostNames().front());
-  switch (presented) {
-    case Presented::expired:
+  switch (kind) {
+    case ServerCertificate::kExpired:
       return make({name, namesOfAllHosts(), -30, -1}, &issuer);
-    case Presented::wrongName:
+    case ServerCertificate::kWrongName:
       return make({"elsewhere.example", "DNS:elsewhere.example", -1, kServerDays}, &issuer);
-    case Presented::selfSigned:
+    case ServerCertificate::kSelfSigned:
       return make({name, namesOfAllHosts(), -1, kServerDays}, nullptr);
-    case Presented::good:
+    case ServerCertificate::kGood:
       break;
   }
   const std::filesystem::path certificate = state.file("server.pem");

@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-#include "state.h"
+#include "kovacenter/state.h"
 
 namespace kova::center {
 
@@ -28,13 +28,13 @@ struct Credentials {
   Key key;
 };
 
-enum class Presented { good, expired, wrongName, selfSigned };
+enum class ServerCertificate { kGood, kExpired, kWrongName, kSelfSigned };
 
 // The authority that is kept in the state; made at the first call.
 Credentials authority(const State &state);
 
 // The server's certificate; the good one is kept in the state and renewed when it no longer serves.
-Credentials serverCredentials(const State &state, Presented presented);
+Credentials serverCredentials(const State &state, ServerCertificate kind);
 
 // The file name under which a directory of hashed certificates must have this one.
 std::string hashedName(const X509 &certificate);

@@ -1,4 +1,4 @@
-#include "client_stream.h"
+#include "kovacenter/client_stream.h"
 
 #include <openssl/err.h>
 #include <poll.h>

@@ -9,8 +9,8 @@
 #include <memory>
 #include <string>
 
-#include "files.h"
-#include "polling.h"
+#include "kovacenter/files.h"
+#include "kovacenter/polling.h"
 
 namespace kova::center {
 

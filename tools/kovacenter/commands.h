@@ -6,18 +6,18 @@
 #include <string>
 #include <vector>
 
-#include "certificates.h"
-#include "device_root.h"
-#include "faults.h"
-#include "judge.h"
-#include "purchases.h"
-#include "state.h"
+#include "kovacenter/certificates.h"
+#include "kovacenter/device_root.h"
+#include "kovacenter/faults.h"
+#include "kovacenter/judge.h"
+#include "kovacenter/purchases.h"
+#include "kovacenter/state.h"
 
 namespace kova::center {
 
 struct ServeOptions {
   int port = 0;
-  Presented presented = Presented::good;
+  ServerCertificate certificate = ServerCertificate::kGood;
   Rules rules;
 };
 

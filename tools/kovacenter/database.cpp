@@ -1,4 +1,4 @@
-#include "database.h"
+#include "kovacenter/database.h"
 
 #include <fcntl.h>
 
@@ -6,7 +6,7 @@
 #include <exception>
 #include <stdexcept>
 
-#include "files.h"
+#include "kovacenter/files.h"
 
 namespace kova::center {
 namespace {

@@ -1,4 +1,4 @@
-#include "device_root.h"
+#include "kovacenter/device_root.h"
 
 #include <json/value.h>
 
@@ -8,12 +8,12 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "accounts.h"
-#include "certificates.h"
-#include "database.h"
-#include "devices.h"
-#include "digest.h"
-#include "files.h"
+#include "kovacenter/accounts.h"
+#include "kovacenter/certificates.h"
+#include "kovacenter/database.h"
+#include "kovacenter/devices.h"
+#include "kovacenter/digest.h"
+#include "kovacenter/files.h"
 #include "notifications.h"
 
 namespace kova::center {

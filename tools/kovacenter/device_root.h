@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include "state.h"
+#include "kovacenter/state.h"
 
 namespace kova::center {
 

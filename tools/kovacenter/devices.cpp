@@ -1,11 +1,11 @@
-#include "devices.h"
+#include "kovacenter/devices.h"
 
 #include <exception>
 
-#include "digest.h"
-#include "files.h"
-#include "form.h"
-#include "json.h"
+#include "kovacenter/digest.h"
+#include "kovacenter/files.h"
+#include "kovacenter/form.h"
+#include "kovacenter/json.h"
 
 namespace kova::center {
 namespace {

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "accounts.h"
-#include "database.h"
+#include "kovacenter/accounts.h"
+#include "kovacenter/database.h"
 
 namespace kova::center {
 

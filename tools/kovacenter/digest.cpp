@@ -1,4 +1,4 @@
-#include "digest.h"
+#include "kovacenter/digest.h"
 
 #include <openssl/crypto.h>
 #include <openssl/evp.h>

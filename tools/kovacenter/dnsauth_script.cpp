@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "devices.h"
-#include "digest.h"
-#include "judge.h"
+#include "kovacenter/devices.h"
+#include "kovacenter/digest.h"
+#include "kovacenter/judge.h"
 
 namespace kova::center {
 namespace {

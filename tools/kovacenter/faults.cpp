@@ -1,4 +1,4 @@
-#include "faults.h"
+#include "kovacenter/faults.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,7 +6,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "files.h"
+#include "kovacenter/files.h"
 
 namespace kova::center {
 namespace {
@@ -22,15 +22,15 @@ struct Kind {
 constexpr int64_t kLongest = 3600000;
 
 constexpr Kind kKinds[] = {
-    {"status", 200, 599, FaultKind::status, false},
-    {"body", 0, 0, FaultKind::body, true},
-    {"delay", 0, kLongest, FaultKind::delay, false},
-    {"redirect", 300, 399, FaultKind::redirect, true},
-    {"cut", 0, 0, FaultKind::cut, false},
-    {"reset", 0, 0, FaultKind::reset, false},
-    {"drip", 1, kLongest, FaultKind::drip, false},
-    {"garbage", 0, 0, FaultKind::garbage, false},
-    {"silence", 0, 0, FaultKind::silence, false},
+    {"status", 200, 599, FaultKind::kStatus, false},
+    {"body", 0, 0, FaultKind::kBody, true},
+    {"delay", 0, kLongest, FaultKind::kDelay, false},
+    {"redirect", 300, 399, FaultKind::kRedirect, true},
+    {"cut", 0, 0, FaultKind::kCut, false},
+    {"reset", 0, 0, FaultKind::kReset, false},
+    {"drip", 1, kLongest, FaultKind::kDrip, false},
+    {"garbage", 0, 0, FaultKind::kGarbage, false},
+    {"silence", 0, 0, FaultKind::kSilence, false},
 };
 
 const Kind &kindNamed(std::string_view name) {
@@ -70,9 +70,9 @@ void setKind(Fault &fault, const std::vector<std::string> &words) {
   }
   if (kind.text) {
     const std::string &text = words.back();
-    const bool fromFile = kind.kind == FaultKind::body && text.starts_with('@');
+    const bool fromFile = kind.kind == FaultKind::kBody && text.starts_with('@');
     fault.text = fromFile ? readFile(text.substr(1)) : text;
-    if (kind.kind == FaultKind::redirect && fault.text.find_first_of("\r\n") != std::string::npos) {
+    if (kind.kind == FaultKind::kRedirect && fault.text.find_first_of("\r\n") != std::string::npos) {
       throw std::invalid_argument("a location is one line");
     }
   }

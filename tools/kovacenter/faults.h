@@ -7,27 +7,27 @@
 #include <string_view>
 #include <vector>
 
-#include "database.h"
+#include "kovacenter/database.h"
 
 namespace kova::center {
 
 enum class FaultKind {
-  status,    // an HTTP status with an empty body
-  body,      // a body of its own, with status 200
-  delay,     // the true reply, late
-  redirect,  // a redirect status and a location
-  cut,       // the true reply, closed half-way through the body
-  reset,     // closed without a reply
-  drip,      // the true reply, a byte at a time
-  garbage,   // something that is not HTTP
-  silence    // no reply ever
+  kStatus,    // an HTTP status with an empty body
+  kBody,      // a body of its own, with status 200
+  kDelay,     // the true reply, late
+  kRedirect,  // a redirect status and a location
+  kCut,       // the true reply, closed half-way through the body
+  kReset,     // closed without a reply
+  kDrip,      // the true reply, a byte at a time
+  kGarbage,   // something that is not HTTP
+  kSilence    // no reply ever
 };
 
 struct Fault {
   int64_t id = 0;
   std::string script;  // empty: any
   std::string action;  // empty: any
-  FaultKind kind = FaultKind::status;
+  FaultKind kind = FaultKind::kStatus;
   int64_t number = 0;  // status, or milliseconds
   std::string text;    // body, or location
   int64_t remaining = 1;

@@ -1,4 +1,4 @@
-#include "form.h"
+#include "kovacenter/form.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "hosts.h"
+#include "kovacenter/hosts.h"
 
 #include <strings.h>
 
@@ -22,8 +22,8 @@ HostKind kindOfHost(std::string_view host) {
   const auto *found = std::ranges::find_if(kHosts, [&](std::string_view name) {
     return name.size() == host.size() && strncasecmp(name.data(), host.data(), name.size()) == 0;
   });
-  if (found == std::end(kHosts)) return HostKind::none;
-  return found - kHosts < static_cast<std::ptrdiff_t>(kFirstHosts) ? HostKind::first : HostKind::service;
+  if (found == std::end(kHosts)) return HostKind::kNone;
+  return found - kHosts < static_cast<std::ptrdiff_t>(kFirstHosts) ? HostKind::kFirst : HostKind::kService;
 }
 
 }  // namespace kova::center

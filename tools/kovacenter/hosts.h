@@ -6,7 +6,7 @@
 
 namespace kova::center {
 
-enum class HostKind { none, first, service };
+enum class HostKind { kNone, kFirst, kService };
 
 // All of them, both kinds.
 std::span<const std::string_view> hostNames();

@@ -1,4 +1,4 @@
-#include "https_server.h"
+#include "kovacenter/https_server.h"
 
 #include <sys/socket.h>
 
@@ -119,7 +119,7 @@ void HttpsServer::transmit(const Answer &answer, httplib::Response &response) {
   const Reply &reply = answer.reply;
   response.status = reply.status;
   if (!reply.location.empty()) response.set_header("Location", reply.location);
-  if (answer.fault == FaultKind::cut) {
+  if (answer.fault == FaultKind::kCut) {
     cutShort(reply, response);
   } else {
     response.set_content(reply.body, reply.contentType);
@@ -128,26 +128,26 @@ void HttpsServer::transmit(const Answer &answer, httplib::Response &response) {
 
   const std::chrono::milliseconds time(answer.milliseconds);
   switch (*answer.fault) {
-    case FaultKind::delay:
+    case FaultKind::kDelay:
       stop_.sleep(time);
       break;
-    case FaultKind::drip:
+    case FaultKind::kDrip:
       stream_->drip(time);
       break;
-    case FaultKind::garbage:
+    case FaultKind::kGarbage:
       stream_->write(reply.body.data(), reply.body.size());
       stream_->end();
       break;
-    case FaultKind::reset:
+    case FaultKind::kReset:
       stream_->endWithReset();
       break;
-    case FaultKind::silence:
+    case FaultKind::kSilence:
       stream_->waitForPeerToLeave();
       break;
-    case FaultKind::status:
-    case FaultKind::body:
-    case FaultKind::redirect:
-    case FaultKind::cut:
+    case FaultKind::kStatus:
+    case FaultKind::kBody:
+    case FaultKind::kRedirect:
+    case FaultKind::kCut:
       break;
   }
 }

@@ -8,10 +8,10 @@
 #include <string>
 #include <thread>
 
-#include "certificates.h"
-#include "client_stream.h"
-#include "polling.h"
-#include "service.h"
+#include "kovacenter/certificates.h"
+#include "kovacenter/client_stream.h"
+#include "kovacenter/polling.h"
+#include "kovacenter/service.h"
 
 namespace kova::center {
 

@@ -1,4 +1,4 @@
-#include "journal.h"
+#include "kovacenter/journal.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -8,8 +8,8 @@
 #include <iostream>
 #include <string>
 
-#include "clock.h"
-#include "json.h"
+#include "kovacenter/clock.h"
+#include "kovacenter/json.h"
 
 namespace kova::center {
 namespace {

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <string_view>
 
-#include "files.h"
-#include "judge.h"
+#include "kovacenter/files.h"
+#include "kovacenter/judge.h"
 
 namespace kova::center {
 

@@ -1,4 +1,4 @@
-#include "json.h"
+#include "kovacenter/json.h"
 
 #include <json/reader.h>
 #include <json/writer.h>

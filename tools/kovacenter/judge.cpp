@@ -1,4 +1,4 @@
-#include "judge.h"
+#include "kovacenter/judge.h"
 
 #include <algorithm>
 #include <cctype>
@@ -6,10 +6,10 @@
 #include <iterator>
 #include <optional>
 
-#include "devices.h"
-#include "digest.h"
-#include "hosts.h"
-#include "json.h"
+#include "kovacenter/devices.h"
+#include "kovacenter/digest.h"
+#include "kovacenter/hosts.h"
+#include "kovacenter/json.h"
 
 namespace kova::center {
 namespace {
@@ -24,9 +24,9 @@ struct Script {
 };
 
 constexpr Script kScripts[] = {
-    {"/dnsauth.php", HostKind::service, dnsauthActions, false},
-    {"/account.php", HostKind::service, accountActions, true},
-    {"/api/query.php", HostKind::first, queryActions, false},
+    {"/dnsauth.php", HostKind::kService, dnsauthActions, false},
+    {"/account.php", HostKind::kService, accountActions, true},
+    {"/api/query.php", HostKind::kFirst, queryActions, false},
 };
 
 Reply render(const Script &script, std::string_view word, Json::Value members) {

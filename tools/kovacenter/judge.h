@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "accounts.h"
-#include "database.h"
-#include "form.h"
+#include "kovacenter/accounts.h"
+#include "kovacenter/database.h"
+#include "kovacenter/form.h"
 
 namespace kova::center {
 

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "commands.h"
-#include "journal.h"
+#include "kovacenter/commands.h"
+#include "kovacenter/journal.h"
 
 namespace kova::center {
 namespace {
@@ -92,16 +92,17 @@ CLI::App *CommandLine::commandOnAccount(CLI::App &parent, const char *name, cons
 }
 
 void CommandLine::addServeOptions(CLI::App *command) {
-  static const std::map<std::string, Presented> kPresented = {{"good", Presented::good},
-                                                              {"expired", Presented::expired},
-                                                              {"wrong-name", Presented::wrongName},
-                                                              {"self-signed", Presented::selfSigned}};
+  static const std::map<std::string, ServerCertificate> kCertificates = {
+      {"good", ServerCertificate::kGood},
+      {"expired", ServerCertificate::kExpired},
+      {"wrong-name", ServerCertificate::kWrongName},
+      {"self-signed", ServerCertificate::kSelfSigned}};
   command->add_option("--port", serve_.port, "HTTPS port (default: any free one)")->check(CLI::Range(0, 65535));
   command
       ->add_option_function<std::string>(
-          "--certificate", [this](const std::string &name) { serve_.presented = kPresented.at(name); },
+          "--certificate", [this](const std::string &name) { serve_.certificate = kCertificates.at(name); },
           "What to present (default: good)")
-      ->check(CLI::IsMember(&kPresented));
+      ->check(CLI::IsMember(&kCertificates));
   command->add_option("--register-limit", serve_.rules.registerLimit, "Accounts that one device may register")
       ->capture_default_str()
       ->check(CLI::NonNegativeNumber);

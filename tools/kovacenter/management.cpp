@@ -11,10 +11,10 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "clock.h"
-#include "commands.h"
-#include "devices.h"
-#include "digest.h"
+#include "kovacenter/clock.h"
+#include "kovacenter/commands.h"
+#include "kovacenter/devices.h"
+#include "kovacenter/digest.h"
 
 namespace kova::center {
 namespace {

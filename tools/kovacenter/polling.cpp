@@ -1,4 +1,4 @@
-#include "polling.h"
+#include "kovacenter/polling.h"
 
 #include <fcntl.h>
 #include <netinet/in.h>

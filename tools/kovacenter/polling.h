@@ -3,7 +3,7 @@
 
 #include <chrono>
 
-#include "files.h"
+#include "kovacenter/files.h"
 
 namespace kova::center {
 

@@ -1,4 +1,4 @@
-#include "proxy.h"
+#include "kovacenter/proxy.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -13,7 +13,7 @@
 #include <string_view>
 #include <utility>
 
-#include "hosts.h"
+#include "kovacenter/hosts.h"
 
 namespace kova::center {
 namespace {
@@ -78,8 +78,8 @@ int judge(std::string_view line) {
   line.remove_prefix(kMethod.size());
   const std::string_view target = line.substr(0, line.find(' '));
   if (target.size() == line.size() || !line.substr(target.size() + 1).starts_with("HTTP/1.")) return 400;
-  const bool served =
-      target.ends_with(kHttpsPort) && kindOfHost(target.substr(0, target.size() - kHttpsPort.size())) != HostKind::none;
+  const bool served = target.ends_with(kHttpsPort) &&
+                      kindOfHost(target.substr(0, target.size() - kHttpsPort.size())) != HostKind::kNone;
   return served ? 200 : 502;
 }
 

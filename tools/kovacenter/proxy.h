@@ -5,8 +5,8 @@
 
 #include <thread>
 
-#include "files.h"
-#include "polling.h"
+#include "kovacenter/files.h"
+#include "kovacenter/polling.h"
 
 namespace kova::center {
 

@@ -1,4 +1,4 @@
-#include "purchases.h"
+#include "kovacenter/purchases.h"
 
 #include <algorithm>
 #include <chrono>
@@ -6,8 +6,8 @@
 #include <iterator>
 #include <utility>
 
-#include "clock.h"
-#include "digest.h"
+#include "kovacenter/clock.h"
+#include "kovacenter/digest.h"
 
 namespace kova::center {
 namespace {

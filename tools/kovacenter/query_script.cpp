@@ -6,8 +6,8 @@
 #include <system_error>
 #include <vector>
 
-#include "judge.h"
-#include "purchases.h"
+#include "kovacenter/judge.h"
+#include "kovacenter/purchases.h"
 
 namespace kova::center {
 namespace {

@@ -11,10 +11,10 @@
 #include <new>
 #include <string_view>
 
-#include "commands.h"
-#include "devices.h"
-#include "https_server.h"
-#include "proxy.h"
+#include "kovacenter/commands.h"
+#include "kovacenter/devices.h"
+#include "kovacenter/https_server.h"
+#include "kovacenter/proxy.h"
 
 namespace kova::center {
 namespace {
@@ -28,7 +28,7 @@ class Running {
   Running(const State &state, const ServeOptions &options)
       : mark_(state),
         service_(state, options.rules),
-        https_(serverCredentials(state, options.presented), service_, stop_, options.port),
+        https_(serverCredentials(state, options.certificate), service_, stop_, options.port),
         proxy_(https_.port(), stop_) {
     mark_.publish(ports());
   }

@@ -1,4 +1,4 @@
-#include "service.h"
+#include "kovacenter/service.h"
 
 #include <string>
 #include <string_view>
@@ -21,20 +21,20 @@ std::string actionOf(const Request &request) try {
 std::optional<Reply> replacement(Fault &fault) {
   const int number = static_cast<int>(fault.number);
   switch (fault.kind) {
-    case FaultKind::status:
+    case FaultKind::kStatus:
       return Reply{number, "text/plain", {}, {}};
-    case FaultKind::body:
+    case FaultKind::kBody:
       return Reply{200, "text/html", std::move(fault.text), {}};
-    case FaultKind::redirect:
+    case FaultKind::kRedirect:
       return Reply{number, "text/plain", {}, std::move(fault.text)};
-    case FaultKind::garbage:
+    case FaultKind::kGarbage:
       return Reply{0, {}, std::string(kGarbage), {}};
-    case FaultKind::reset:
-    case FaultKind::silence:
+    case FaultKind::kReset:
+    case FaultKind::kSilence:
       return Reply{0, {}, {}, {}};
-    case FaultKind::delay:
-    case FaultKind::cut:
-    case FaultKind::drip:
+    case FaultKind::kDelay:
+    case FaultKind::kCut:
+    case FaultKind::kDrip:
       break;
   }
   return std::nullopt;

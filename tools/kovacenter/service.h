@@ -4,11 +4,11 @@
 #include <mutex>
 #include <optional>
 
-#include "database.h"
-#include "faults.h"
-#include "journal.h"
-#include "judge.h"
-#include "state.h"
+#include "kovacenter/database.h"
+#include "kovacenter/faults.h"
+#include "kovacenter/journal.h"
+#include "kovacenter/judge.h"
+#include "kovacenter/state.h"
 
 namespace kova::center {
 

@@ -1,4 +1,4 @@
-#include "state.h"
+#include "kovacenter/state.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <stdexcept>
 
-#include "json.h"
+#include "kovacenter/json.h"
 
 namespace kova::center {
 namespace {

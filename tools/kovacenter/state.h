@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <optional>
 
-#include "files.h"
+#include "kovacenter/files.h"
 
 namespace kova::center {
 

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "commands.h"
-#include "services_in_use.h"
-#include "text.h"
-#include "waiting.h"
+#include "tarvkova/commands.h"
+#include "tarvkova/services_in_use.h"
+#include "tarvkova/text.h"
+#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {

@@ -1,6 +1,6 @@
 
-#include "commands.h"
-#include "services_in_use.h"
+#include "tarvkova/commands.h"
+#include "tarvkova/services_in_use.h"
 
 namespace kova::cli {
 namespace {

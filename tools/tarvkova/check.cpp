@@ -3,10 +3,10 @@
 #include <optional>
 #include <string>
 
-#include "commands.h"
-#include "secret_source.h"
-#include "text.h"
-#include "waiting.h"
+#include "tarvkova/commands.h"
+#include "tarvkova/secret_source.h"
+#include "tarvkova/text.h"
+#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "outcome.h"
+#include "tarvkova/outcome.h"
 
 namespace kova::cli {
 

@@ -1,12 +1,12 @@
 #include <kova/error.h>
 #include <kova/session.h>
 
-#include "commands.h"
-#include "refresh.h"
-#include "secret_source.h"
-#include "stored_account.h"
-#include "text.h"
-#include "waiting.h"
+#include "tarvkova/commands.h"
+#include "tarvkova/refresh.h"
+#include "tarvkova/secret_source.h"
+#include "tarvkova/stored_account.h"
+#include "tarvkova/text.h"
+#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {

@@ -2,9 +2,9 @@
 #include <kova/platform.h>
 #include <kova/session.h>
 
-#include "commands.h"
-#include "stored_account.h"
-#include "waiting.h"
+#include "tarvkova/commands.h"
+#include "tarvkova/stored_account.h"
+#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {

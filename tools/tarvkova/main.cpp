@@ -5,12 +5,12 @@
 #include <cstring>
 #include <string>
 
-#include "commands.h"
-#include "secret_source.h"
-#include "signals.h"
-#include "streams.h"
-#include "text.h"
-#include "waiting.h"
+#include "tarvkova/commands.h"
+#include "tarvkova/secret_source.h"
+#include "tarvkova/signals.h"
+#include "tarvkova/streams.h"
+#include "tarvkova/text.h"
+#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 
@@ -46,7 +46,7 @@ int tell(const Report &report, bool json) {
     for (const std::string &note : report.notes) result["notes"].append(note);
     text = jsonLine(result) + "\n";
   }
-  return statusOf(writeOutput(text) ? Exit::success : Exit::local);
+  return statusOf(writeOutput(text) ? Exit::kSuccess : Exit::kLocal);
 }
 
 int tell(const Failure &failure, bool json) {
@@ -82,9 +82,9 @@ class CommandLine {
     try {
       program_.parse(argc, argv);
     } catch (const CLI::CallForHelp &) {
-      return statusOf(writeOutput(program_.help()) ? Exit::success : Exit::local);
+      return statusOf(writeOutput(program_.help()) ? Exit::kSuccess : Exit::kLocal);
     } catch (const CLI::CallForVersion &version) {
-      return statusOf(writeOutput(std::string(version.what()) + "\n") ? Exit::success : Exit::local);
+      return statusOf(writeOutput(std::string(version.what()) + "\n") ? Exit::kSuccess : Exit::kLocal);
     } catch (const CLI::ParseError &error) {
       throw usageFailure(error.what());
     }
@@ -94,7 +94,7 @@ class CommandLine {
     endBy(interrupted.signal);
   } catch (const Failure &failure) {
     const int status = tell(failure, json_);
-    if (failure.exit == Exit::usage && !json_) complain("try \"tarvkova " + commandName() + "--help\"");
+    if (failure.exit == Exit::kUsage && !json_) complain("try \"tarvkova " + commandName() + "--help\"");
     return status;
   } catch (const std::exception &error) {
     return tell(localFailure(error.what()), json_);

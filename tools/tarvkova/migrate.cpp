@@ -6,11 +6,11 @@
 #include <set>
 #include <vector>
 
-#include "commands.h"
-#include "secret_source.h"
-#include "services_in_use.h"
-#include "text.h"
-#include "waiting.h"
+#include "tarvkova/commands.h"
+#include "tarvkova/secret_source.h"
+#include "tarvkova/services_in_use.h"
+#include "tarvkova/text.h"
+#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {

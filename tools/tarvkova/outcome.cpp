@@ -1,4 +1,4 @@
-#include "outcome.h"
+#include "tarvkova/outcome.h"
 
 #include <kova/error.h>
 
@@ -16,29 +16,30 @@ struct Meaning {
 };
 
 constexpr Meaning kMeanings[] = {
-    {KOVA_ERR_BAD_PARAMETERS, Exit::service, "bad_parameters", "the service does not accept these values"},
-    {KOVA_ERR_JSON_FORMAT, Exit::service, "bad_reply", "the service's reply cannot be read"},
-    {KOVA_ERR_ACCOUNT_GET, Exit::notSignedIn, "not_signed_in", "this device is not signed in"},
-    {KOVA_ERR_REQUEST, Exit::unreachable, "unreachable", "the service cannot be reached, or gives no proper answer"},
-    {KOVA_ERR_RESPONSE, Exit::service, "incomplete_reply", "the service's reply is incomplete"},
-    {KOVA_ERR_SYSTEM, Exit::local, "system_error", "a system error; the system log has its details"},
-    {KOVA_ERR_SERIAL_NUMBER, Exit::local, "no_serial_number", "the device's serial number cannot be read"},
-    {KOVA_ERR_AUTHENTICATION, Exit::refused, "authentication_failed", "the service no longer accepts this device"},
-    {KOVA_ERR_NETWORK, Exit::unreachable, "network_failure", "the network failed"},
-    {KOVA_ERR_ACCOUNT_IN_USE, Exit::service, "account_in_use", "this e-mail address already has an account"},
-    {KOVA_ERR_ACCOUNT_LIMIT, Exit::service, "account_limit",
+    {KOVA_ERR_BAD_PARAMETERS, Exit::kService, "bad_parameters", "the service does not accept these values"},
+    {KOVA_ERR_JSON_FORMAT, Exit::kService, "bad_reply", "the service's reply cannot be read"},
+    {KOVA_ERR_ACCOUNT_GET, Exit::kNotSignedIn, "not_signed_in", "this device is not signed in"},
+    {KOVA_ERR_REQUEST, Exit::kUnreachable, "unreachable", "the service cannot be reached, or gives no proper answer"},
+    {KOVA_ERR_RESPONSE, Exit::kService, "incomplete_reply", "the service's reply is incomplete"},
+    {KOVA_ERR_SYSTEM, Exit::kLocal, "system_error", "a system error; the system log has its details"},
+    {KOVA_ERR_SERIAL_NUMBER, Exit::kLocal, "no_serial_number", "the device's serial number cannot be read"},
+    {KOVA_ERR_AUTHENTICATION, Exit::kRefused, "authentication_failed", "the service no longer accepts this device"},
+    {KOVA_ERR_NETWORK, Exit::kUnreachable, "network_failure", "the network failed"},
+    {KOVA_ERR_ACCOUNT_IN_USE, Exit::kService, "account_in_use", "this e-mail address already has an account"},
+    {KOVA_ERR_ACCOUNT_LIMIT, Exit::kService, "account_limit",
      "this device has registered as many accounts as the service allows"},
-    {KOVA_ERR_UNVERIFIED, Exit::refused, "account_unverified", "the account's e-mail address is not verified yet"},
-    {KOVA_ERR_STORE, Exit::local, "not_stored", "the device cannot store the account or the setting"},
-    {KOVA_ERR_MAC_ADDRESS, Exit::local, "no_mac_address", "the device's MAC address cannot be read"},
-    {KOVA_ERR_TOKEN, Exit::local, "no_token", "the device token cannot be made"},
-    {KOVA_ERR_SERVER_CONFIG, Exit::local, "no_server", "the device does not know its service's address"},
-    {KOVA_ERR_UNKNOWN_RESULT, Exit::service, "unknown_result", "the service answered something unknown"},
-    {KOVA_ERR_ACCOUNT_NOT_FOUND, Exit::refused, "account_not_found", "the service does not know this account"},
-    {KOVA_ERR_API_KEY_NOT_FOUND, Exit::refused, "api_key_not_found", "the service does not know this device's API key"},
+    {KOVA_ERR_UNVERIFIED, Exit::kRefused, "account_unverified", "the account's e-mail address is not verified yet"},
+    {KOVA_ERR_STORE, Exit::kLocal, "not_stored", "the device cannot store the account or the setting"},
+    {KOVA_ERR_MAC_ADDRESS, Exit::kLocal, "no_mac_address", "the device's MAC address cannot be read"},
+    {KOVA_ERR_TOKEN, Exit::kLocal, "no_token", "the device token cannot be made"},
+    {KOVA_ERR_SERVER_CONFIG, Exit::kLocal, "no_server", "the device does not know its service's address"},
+    {KOVA_ERR_UNKNOWN_RESULT, Exit::kService, "unknown_result", "the service answered something unknown"},
+    {KOVA_ERR_ACCOUNT_NOT_FOUND, Exit::kRefused, "account_not_found", "the service does not know this account"},
+    {KOVA_ERR_API_KEY_NOT_FOUND, Exit::kRefused, "api_key_not_found",
+     "the service does not know this device's API key"},
 };
 
-constexpr Meaning kUnknown = {0, Exit::local, "failed", "the operation failed; the system log has its details"};
+constexpr Meaning kUnknown = {0, Exit::kLocal, "failed", "the operation failed; the system log has its details"};
 
 const Meaning &find(int code) {
   const auto *found = std::ranges::find(kMeanings, code, &Meaning::code);
@@ -48,11 +49,11 @@ const Meaning &find(int code) {
 }  // namespace
 
 Failure usageFailure(const std::string &message) {
-  return {Exit::usage, 0, "usage", message};
+  return {Exit::kUsage, 0, "usage", message};
 }
 
 Failure localFailure(const std::string &message) {
-  return {Exit::local, 0, "local_failure", message};
+  return {Exit::kLocal, 0, "local_failure", message};
 }
 
 Failure notSignedIn(const std::string &message) {

@@ -10,7 +10,7 @@
 
 namespace kova::cli {
 
-enum class Exit { success, local, usage, notSignedIn, refused, unreachable, service };
+enum class Exit { kSuccess, kLocal, kUsage, kNotSignedIn, kRefused, kUnreachable, kService };
 
 struct Report {
   Json::Value result{Json::objectValue};  // the members beside "ok"

@@ -5,11 +5,11 @@
 #include <charconv>
 #include <vector>
 
-#include "commands.h"
-#include "streams.h"
-#include "table.h"
-#include "text.h"
-#include "waiting.h"
+#include "tarvkova/commands.h"
+#include "tarvkova/streams.h"
+#include "tarvkova/table.h"
+#include "tarvkova/text.h"
+#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {

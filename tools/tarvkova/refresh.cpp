@@ -1,8 +1,8 @@
-#include "refresh.h"
+#include "tarvkova/refresh.h"
 
 #include <kova/error.h>
 
-#include "stored_account.h"
+#include "tarvkova/stored_account.h"
 
 namespace kova::cli {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "outcome.h"
+#include "tarvkova/outcome.h"
 
 namespace kova::cli {
 

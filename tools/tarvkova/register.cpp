@@ -1,9 +1,9 @@
 #include <kova/services.h>
 
-#include "commands.h"
-#include "secret_source.h"
-#include "text.h"
-#include "waiting.h"
+#include "tarvkova/commands.h"
+#include "tarvkova/secret_source.h"
+#include "tarvkova/text.h"
+#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {

@@ -1,11 +1,11 @@
-#include "secret.h"
+#include "tarvkova/secret.h"
 
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
-#include "outcome.h"
+#include "tarvkova/outcome.h"
 
 namespace kova::cli {
 

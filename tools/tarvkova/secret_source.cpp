@@ -1,4 +1,4 @@
-#include "secret_source.h"
+#include "tarvkova/secret_source.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "outcome.h"
-#include "streams.h"
+#include "tarvkova/outcome.h"
+#include "tarvkova/streams.h"
 
 namespace kova::cli {
 namespace {

@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "descriptor.h"
-#include "secret.h"
-#include "terminal.h"
+#include "tarvkova/descriptor.h"
+#include "tarvkova/secret.h"
+#include "tarvkova/terminal.h"
 
 namespace CLI {
 class App;

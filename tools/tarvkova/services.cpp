@@ -1,11 +1,11 @@
 #include <kova/services.h>
 
-#include "commands.h"
-#include "stored_account.h"
-#include "streams.h"
-#include "table.h"
-#include "text.h"
-#include "waiting.h"
+#include "tarvkova/commands.h"
+#include "tarvkova/stored_account.h"
+#include "tarvkova/streams.h"
+#include "tarvkova/table.h"
+#include "tarvkova/text.h"
+#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {

@@ -1,16 +1,16 @@
-#include "services_in_use.h"
+#include "tarvkova/services_in_use.h"
 
 #include <kova/unify.h>
 
 #include <algorithm>
 #include <optional>
 
-#include "outcome.h"
-#include "streams.h"
-#include "table.h"
-#include "terminal.h"
-#include "text.h"
-#include "waiting.h"
+#include "tarvkova/outcome.h"
+#include "tarvkova/streams.h"
+#include "tarvkova/table.h"
+#include "tarvkova/terminal.h"
+#include "tarvkova/text.h"
+#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 

@@ -3,11 +3,11 @@
 
 #include <algorithm>
 
-#include "commands.h"
-#include "refresh.h"
-#include "secret_source.h"
-#include "stored_account.h"
-#include "waiting.h"
+#include "tarvkova/commands.h"
+#include "tarvkova/refresh.h"
+#include "tarvkova/secret_source.h"
+#include "tarvkova/stored_account.h"
+#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {

@@ -1,4 +1,4 @@
-#include "signals.h"
+#include "tarvkova/signals.h"
 
 #include <unistd.h>
 

@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <ctime>
 
-#include "commands.h"
-#include "refresh.h"
-#include "stored_account.h"
-#include "streams.h"
-#include "table.h"
-#include "text.h"
-#include "waiting.h"
+#include "tarvkova/commands.h"
+#include "tarvkova/refresh.h"
+#include "tarvkova/stored_account.h"
+#include "tarvkova/streams.h"
+#include "tarvkova/table.h"
+#include "tarvkova/text.h"
+#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {

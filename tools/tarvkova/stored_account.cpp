@@ -1,10 +1,10 @@
-#include "stored_account.h"
+#include "tarvkova/stored_account.h"
 
 #include <kova/error.h>
 
 #include <cstring>
 
-#include "outcome.h"
+#include "tarvkova/outcome.h"
 
 namespace kova::cli {
 

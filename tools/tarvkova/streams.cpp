@@ -1,4 +1,4 @@
-#include "streams.h"
+#include "tarvkova/streams.h"
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -8,7 +8,7 @@
 #include <csignal>
 #include <cstring>
 
-#include "text.h"
+#include "tarvkova/text.h"
 
 namespace kova::cli {
 namespace {

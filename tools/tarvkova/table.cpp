@@ -1,10 +1,10 @@
-#include "table.h"
+#include "tarvkova/table.h"
 
 #include <algorithm>
 #include <numeric>
 #include <string_view>
 
-#include "text.h"
+#include "tarvkova/text.h"
 
 namespace kova::cli {
 namespace {

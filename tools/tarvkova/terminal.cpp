@@ -1,4 +1,4 @@
-#include "terminal.h"
+#include "tarvkova/terminal.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -10,8 +10,8 @@
 #include <csignal>
 #include <utility>
 
-#include "outcome.h"
-#include "text.h"
+#include "tarvkova/outcome.h"
+#include "tarvkova/text.h"
 
 namespace kova::cli {
 namespace {

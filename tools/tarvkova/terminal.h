@@ -5,8 +5,8 @@
 #include <string>
 #include <utility>
 
-#include "descriptor.h"
-#include "secret.h"
+#include "tarvkova/descriptor.h"
+#include "tarvkova/secret.h"
 
 namespace kova::cli {
 

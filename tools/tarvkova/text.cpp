@@ -1,4 +1,4 @@
-#include "text.h"
+#include "tarvkova/text.h"
 
 #include <json/value.h>
 #include <json/writer.h>

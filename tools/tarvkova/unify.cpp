@@ -4,12 +4,12 @@
 
 #include <cstring>
 
-#include "commands.h"
-#include "refresh.h"
-#include "services_in_use.h"
-#include "stored_account.h"
-#include "text.h"
-#include "waiting.h"
+#include "tarvkova/commands.h"
+#include "tarvkova/refresh.h"
+#include "tarvkova/services_in_use.h"
+#include "tarvkova/stored_account.h"
+#include "tarvkova/text.h"
+#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {
@@ -43,7 +43,7 @@ Report unify() {
   Json::Value accounts;
   const int result = whileWaiting([&] { return TARVKOVAAccountIsUnified(accounts); });
   if (result < 0 && TARVKOVAErrGet() == KOVA_SUCCESS && accounts.size() > 1) {
-    Failure failure(Exit::local, 0, "several_accounts",
+    Failure failure(Exit::kLocal, 0, "several_accounts",
                     "the services of this device use " + std::to_string(accounts.size()) +
                         " accounts; see \"tarvkova accounts\", merge them with \"tarvkova migrate\"");
     failure.result["accounts"] = accounts;

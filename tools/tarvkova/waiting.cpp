@@ -1,4 +1,4 @@
-#include "waiting.h"
+#include "tarvkova/waiting.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -11,7 +11,7 @@
 #include <string>
 #include <utility>
 
-#include "signals.h"
+#include "tarvkova/signals.h"
 
 namespace kova::cli {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <thread>
 
-#include "descriptor.h"
+#include "tarvkova/descriptor.h"
 
 namespace kova::cli {
 

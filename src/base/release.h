@@ -1,0 +1,14 @@
+// Owners of C handles: std::unique_ptr<FILE, Release<fclose>>.
+#pragma once
+
+namespace kova {
+
+template <auto release>
+struct Release {
+  template <class T>
+  void operator()(T *handle) const {
+    release(handle);
+  }
+};
+
+}  // namespace kova
