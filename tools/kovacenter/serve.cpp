@@ -13,8 +13,7 @@
 
 #include "kovacenter/commands.h"
 #include "kovacenter/devices.h"
-#include "kovacenter/https_server.h"
-#include "kovacenter/proxy.h"
+#include "kovacenter/server.h"
 
 namespace kova::center {
 namespace {
@@ -28,19 +27,16 @@ class Running {
   Running(const State &state, const ServeOptions &options)
       : mark_(state),
         service_(state, options.rules),
-        https_(serverCredentials(state, options.certificate), service_, stop_, options.port),
-        proxy_(https_.port(), stop_) {
+        server_(serverCredentials(state, options.certificate), service_, options.port) {
     mark_.publish(ports());
   }
 
-  Ports ports() const { return {https_.port(), proxy_.port()}; }
+  Ports ports() const { return server_.ports(); }
 
  private:
   RunMark mark_;
-  StopEvent stop_;
   Service service_;
-  HttpsServer https_;
-  Proxy proxy_;
+  Server server_;
 };
 
 // Blocks the signals that end a service, and the one that a child ended, so that they can be waited for.
