@@ -17,11 +17,13 @@
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http.hpp>
-#include <boost/beast/version.hpp>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <iostream>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -45,8 +47,8 @@ using namespace std::chrono_literals;
 using HttpRequest = http::request<http::string_body>;
 using HttpResponse = http::response<http::string_body>;
 
-constexpr uint32_t kLargestHead = 64 << 10;
-constexpr uint64_t kLargestBody = 16 << 20;
+constexpr uint32_t kLargestHead = uint32_t{64} << 10;
+constexpr uint64_t kLargestBody = uint64_t{16} << 20;
 // The time that a client has for its TLS handshake, for a whole request, and to take a whole reply.
 constexpr auto kPatience = 30s;
 // The time for which a client that was refused may go on sending.
@@ -139,6 +141,7 @@ class Client {
 awaitable<void> Client::serve(asio::const_buffer received) {
   transport().expires_after(kPatience);
   co_await stream_.async_handshake(asio::ssl::stream_base::server, received, use_awaitable);
+  // Not "while (co_await ...)", which g++ 12 compiles into a crash.
   for (bool goesOn = true; goesOn;) goesOn = co_await serveRequest();
   if (transport().socket().is_open()) co_await end();
 }
@@ -152,6 +155,7 @@ awaitable<bool> Client::serveRequest() {
   if (status != http::status::ok) {
     HttpResponse refusal(status, 11);
     refusal.keep_alive(false);
+    refusal.prepare_payload();
     co_await write(std::move(refusal));
     co_return false;
   }
