@@ -12,14 +12,16 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "base/release.h"
+#include "kovacenter/files.h"
 #include "kovacenter/hosts.h"
 
 namespace kova::center {
 namespace {
 
-using Bio = std::unique_ptr<BIO, OpensslFree<BIO_free_all>>;
-using Number = std::unique_ptr<BIGNUM, OpensslFree<BN_free>>;
-using Extension = std::unique_ptr<X509_EXTENSION, OpensslFree<X509_EXTENSION_free>>;
+using Bio = std::unique_ptr<BIO, Release<BIO_free_all>>;
+using Number = std::unique_ptr<BIGNUM, Release<BN_free>>;
+using Extension = std::unique_ptr<X509_EXTENSION, Release<X509_EXTENSION_free>>;
 
 constexpr long kDay = 86400;
 constexpr long kServerDays = 825;

@@ -8,20 +8,13 @@
 #include <memory>
 #include <string>
 
+#include "base/release.h"
 #include "kovacenter/state.h"
 
 namespace kova::center {
 
-template <auto release>
-struct OpensslFree {
-  template <class T>
-  void operator()(T *object) const {
-    release(object);
-  }
-};
-
-using Certificate = std::unique_ptr<X509, OpensslFree<X509_free>>;
-using Key = std::unique_ptr<EVP_PKEY, OpensslFree<EVP_PKEY_free>>;
+using Certificate = std::unique_ptr<X509, Release<X509_free>>;
+using Key = std::unique_ptr<EVP_PKEY, Release<EVP_PKEY_free>>;
 
 struct Credentials {
   Certificate certificate;

@@ -2,10 +2,10 @@
 
 #include <exception>
 
+#include "base/json.h"
 #include "kovacenter/digest.h"
 #include "kovacenter/files.h"
 #include "kovacenter/form.h"
-#include "kovacenter/json.h"
 
 namespace kova::center {
 namespace {
@@ -17,7 +17,9 @@ constexpr std::uintmax_t kEnrolmentLimit = 4096;
 bool isEnrolled(const std::filesystem::path &root, std::string_view serial, std::string_view keyDigest) try {
   const std::filesystem::path file = root / kEnrolment;
   if (!std::filesystem::is_regular_file(file) || std::filesystem::file_size(file) > kEnrolmentLimit) return false;
-  const Json::Value record = readJsonObject(readFile(file));
+  const std::optional<Json::Value> parsed = parseJsonObject(readFile(file));
+  if (!parsed) return false;
+  const Json::Value &record = *parsed;
   return record["serial"].asString() == serial && record["sha256"].asString() == keyDigest;
 } catch (const std::exception &) {
   return false;

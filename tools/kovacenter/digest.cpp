@@ -7,28 +7,19 @@
 #include <stdexcept>
 #include <vector>
 
+#include "base/hexadecimal.h"
+
 namespace kova::center {
 namespace {
 
 constexpr int kIterations = 10000;
-
-std::string hex(const unsigned char *bytes, std::size_t size) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  text.reserve(2 * size);
-  for (std::size_t i = 0; i < size; ++i) {
-    text += kDigits[bytes[i] >> 4];
-    text += kDigits[bytes[i] & 15];
-  }
-  return text;
-}
 
 std::string digestHex(const EVP_MD *kind, std::string_view text) {
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned size = 0;
   if (EVP_Digest(text.data(), text.size(), digest, &size, kind, nullptr) != 1)
     throw std::runtime_error("digest failed");
-  return hex(digest, size);
+  return hexadecimal({digest, size});
 }
 
 }  // namespace
@@ -48,13 +39,13 @@ std::string slowDigest(std::string_view text, std::string_view salt) {
                         kIterations, EVP_sha256(), sizeof key, key) != 1) {
     throw std::runtime_error("digest failed");
   }
-  return hex(key, sizeof key);
+  return hexadecimal(key);
 }
 
 std::string randomHex(std::size_t bytes) {
   std::vector<unsigned char> random(bytes);
   if (RAND_bytes(random.data(), static_cast<int>(bytes)) != 1) throw std::runtime_error("no random bytes");
-  return hex(random.data(), bytes);
+  return hexadecimal(random);
 }
 
 bool sameSecret(std::string_view a, std::string_view b) {

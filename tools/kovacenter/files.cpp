@@ -26,21 +26,12 @@ std::string readFile(const std::filesystem::path &path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-void writeAll(int fd, std::string_view content) {
-  while (!content.empty()) {
-    const ssize_t written = write(fd, content.data(), content.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) throwErrno("write");
-    content.remove_prefix(static_cast<std::size_t>(written));
-  }
-}
-
 void writeFile(const std::filesystem::path &path, std::string_view content, mode_t mode) {
   const std::filesystem::path temporary = path.string() + ".new";
   std::filesystem::remove(temporary);
   const Descriptor file = openFile(temporary, O_WRONLY | O_CREAT | O_EXCL, mode);
   if (fchmod(file.get(), mode) < 0) throwErrno(temporary.string());
-  writeAll(file.get(), content);
+  if (!writeAll(file.get(), content)) throwErrno("write");
   std::filesystem::rename(temporary, path);
 }
 

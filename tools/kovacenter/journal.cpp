@@ -8,8 +8,10 @@
 #include <iostream>
 #include <string>
 
+#include "base/descriptor.h"
+#include "base/json.h"
 #include "kovacenter/clock.h"
-#include "kovacenter/json.h"
+#include "kovacenter/files.h"
 
 namespace kova::center {
 namespace {
@@ -43,7 +45,7 @@ void Journal::add(const Request &request, const Reply &reply, std::string_view f
   line["status"] = reply.status;
   line["reply"] = reply.body;
   if (!fault.empty()) line["fault"] = std::string(fault);
-  writeAll(file_.get(), writeJson(line) + "\n");
+  if (!writeAll(file_.get(), jsonLine(line) + "\n")) throwErrno("write");
 }
 
 void printJournal(const std::filesystem::path &file, bool follow) {

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string_view>
 
-#include "kovacenter/files.h"
+#include "base/descriptor.h"
 #include "kovacenter/judge.h"
 
 namespace kova::center {

@@ -6,10 +6,10 @@
 #include <iterator>
 #include <optional>
 
+#include "base/json.h"
 #include "kovacenter/devices.h"
 #include "kovacenter/digest.h"
 #include "kovacenter/hosts.h"
-#include "kovacenter/json.h"
 
 namespace kova::center {
 namespace {
@@ -32,7 +32,7 @@ constexpr Script kScripts[] = {
 Reply render(const Script &script, std::string_view word, Json::Value members) {
   if (script.bareWord) return {200, "text/html", std::string(word), {}};
   members["code"] = std::string(word);
-  return {200, "application/json", writeJson(members), {}};
+  return {200, "application/json", jsonLine(members), {}};
 }
 
 // Every request begins with the device's serial number and token.

@@ -15,6 +15,7 @@
 #include "kovacenter/commands.h"
 #include "kovacenter/devices.h"
 #include "kovacenter/digest.h"
+#include "kovacenter/files.h"
 
 namespace kova::center {
 namespace {

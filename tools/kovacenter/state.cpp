@@ -7,7 +7,8 @@
 #include <cerrno>
 #include <stdexcept>
 
-#include "kovacenter/json.h"
+#include "base/json.h"
+#include "kovacenter/files.h"
 
 namespace kova::center {
 namespace {
@@ -47,7 +48,9 @@ std::optional<Ports> runningService(const State &state) {
   struct flock holder = wholeFile();
   if (fcntl(lock.get(), F_OFD_GETLK, &holder) < 0) throwErrno("lock");
   if (holder.l_type == F_UNLCK || !std::filesystem::exists(state.file("run.json"))) return std::nullopt;
-  const Json::Value run = readJsonObject(readFile(state.file("run.json")));
+  const std::optional<Json::Value> parsed = parseJsonObject(readFile(state.file("run.json")));
+  if (!parsed) throw std::runtime_error("not a JSON object");
+  const Json::Value &run = *parsed;
   return Ports{run["https_port"].asInt(), run["proxy_port"].asInt()};
 }
 
@@ -68,7 +71,7 @@ void RunMark::publish(const Ports &ports) {
   run["pid"] = static_cast<Json::Int>(getpid());
   run["https_port"] = ports.https;
   run["proxy_port"] = ports.proxy;
-  writeFile(file_, writeJson(run) + "\n", 0600);
+  writeFile(file_, jsonLine(run) + "\n", 0600);
 }
 
 }  // namespace kova::center

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <optional>
 
-#include "kovacenter/files.h"
+#include "base/descriptor.h"
 
 namespace kova::center {
 
