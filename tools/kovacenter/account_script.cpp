@@ -26,7 +26,7 @@ void changeFlag(const Form &form, std::string_view name, bool &flag) {
 // An address that no other account has.
 void changeEmail(Call &call, Account &account, const std::string &email) {
   if (!looksLikeEmail(email)) throw badParameter("email");
-  const std::optional<Account> owner = findAccount(call.store, email);
+  const std::optional<Account> owner = findAccount(call.database, email);
   if (owner && owner->id != account.id) throw Refusal("account_inused", "An account has this e-mail address already");
   account.email = email;
 }
@@ -43,7 +43,7 @@ Json::Value update(Call &call) {
   const std::string *email = form.find("email");
   const bool newPassword = form.find("passwd_new") != nullptr || form.find("passwd_confirmation") != nullptr;
   if ((form.find("passwd") != nullptr || email != nullptr || newPassword) &&
-      !passwordMatches(call.store, account, needPasswordMd5(call))) {
+      !passwordMatches(call.database, account, needPasswordMd5(call))) {
     throw Refusal("badauth", "The password is wrong");
   }
   if (email != nullptr) changeEmail(call, account, *email);
@@ -59,8 +59,8 @@ Json::Value update(Call &call) {
     if (!std::ranges::all_of(splitList(*versions), isRelease)) throw badParameter("critical_version_list");
     account.criticalVersions = *versions;
   }
-  saveAccount(call.store, account);
-  if (newPassword) changePassword(call.store, account, needNewPassword(form));
+  saveAccount(call.database, account);
+  if (newPassword) changePassword(call.database, account, needNewPassword(form));
   return Json::objectValue;
 }
 
@@ -77,10 +77,10 @@ Json::Value registerAccount(Call &call) {
   changeFlag(form, "critical_release", account.criticalRelease);
   account.registeredBy = call.serial;
   account.verified = !call.rules.registerUnverified;
-  if (countRegisteredBy(call.store, call.serial) >= call.rules.registerLimit) {
+  if (countRegisteredBy(call.database, call.serial) >= call.rules.registerLimit) {
     throw Refusal("serial_exceed_max_account_register", "This device has registered as many accounts as it may");
   }
-  addAccount(call.store, account, password);
+  addAccount(call.database, account, password);
   return Json::objectValue;
 }
 
@@ -106,25 +106,25 @@ std::map<unsigned, Credentials> mergeList(const Form &form) {
 }
 
 // Gives the main account what the other has, and ends the other.
-void merge(Database &store, Account &main, const Account &other) {
-  movePurchases(store, other, main);
+void merge(SQLite::Database &database, Account &main, const Account &other) {
+  movePurchases(database, other, main);
   if (main.alias.empty()) main.alias = other.alias;
   if (main.ddns.empty()) main.ddns = other.ddns;
-  removeAccount(store, other);
+  removeAccount(database, other);
 }
 
 Json::Value migrate(Call &call) {
   checkToken(call);
   const std::map<unsigned, Credentials> list = mergeList(call.form);
   if (list.empty()) throw badParameter("merge_list");
-  Account main = signIn(call.store, call.form.needText("email"), needPasswordMd5(call));
+  Account main = signIn(call.database, call.form.needText("email"), needPasswordMd5(call));
   for (const auto &[index, credentials] : list) {
     if (credentials.email == nullptr || credentials.password == nullptr) throw badParameter("merge_list");
-    const Account other = signIn(call.store, *credentials.email, md5Hex(*credentials.password));
+    const Account other = signIn(call.database, *credentials.email, md5Hex(*credentials.password));
     if (other.id == main.id) throw badParameter("merge_list");
-    merge(call.store, main, other);
+    merge(call.database, main, other);
   }
-  saveAccount(call.store, main);
+  saveAccount(call.database, main);
   return Json::objectValue;
 }
 

@@ -17,38 +17,40 @@ constexpr std::string_view kSelect =
     "SELECT id, email, full_name, country, timezone, notify_language, critical_versions, alias, ddns, registered_by,"
     " verified, disabled, enews, critical_release, enews_local_promotion, revoke_on_password_change FROM accounts";
 
-Account accountOf(const Statement &row) {
+Account accountOf(const SQLite::Statement &row) {
+  const auto text = [&](int column) { return row.getColumn(column).getString(); };
+  const auto flag = [&](int column) { return row.getColumn(column).getInt() != 0; };
   Account account;
-  account.id = row.integer(0);
-  account.email = row.text(1);
-  account.fullName = row.text(2);
-  account.country = row.text(3);
-  account.timezone = row.text(4);
-  account.notifyLanguage = row.text(5);
-  account.criticalVersions = row.text(6);
-  account.alias = row.text(7);
-  account.ddns = row.text(8);
-  account.registeredBy = row.text(9);
-  account.verified = row.integer(10) != 0;
-  account.disabled = row.integer(11) != 0;
-  account.enews = row.integer(12) != 0;
-  account.criticalRelease = row.integer(13) != 0;
-  account.enewsLocalPromotion = row.integer(14) != 0;
-  account.revokeOnPasswordChange = row.integer(15) != 0;
+  account.id = row.getColumn(0).getInt64();
+  account.email = text(1);
+  account.fullName = text(2);
+  account.country = text(3);
+  account.timezone = text(4);
+  account.notifyLanguage = text(5);
+  account.criticalVersions = text(6);
+  account.alias = text(7);
+  account.ddns = text(8);
+  account.registeredBy = text(9);
+  account.verified = flag(10);
+  account.disabled = flag(11);
+  account.enews = flag(12);
+  account.criticalRelease = flag(13);
+  account.enewsLocalPromotion = flag(14);
+  account.revokeOnPasswordChange = flag(15);
   return account;
 }
 
 template <class Value>
-std::optional<Account> findWhere(Database &store, std::string_view condition, const Value &value) {
-  Statement row = store.query(std::string(kSelect).append(condition), value);
-  if (!row.step()) return std::nullopt;
+std::optional<Account> findWhere(SQLite::Database &database, std::string_view condition, const Value &value) {
+  SQLite::Statement row = prepare(database, std::string(kSelect).append(condition), value);
+  if (!row.executeStep()) return std::nullopt;
   return accountOf(row);
 }
 
-void storePassword(Database &store, const Account &account, std::string_view password) {
+void storePassword(SQLite::Database &database, const Account &account, std::string_view password) {
   const std::string salt = randomHex(16);
-  store.run("UPDATE accounts SET salt = ?, password = ? WHERE id = ?", salt, slowDigest(md5Hex(password), salt),
-            account.id);
+  execute(database, "UPDATE accounts SET salt = ?, password = ? WHERE id = ?", salt, slowDigest(md5Hex(password), salt),
+          account.id);
 }
 
 }  // namespace
@@ -72,68 +74,69 @@ bool looksLikeEmail(std::string_view text) {
   });
 }
 
-std::optional<Account> findAccount(Database &store, std::string_view email) {
-  return findWhere(store, " WHERE email = ?", email);
+std::optional<Account> findAccount(SQLite::Database &database, const std::string &email) {
+  return findWhere(database, " WHERE email = ?", email);
 }
 
-std::optional<Account> findAccountByKovaId(Database &store, std::string_view kovaId) {
+std::optional<Account> findAccountByKovaId(SQLite::Database &database, std::string_view kovaId) {
   int64_t number = 0;
   const char *end = kovaId.data() + kovaId.size();
   const auto [parsed, error] = std::from_chars(kovaId.data(), end, number);
   if (error != std::errc() || parsed != end || number < kFirstKovaId) return std::nullopt;
-  return findWhere(store, " WHERE id = ?", number - kFirstKovaId);
+  return findWhere(database, " WHERE id = ?", number - kFirstKovaId);
 }
 
-std::vector<Account> allAccounts(Database &store) {
+std::vector<Account> allAccounts(SQLite::Database &database) {
   std::vector<Account> accounts;
-  Statement row = store.query(std::string(kSelect) + " ORDER BY email");
-  while (row.step()) accounts.push_back(accountOf(row));
+  SQLite::Statement row = prepare(database, std::string(kSelect) + " ORDER BY email");
+  while (row.executeStep()) accounts.push_back(accountOf(row));
   return accounts;
 }
 
-int64_t countRegisteredBy(Database &store, std::string_view serial) {
-  Statement row = store.query("SELECT count(*) FROM accounts WHERE registered_by = ?", serial);
-  row.step();
-  return row.integer(0);
+int64_t countRegisteredBy(SQLite::Database &database, const std::string &serial) {
+  SQLite::Statement row = prepare(database, "SELECT count(*) FROM accounts WHERE registered_by = ?", serial);
+  row.executeStep();
+  return row.getColumn(0).getInt64();
 }
 
-void addAccount(Database &store, Account &account, std::string_view password) {
-  store.run("INSERT INTO accounts VALUES (NULL, ?, '', '', '', '', '', '', '', '', '', '', 0, 0, 0, 0, 0, 0)",
-            account.email);
-  account.id = store.lastInsertId();
-  saveAccount(store, account);
-  storePassword(store, account, password);
+void addAccount(SQLite::Database &database, Account &account, std::string_view password) {
+  execute(database, "INSERT INTO accounts VALUES (NULL, ?, '', '', '', '', '', '', '', '', '', '', 0, 0, 0, 0, 0, 0)",
+          account.email);
+  account.id = database.getLastInsertRowid();
+  saveAccount(database, account);
+  storePassword(database, account, password);
 }
 
-void saveAccount(Database &store, const Account &account) {
-  store.run(
-      "UPDATE accounts SET email = ?, full_name = ?, country = ?, timezone = ?, notify_language = ?,"
-      " critical_versions = ?, alias = ?, ddns = ?, registered_by = ?, verified = ?, disabled = ?, enews = ?,"
-      " critical_release = ?, enews_local_promotion = ?, revoke_on_password_change = ? WHERE id = ?",
-      account.email, account.fullName, account.country, account.timezone, account.notifyLanguage,
-      account.criticalVersions, account.alias, account.ddns, account.registeredBy, int64_t{account.verified},
-      int64_t{account.disabled}, int64_t{account.enews}, int64_t{account.criticalRelease},
-      int64_t{account.enewsLocalPromotion}, int64_t{account.revokeOnPasswordChange}, account.id);
+void saveAccount(SQLite::Database &database, const Account &account) {
+  execute(database,
+          "UPDATE accounts SET email = ?, full_name = ?, country = ?, timezone = ?, notify_language = ?,"
+          " critical_versions = ?, alias = ?, ddns = ?, registered_by = ?, verified = ?, disabled = ?, enews = ?,"
+          " critical_release = ?, enews_local_promotion = ?, revoke_on_password_change = ? WHERE id = ?",
+          account.email, account.fullName, account.country, account.timezone, account.notifyLanguage,
+          account.criticalVersions, account.alias, account.ddns, account.registeredBy, account.verified,
+          account.disabled, account.enews, account.criticalRelease, account.enewsLocalPromotion,
+          account.revokeOnPasswordChange, account.id);
 }
 
-void removeAccount(Database &store, const Account &account) {
-  store.run("DELETE FROM accounts WHERE id = ?", account.id);
+void removeAccount(SQLite::Database &database, const Account &account) {
+  execute(database, "DELETE FROM accounts WHERE id = ?", account.id);
 }
 
-bool passwordMatches(Database &store, const Account &account, std::string_view passwordMd5) {
-  Statement row = store.query("SELECT salt, password FROM accounts WHERE id = ?", account.id);
-  return row.step() && sameSecret(slowDigest(passwordMd5, row.text(0)), row.text(1));
+bool passwordMatches(SQLite::Database &database, const Account &account, std::string_view passwordMd5) {
+  SQLite::Statement row = prepare(database, "SELECT salt, password FROM accounts WHERE id = ?", account.id);
+  return row.executeStep() &&
+         sameSecret(slowDigest(passwordMd5, row.getColumn(0).getString()), row.getColumn(1).getString());
 }
 
-void changePassword(Database &store, const Account &account, std::string_view password) {
-  storePassword(store, account, password);
-  if (account.revokeOnPasswordChange) revokeAuthKeys(store, account);
+void changePassword(SQLite::Database &database, const Account &account, std::string_view password) {
+  storePassword(database, account, password);
+  if (account.revokeOnPasswordChange) revokeAuthKeys(database, account);
 }
 
-Account signIn(Database &store, std::string_view email, std::string_view passwordMd5) {
-  std::optional<Account> account = findAccount(store, email);
+Account signIn(SQLite::Database &database, const std::string &email, std::string_view passwordMd5) {
+  std::optional<Account> account = findAccount(database, email);
   if (!account) throw Refusal("account_not_found", "No account has this e-mail address");
-  if (!passwordMatches(store, *account, passwordMd5)) throw Refusal("badauth", "The password is wrong");
+  if (!passwordMatches(database, *account, passwordMd5)) throw Refusal("badauth", "The password is wrong");
   if (!account->verified) throw Refusal("account_unverified", "The e-mail address is not verified yet");
   return *account;
 }

@@ -1,4 +1,4 @@
-// The accounts in the store.
+// The accounts in the database.
 #pragma once
 
 #include <cstdint>
@@ -37,22 +37,22 @@ const std::vector<std::string> &releases();
 
 bool looksLikeEmail(std::string_view text);
 
-std::optional<Account> findAccount(Database &store, std::string_view email);
-std::optional<Account> findAccountByKovaId(Database &store, std::string_view kovaId);
-std::vector<Account> allAccounts(Database &store);
-int64_t countRegisteredBy(Database &store, std::string_view serial);
+std::optional<Account> findAccount(SQLite::Database &database, const std::string &email);
+std::optional<Account> findAccountByKovaId(SQLite::Database &database, std::string_view kovaId);
+std::vector<Account> allAccounts(SQLite::Database &database);
+int64_t countRegisteredBy(SQLite::Database &database, const std::string &serial);
 
 // Adds the account and gives it its id.
-void addAccount(Database &store, Account &account, std::string_view password);
-void saveAccount(Database &store, const Account &account);
+void addAccount(SQLite::Database &database, Account &account, std::string_view password);
+void saveAccount(SQLite::Database &database, const Account &account);
 // Also ends its auth keys and forgets its purchases.
-void removeAccount(Database &store, const Account &account);
+void removeAccount(SQLite::Database &database, const Account &account);
 
-bool passwordMatches(Database &store, const Account &account, std::string_view passwordMd5);
+bool passwordMatches(SQLite::Database &database, const Account &account, std::string_view passwordMd5);
 // Revokes the account's auth keys where it asks for that.
-void changePassword(Database &store, const Account &account, std::string_view password);
+void changePassword(SQLite::Database &database, const Account &account, std::string_view password);
 
 // The account of this address and password. Throws a Refusal: account_not_found, badauth, account_unverified.
-Account signIn(Database &store, std::string_view email, std::string_view passwordMd5);
+Account signIn(SQLite::Database &database, const std::string &email, std::string_view passwordMd5);
 
 }  // namespace kova::center

@@ -1,15 +1,18 @@
 #include "kovacenter/database.h"
 
+#include <SQLiteCpp/Exception.h>
 #include <fcntl.h>
 
 #include <cerrno>
-#include <exception>
 #include <stdexcept>
 
+#include "base/descriptor.h"
 #include "kovacenter/files.h"
 
 namespace kova::center {
 namespace {
+
+constexpr int kBusyMilliseconds = 10000;
 
 constexpr const char *kSchema[] = {
     "CREATE TABLE IF NOT EXISTS accounts ("
@@ -43,76 +46,32 @@ void createPrivate(const std::filesystem::path &file) {
   if (!created && errno != EEXIST) throwErrno(file.string());
 }
 
-}  // namespace
-
-Statement::Statement(sqlite3 *connection, std::string_view sql) {
-  sqlite3_stmt *statement = nullptr;
-  const int result = sqlite3_prepare_v2(connection, sql.data(), static_cast<int>(sql.size()), &statement, nullptr);
-  statement_.reset(statement);
-  if (result != SQLITE_OK) throw std::runtime_error(sqlite3_errmsg(connection));
+SQLite::Database connect(const std::filesystem::path &file) try {
+  return SQLite::Database(file.c_str(), SQLite::OPEN_READWRITE, kBusyMilliseconds);
+} catch (const SQLite::Exception &error) {
+  throw std::runtime_error(file.string() + ": " + error.getErrorStr());
 }
 
-void Statement::check(int result) const {
-  if (result != SQLITE_OK) throw std::runtime_error(sqlite3_errmsg(sqlite3_db_handle(statement_.get())));
-}
-
-bool Statement::step() {
-  const int result = sqlite3_step(statement_.get());
-  if (result == SQLITE_ROW) return true;
-  if (result != SQLITE_DONE) check(result);
-  return false;
-}
-
-std::string Statement::text(int column) const {
-  const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(statement_.get(), column));
-  if (text == nullptr) return {};
-  return {text, static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column))};
-}
-
-int64_t Statement::integer(int column) const {
-  return sqlite3_column_int64(statement_.get(), column);
-}
-
-void Statement::bindOne(int index, std::string_view value) {
-  check(sqlite3_bind_text64(statement_.get(), index, value.data() == nullptr ? "" : value.data(), value.size(),
-                            SQLITE_TRANSIENT, SQLITE_UTF8));
-}
-
-void Statement::bindOne(int index, int64_t value) {
-  check(sqlite3_bind_int64(statement_.get(), index, value));
-}
-
-Database::Database(const std::filesystem::path &file) {
-  createPrivate(file);
-  sqlite3 *connection = nullptr;
-  const int result = sqlite3_open_v2(file.c_str(), &connection, SQLITE_OPEN_READWRITE, nullptr);
-  connection_.reset(connection);
-  if (result != SQLITE_OK) throw std::runtime_error(file.string() + ": " + sqlite3_errstr(result));
-  sqlite3_busy_timeout(connection, 10000);
-  run("PRAGMA journal_mode = WAL");
-  run("PRAGMA synchronous = NORMAL");
-  run("PRAGMA foreign_keys = ON");
-  Transaction transaction(*this);
-  for (const char *statement : kSchema) run(statement);
+void createTables(SQLite::Database &database) {
+  SQLite::Transaction transaction = beginTransaction(database);
+  for (const char *statement : kSchema) database.exec(statement);
   transaction.commit();
 }
 
-Transaction::Transaction(Database &database) : database_(database) {
-  database_.run("BEGIN IMMEDIATE");
+}  // namespace
+
+SQLite::Database openDatabase(const std::filesystem::path &file) {
+  createPrivate(file);
+  SQLite::Database database = connect(file);
+  database.exec("PRAGMA journal_mode = WAL");
+  database.exec("PRAGMA synchronous = NORMAL");
+  database.exec("PRAGMA foreign_keys = ON");
+  createTables(database);
+  return database;
 }
 
-Transaction::~Transaction() {
-  if (!open_) return;
-  try {
-    database_.run("ROLLBACK");
-  } catch (const std::exception &) {
-    // SQLite has rolled back by itself.
-  }
-}
-
-void Transaction::commit() {
-  database_.run("COMMIT");
-  open_ = false;
+SQLite::Transaction beginTransaction(SQLite::Database &database) {
+  return SQLite::Transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
 }
 
 }  // namespace kova::center

@@ -98,14 +98,14 @@ std::string relayFile(const DeviceOptions &options) {
 }
 
 // The service then says of these accounts what the device says.
-void noteServices(Database &store, const DeviceOptions &options) {
-  if (std::optional<Account> account = findAccount(store, options.relayAccount)) {
+void noteServices(SQLite::Database &database, const DeviceOptions &options) {
+  if (std::optional<Account> account = findAccount(database, options.relayAccount)) {
     account->alias = options.relayAlias;
-    saveAccount(store, *account);
+    saveAccount(database, *account);
   }
-  if (std::optional<Account> account = findAccount(store, options.ddnsAccount)) {
+  if (std::optional<Account> account = findAccount(database, options.ddnsAccount)) {
     account->ddns = options.ddnsHost;
-    saveAccount(store, *account);
+    saveAccount(database, *account);
   }
 }
 
@@ -131,10 +131,10 @@ void makeDeviceRoot(const State &state, const DeviceOptions &options) {
   writeFile(root / "usr/tarv/tarvkova/unify/note", kUnifyHook, kProgram);
   writeFile(root / "usr/tarv/etc/rc.d/ddns", kDnsService, kProgram);
 
-  Database store(state.database());
-  Transaction transaction(store);
-  addDeviceRoot(store, root);
-  noteServices(store, options);
+  SQLite::Database database = openDatabase(state.database());
+  SQLite::Transaction transaction = beginTransaction(database);
+  addDeviceRoot(database, root);
+  noteServices(database, options);
   transaction.commit();
   // Last, for it is what makes the directory a device root.
   writeFile(root / kDeviceFile, deviceFile(options), kPlain);

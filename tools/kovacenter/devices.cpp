@@ -25,61 +25,63 @@ bool isEnrolled(const std::filesystem::path &root, std::string_view serial, std:
   return false;
 }
 
-bool isEnrolledAnywhere(Database &store, std::string_view serial, std::string_view keyDigest) {
-  Statement row = store.query("SELECT path FROM device_roots");
-  while (row.step()) {
-    if (isEnrolled(row.text(0), serial, keyDigest)) return true;
+bool isEnrolledAnywhere(SQLite::Database &database, std::string_view serial, std::string_view keyDigest) {
+  SQLite::Statement row = prepare(database, "SELECT path FROM device_roots");
+  while (row.executeStep()) {
+    if (isEnrolled(row.getColumn(0).getString(), serial, keyDigest)) return true;
   }
   return false;
 }
 
 }  // namespace
 
-void addDeviceRoot(Database &store, const std::filesystem::path &root) {
-  store.run("INSERT OR IGNORE INTO device_roots VALUES (?)", root.string());
+void addDeviceRoot(SQLite::Database &database, const std::filesystem::path &root) {
+  execute(database, "INSERT OR IGNORE INTO device_roots VALUES (?)", root.string());
 }
 
-void admitDevice(Database &store, std::string_view serial, std::string_view apiKey, std::string_view mac) {
+void admitDevice(SQLite::Database &database, const std::string &serial, const std::string &apiKey,
+                 const std::string &mac) {
   const std::string digest = sha256Hex(apiKey);
-  Statement known = store.query("SELECT 1 FROM devices WHERE serial = ? AND api_key = ?", serial, digest);
-  if (!known.step() && !isEnrolledAnywhere(store, serial, digest)) {
+  SQLite::Statement known = prepare(database, "SELECT 1 FROM devices WHERE serial = ? AND api_key = ?", serial, digest);
+  if (!known.executeStep() && !isEnrolledAnywhere(database, serial, digest)) {
     throw Refusal("apikey_not_found", "No device with this serial number has enrolled this API key");
   }
-  store.run(
-      "INSERT INTO devices (serial, mac, api_key) VALUES (?, ?, ?)"
-      " ON CONFLICT (serial) DO UPDATE SET mac = excluded.mac, api_key = excluded.api_key",
-      serial, mac, digest);
+  execute(database,
+          "INSERT INTO devices (serial, mac, api_key) VALUES (?, ?, ?)"
+          " ON CONFLICT (serial) DO UPDATE SET mac = excluded.mac, api_key = excluded.api_key",
+          serial, mac, digest);
 }
 
-void setDeviceTimezone(Database &store, std::string_view serial, std::string_view timezone) {
-  store.run(
-      "INSERT INTO devices (serial, timezone) VALUES (?, ?)"
-      " ON CONFLICT (serial) DO UPDATE SET timezone = excluded.timezone",
-      serial, timezone);
+void setDeviceTimezone(SQLite::Database &database, const std::string &serial, const std::string &timezone) {
+  execute(database,
+          "INSERT INTO devices (serial, timezone) VALUES (?, ?)"
+          " ON CONFLICT (serial) DO UPDATE SET timezone = excluded.timezone",
+          serial, timezone);
 }
 
-std::string issueAuthKey(Database &store, const Account &account, std::string_view serial) {
+std::string issueAuthKey(SQLite::Database &database, const Account &account, const std::string &serial) {
   std::string key = randomHex(16);
-  store.run("INSERT INTO auth_keys (key, serial, account) VALUES (?, ?, ?)", sha256Hex(key), serial, account.id);
+  execute(database, "INSERT INTO auth_keys (key, serial, account) VALUES (?, ?, ?)", sha256Hex(key), serial,
+          account.id);
   return key;
 }
 
-std::optional<Account> accountOfAuthKey(Database &store, std::string_view kovaId, std::string_view serial,
-                                        std::string_view authKey) {
-  std::optional<Account> account = findAccountByKovaId(store, kovaId);
+std::optional<Account> accountOfAuthKey(SQLite::Database &database, const std::string &kovaId,
+                                        const std::string &serial, const std::string &authKey) {
+  std::optional<Account> account = findAccountByKovaId(database, kovaId);
   if (!account) return std::nullopt;
-  Statement row = store.query("SELECT 1 FROM auth_keys WHERE key = ? AND serial = ? AND account = ?",
-                              sha256Hex(authKey), serial, account->id);
-  if (!row.step()) return std::nullopt;
+  SQLite::Statement row = prepare(database, "SELECT 1 FROM auth_keys WHERE key = ? AND serial = ? AND account = ?",
+                                  sha256Hex(authKey), serial, account->id);
+  if (!row.executeStep()) return std::nullopt;
   return account;
 }
 
-void revokeAuthKeys(Database &store, const Account &account, std::string_view serial) {
-  store.run("DELETE FROM auth_keys WHERE account = ? AND serial = ?", account.id, serial);
+void revokeAuthKeys(SQLite::Database &database, const Account &account, const std::string &serial) {
+  execute(database, "DELETE FROM auth_keys WHERE account = ? AND serial = ?", account.id, serial);
 }
 
-void revokeAuthKeys(Database &store, const Account &account) {
-  store.run("DELETE FROM auth_keys WHERE account = ?", account.id);
+void revokeAuthKeys(SQLite::Database &database, const Account &account) {
+  execute(database, "DELETE FROM auth_keys WHERE account = ?", account.id);
 }
 
 }  // namespace kova::center

@@ -16,11 +16,11 @@ Json::Value authen(Call &call) {
   const std::string &md5 = call.form.need("passwd");
   const bool digits = std::ranges::all_of(md5, [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
   if (md5.size() != 32 || !digits) throw badParameter("passwd");
-  Account account = signIn(call.store, email, md5);
+  Account account = signIn(call.database, email, md5);
   const std::string *alias = call.form.find("alias");
   if (alias != nullptr && !alias->empty()) {
     account.alias = *alias;
-    saveAccount(call.store, account);
+    saveAccount(call.database, account);
   }
   Json::Value reply;
   reply["kova_id"] = account.kovaId();
@@ -34,10 +34,10 @@ Json::Value authen(Call &call) {
 Account accountToSignIn(Call &call) {
   const std::string &type = call.form.need("type");
   const std::string &email = call.form.needText("email");
-  if (type == "acnt_pw_apikey") return signIn(call.store, email, needPasswordMd5(call));
+  if (type == "acnt_pw_apikey") return signIn(call.database, email, needPasswordMd5(call));
   if (type != "acnt_apikey") throw badParameter("type");
   // Some of the device's services end the address with a newline.
-  std::optional<Account> account = findAccount(call.store, email.substr(0, email.find_last_not_of("\r\n") + 1));
+  std::optional<Account> account = findAccount(call.database, email.substr(0, email.find_last_not_of("\r\n") + 1));
   if (!account) throw Refusal("account_not_found", "No account has this e-mail address");
   if (!account->verified) throw Refusal("account_unverified", "The e-mail address is not verified yet");
   return *account;
@@ -47,10 +47,10 @@ Json::Value getAuthKey(Call &call) {
   const std::string &apiKey = call.form.needText("api_key");
   const std::string &mac = call.form.needText("mac");
   const Account account = accountToSignIn(call);
-  admitDevice(call.store, call.serial, apiKey, mac);
+  admitDevice(call.database, call.serial, apiKey, mac);
   Json::Value reply;
   reply["kova_id"] = account.kovaId();
-  reply["auth_key"] = issueAuthKey(call.store, account, call.serial);
+  reply["auth_key"] = issueAuthKey(call.database, account, call.serial);
   reply["email"] = account.email;
   return reply;
 }
@@ -75,7 +75,7 @@ Json::Value query(Call &call) {
 }
 
 Json::Value destroy(Call &call) {
-  revokeAuthKeys(call.store, signedInAccount(call), call.serial);
+  revokeAuthKeys(call.database, signedInAccount(call), call.serial);
   return Json::objectValue;
 }
 
@@ -87,7 +87,7 @@ Json::Value check(Call &call) {
     reply[wanted] = wanted == "alias" ? account.alias : account.ddns;
   }
   const std::string *timezone = call.form.find("timezone");
-  if (timezone != nullptr) setDeviceTimezone(call.store, call.serial, *timezone);
+  if (timezone != nullptr) setDeviceTimezone(call.database, call.serial, *timezone);
   return reply;
 }
 

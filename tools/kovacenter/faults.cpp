@@ -39,9 +39,10 @@ const Kind &kindNamed(std::string_view name) {
   return *kind;
 }
 
-Fault faultOf(const Statement &row) {
-  return {row.integer(0), row.text(1), row.text(2),   kindNamed(row.text(3)).kind,
-          row.integer(4), row.text(5), row.integer(6)};
+Fault faultOf(const SQLite::Statement &row) {
+  const auto text = [&](int column) { return row.getColumn(column).getString(); };
+  const auto number = [&](int column) { return row.getColumn(column).getInt64(); };
+  return {number(0), text(1), text(2), kindNamed(text(3)).kind, number(4), text(5), number(6)};
 }
 
 constexpr std::string_view kSelect = "SELECT id, script, action, kind, number, text, remaining FROM faults";
@@ -78,33 +79,34 @@ void setKind(Fault &fault, const std::vector<std::string> &words) {
   }
 }
 
-void addFault(Database &store, const Fault &fault) {
-  store.run("INSERT INTO faults (script, action, kind, number, text, remaining) VALUES (?, ?, ?, ?, ?, ?)",
-            fault.script, fault.action, nameOf(fault.kind), fault.number, fault.text, fault.remaining);
+void addFault(SQLite::Database &database, const Fault &fault) {
+  execute(database, "INSERT INTO faults (script, action, kind, number, text, remaining) VALUES (?, ?, ?, ?, ?, ?)",
+          fault.script, fault.action, std::string(nameOf(fault.kind)), fault.number, fault.text, fault.remaining);
 }
 
-std::vector<Fault> allFaults(Database &store) {
+std::vector<Fault> allFaults(SQLite::Database &database) {
   std::vector<Fault> faults;
-  Statement row = store.query(std::string(kSelect) + " ORDER BY id");
-  while (row.step()) faults.push_back(faultOf(row));
+  SQLite::Statement row = prepare(database, std::string(kSelect) + " ORDER BY id");
+  while (row.executeStep()) faults.push_back(faultOf(row));
   return faults;
 }
 
-void clearFaults(Database &store) {
-  store.run("DELETE FROM faults");
+void clearFaults(SQLite::Database &database) {
+  execute(database, "DELETE FROM faults");
 }
 
-std::optional<Fault> takeFault(Database &store, std::string_view script, std::string_view action) {
-  Transaction transaction(store);
+std::optional<Fault> takeFault(SQLite::Database &database, const std::string &script, const std::string &action) {
+  SQLite::Transaction transaction = beginTransaction(database);
   std::optional<Fault> fault;
   {
-    Statement row = store.query(
-        std::string(kSelect) + " WHERE script IN ('', ?) AND action IN ('', ?) ORDER BY id LIMIT 1", script, action);
-    if (row.step()) fault = faultOf(row);
+    SQLite::Statement row =
+        prepare(database, std::string(kSelect) + " WHERE script IN ('', ?) AND action IN ('', ?) ORDER BY id LIMIT 1",
+                script, action);
+    if (row.executeStep()) fault = faultOf(row);
   }
   if (!fault) return std::nullopt;
-  store.run("UPDATE faults SET remaining = remaining - 1 WHERE id = ?", fault->id);
-  store.run("DELETE FROM faults WHERE remaining < 1");
+  execute(database, "UPDATE faults SET remaining = remaining - 1 WHERE id = ?", fault->id);
+  execute(database, "DELETE FROM faults WHERE remaining < 1");
   transaction.commit();
   return fault;
 }

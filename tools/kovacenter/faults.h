@@ -39,11 +39,11 @@ std::string_view nameOf(FaultKind kind);
 // them.
 void setKind(Fault &fault, const std::vector<std::string> &words);
 
-void addFault(Database &store, const Fault &fault);
-std::vector<Fault> allFaults(Database &store);
-void clearFaults(Database &store);
+void addFault(SQLite::Database &database, const Fault &fault);
+std::vector<Fault> allFaults(SQLite::Database &database);
+void clearFaults(SQLite::Database &database);
 
 // Uses up one count of the oldest fault that is meant for this request.
-std::optional<Fault> takeFault(Database &store, std::string_view script, std::string_view action);
+std::optional<Fault> takeFault(SQLite::Database &database, const std::string &script, const std::string &action);
 
 }  // namespace kova::center

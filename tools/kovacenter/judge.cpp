@@ -49,15 +49,15 @@ std::string judgeDevice(const Form &form) {
   return serial;
 }
 
-Json::Value act(Database &store, const Rules &rules, const Script &script, const Request &request) {
+Json::Value act(SQLite::Database &database, const Rules &rules, const Script &script, const Request &request) {
   const Form form(request.form);
   std::string serial = judgeDevice(form);
   const Actions &actions = script.actions();
   const auto action = actions.find(form.need("action"));
   if (action == actions.end()) throw badParameter("action");
 
-  Transaction transaction(store);
-  Call call{store, rules, form, std::move(serial)};
+  SQLite::Transaction transaction = beginTransaction(database);
+  Call call{database, rules, form, std::move(serial)};
   Json::Value members = action->second(call);
   transaction.commit();
   return members;
@@ -68,7 +68,7 @@ Json::Value act(Database &store, const Rules &rules, const Script &script, const
 Account signedInAccount(Call &call) {
   const std::string &kovaId = call.form.needText("kova_id");
   const std::string &authKey = call.form.needText("auth_key");
-  std::optional<Account> account = accountOfAuthKey(call.store, kovaId, call.serial, authKey);
+  std::optional<Account> account = accountOfAuthKey(call.database, kovaId, call.serial, authKey);
   if (!account) throw Refusal("badauth", "The auth key is not good for this account and device");
   return *account;
 }
@@ -83,13 +83,13 @@ void checkToken(const Call &call) {
   }
 }
 
-Reply judge(Database &store, const Rules &rules, const Request &request) {
+Reply judge(SQLite::Database &database, const Rules &rules, const Request &request) {
   const auto *script = std::ranges::find(kScripts, request.path, &Script::path);
   if (script == std::end(kScripts) || kindOfHost(request.host) != script->host)
     return {404, "text/plain", "Not found\n", {}};
   if (request.method != "POST" && request.method != "GET") return {405, "text/plain", "Method not allowed\n", {}};
   try {
-    return render(*script, "good", act(store, rules, *script, request));
+    return render(*script, "good", act(database, rules, *script, request));
   } catch (const Refusal &refusal) {
     Json::Value members;
     members["message"] = refusal.what();

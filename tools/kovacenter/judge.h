@@ -36,7 +36,7 @@ struct Reply {
 
 // A request whose device fields were found right.
 struct Call {
-  Database &store;
+  SQLite::Database &database;
   const Rules &rules;
   const Form &form;
   std::string serial;
@@ -57,6 +57,6 @@ std::string needPasswordMd5(const Call &call);
 // A device token among the action's own parameters.
 void checkToken(const Call &call);
 
-Reply judge(Database &store, const Rules &rules, const Request &request);
+Reply judge(SQLite::Database &database, const Rules &rules, const Request &request);
 
 }  // namespace kova::center

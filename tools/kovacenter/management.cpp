@@ -64,8 +64,8 @@ std::string readPassword(const std::filesystem::path &file) {
   return password;
 }
 
-Account accountNamed(Database &store, const std::string &email) {
-  std::optional<Account> account = findAccount(store, email);
+Account accountNamed(SQLite::Database &database, const std::string &email) {
+  std::optional<Account> account = findAccount(database, email);
   if (!account) throw std::invalid_argument("no account has the e-mail address " + email);
   return *account;
 }
@@ -75,38 +75,38 @@ Account accountNamed(Database &store, const std::string &email) {
 void createAccount(const State &state, Account account, const std::filesystem::path &passwordFile) {
   if (!looksLikeEmail(account.email)) throw std::invalid_argument("not an e-mail address: " + account.email);
   const std::string password = readPassword(passwordFile);
-  Database store(state.database());
-  Transaction transaction(store);
-  if (findAccount(store, account.email)) throw std::invalid_argument(account.email + " has an account already");
-  addAccount(store, account, password);
+  SQLite::Database database = openDatabase(state.database());
+  SQLite::Transaction transaction = beginTransaction(database);
+  if (findAccount(database, account.email)) throw std::invalid_argument(account.email + " has an account already");
+  addAccount(database, account, password);
   transaction.commit();
 }
 
 void listAccounts(const State &state) {
-  Database store(state.database());
+  SQLite::Database database = openDatabase(state.database());
   std::cout << std::left;
-  for (const Account &account : allAccounts(store)) {
+  for (const Account &account : allAccounts(database)) {
     std::cout << account.kovaId() << "  " << std::setw(32) << account.email << "  " << std::setw(10)
               << (account.verified ? "verified" : "unverified") << "  " << account.fullName << "\n";
   }
 }
 
 void changeAccount(const State &state, const std::string &email, const AccountChanges &changes) {
-  Database store(state.database());
-  Transaction transaction(store);
-  Account account = accountNamed(store, email);
+  SQLite::Database database = openDatabase(state.database());
+  SQLite::Transaction transaction = beginTransaction(database);
+  Account account = accountNamed(database, email);
   account.verified = changes.verified.value_or(account.verified);
   account.disabled = changes.disabled.value_or(account.disabled);
   account.revokeOnPasswordChange = changes.revokeOnPasswordChange.value_or(account.revokeOnPasswordChange);
   account.alias = changes.alias.value_or(account.alias);
   account.ddns = changes.ddns.value_or(account.ddns);
-  saveAccount(store, account);
+  saveAccount(database, account);
   transaction.commit();
 }
 
 void revokeAccount(const State &state, const std::string &email) {
-  Database store(state.database());
-  revokeAuthKeys(store, accountNamed(store, email));
+  SQLite::Database database = openDatabase(state.database());
+  revokeAuthKeys(database, accountNamed(database, email));
 }
 
 void recordPurchase(const State &state, const std::string &email, Purchase purchase) {
@@ -116,29 +116,29 @@ void recordPurchase(const State &state, const std::string &email, Purchase purch
   if (purchase.createdAt.empty()) purchase.createdAt = utcText(std::chrono::system_clock::now(), "%Y-%m-%d %H:%M:%S");
   if (purchase.createdAt.size() == std::string_view("YYYY-MM-DD").size()) purchase.createdAt += " 00:00:00";
   if (purchase.transactionId.empty()) purchase.transactionId = randomHex(8);
-  Database store(state.database());
-  if (!addPurchase(store, accountNamed(store, email), purchase)) {
+  SQLite::Database database = openDatabase(state.database());
+  if (!addPurchase(database, accountNamed(database, email), purchase)) {
     throw std::invalid_argument("the transaction is recorded already");
   }
 }
 
 void seedPurchases(const State &state, const std::string &email, unsigned count) {
-  Database store(state.database());
-  Transaction transaction(store);
-  const Account account = accountNamed(store, email);
-  for (const Purchase &purchase : plausibleHistory(account, count)) addPurchase(store, account, purchase);
+  SQLite::Database database = openDatabase(state.database());
+  SQLite::Transaction transaction = beginTransaction(database);
+  const Account account = accountNamed(database, email);
+  for (const Purchase &purchase : plausibleHistory(account, count)) addPurchase(database, account, purchase);
   transaction.commit();
 }
 
 void orderFault(const State &state, const Fault &fault) {
-  Database store(state.database());
-  addFault(store, fault);
+  SQLite::Database database = openDatabase(state.database());
+  addFault(database, fault);
 }
 
 void listFaults(const State &state) {
-  Database store(state.database());
+  SQLite::Database database = openDatabase(state.database());
   std::cout << std::left;
-  for (const Fault &fault : allFaults(store)) {
+  for (const Fault &fault : allFaults(database)) {
     std::cout << fault.remaining << "x  " << std::setw(14) << (fault.script.empty() ? "any script" : fault.script)
               << std::setw(14) << (fault.action.empty() ? "any action" : fault.action) << nameOf(fault.kind);
     if (fault.number > 0) std::cout << " " << fault.number;
@@ -148,8 +148,8 @@ void listFaults(const State &state) {
 }
 
 void forgetFaults(const State &state) {
-  Database store(state.database());
-  clearFaults(store);
+  SQLite::Database database = openDatabase(state.database());
+  clearFaults(database);
 }
 
 }  // namespace kova::center

@@ -35,30 +35,30 @@ bool looksLikeDate(std::string_view text) {
   return hasShape(text, "0000-00-00") || hasShape(text, "0000-00-00 00:00:00");
 }
 
-std::vector<Purchase> purchasesOf(Database &store, const Account &account, const PurchaseFilter &filter) {
+std::vector<Purchase> purchasesOf(SQLite::Database &database, const Account &account, const PurchaseFilter &filter) {
   std::vector<Purchase> purchases;
-  Statement row = store.query(
-      "SELECT created_at, app, paypal_id, transaction_id, model, serial, cents, pay_status FROM purchases"
-      " WHERE account = ? ORDER BY created_at, transaction_id",
-      account.id);
-  while (row.step()) {
-    Purchase purchase{row.text(0), row.text(1), row.text(2),    row.text(3),
-                      row.text(4), row.text(5), row.integer(6), row.text(7)};
+  SQLite::Statement row =
+      prepare(database,
+              "SELECT created_at, app, paypal_id, transaction_id, model, serial, cents, pay_status FROM purchases"
+              " WHERE account = ? ORDER BY created_at, transaction_id",
+              account.id);
+  while (row.executeStep()) {
+    Purchase purchase = row.getColumns<Purchase, 8>();
     if (matches(filter, purchase)) purchases.push_back(std::move(purchase));
   }
   return purchases;
 }
 
-bool addPurchase(Database &store, const Account &account, const Purchase &purchase) {
-  return store.run(
-             "INSERT OR IGNORE INTO purchases (transaction_id, account, created_at, app, paypal_id, model, serial,"
-             " cents, pay_status) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)",
-             purchase.transactionId, account.id, purchase.createdAt, purchase.app, purchase.paypalId, purchase.model,
-             purchase.serial, purchase.cents, purchase.payStatus) > 0;
+bool addPurchase(SQLite::Database &database, const Account &account, const Purchase &purchase) {
+  return execute(database,
+                 "INSERT OR IGNORE INTO purchases (transaction_id, account, created_at, app, paypal_id, model, serial,"
+                 " cents, pay_status) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)",
+                 purchase.transactionId, account.id, purchase.createdAt, purchase.app, purchase.paypalId,
+                 purchase.model, purchase.serial, purchase.cents, purchase.payStatus) > 0;
 }
 
-void movePurchases(Database &store, const Account &from, const Account &to) {
-  store.run("UPDATE purchases SET account = ? WHERE account = ?", to.id, from.id);
+void movePurchases(SQLite::Database &database, const Account &from, const Account &to) {
+  execute(database, "UPDATE purchases SET account = ? WHERE account = ?", to.id, from.id);
 }
 
 std::vector<Purchase> plausibleHistory(const Account &account, unsigned count) {

@@ -1,4 +1,4 @@
-// The purchases in the store.
+// The purchases in the database.
 #pragma once
 
 #include <cstdint>
@@ -36,12 +36,12 @@ struct PurchaseFilter {
 bool looksLikeDate(std::string_view text);
 
 // Oldest first.
-std::vector<Purchase> purchasesOf(Database &store, const Account &account, const PurchaseFilter &filter);
+std::vector<Purchase> purchasesOf(SQLite::Database &database, const Account &account, const PurchaseFilter &filter);
 
 // False when the store has the transaction already.
-bool addPurchase(Database &store, const Account &account, const Purchase &purchase);
+bool addPurchase(SQLite::Database &database, const Account &account, const Purchase &purchase);
 
-void movePurchases(Database &store, const Account &from, const Account &to);
+void movePurchases(SQLite::Database &database, const Account &from, const Account &to);
 
 // A history that is the same for an account whenever it is made.
 std::vector<Purchase> plausibleHistory(const Account &account, unsigned count);

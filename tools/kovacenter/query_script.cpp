@@ -55,7 +55,7 @@ Json::Value getHistory(Call &call) {
 
   Json::Value reply;
   Json::Value &entries = reply["entries"] = Json::arrayValue;
-  for (const Purchase &purchase : purchasesOf(call.store, account, filter)) {
+  for (const Purchase &purchase : purchasesOf(call.database, account, filter)) {
     Json::Value entry;
     entry["create_at"] = purchase.createdAt;
     entry["app"] = purchase.app;

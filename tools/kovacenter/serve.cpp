@@ -147,8 +147,8 @@ int run(const State &state, const ServeOptions &options, const std::filesystem::
   const Signals signals;
   const Running service(state, options);
   if (isDeviceRoot(state, device)) {
-    Database store(state.database());
-    addDeviceRoot(store, device);
+    SQLite::Database database = openDatabase(state.database());
+    addDeviceRoot(database, device);
   } else {
     DeviceOptions deviceOptions;
     deviceOptions.root = device;

@@ -43,14 +43,14 @@ std::optional<Reply> replacement(Fault &fault) {
 }  // namespace
 
 Service::Service(const State &state, const Rules &rules)
-    : store_(state.database()), journal_(state.journal()), rules_(rules) {}
+    : database_(openDatabase(state.database())), journal_(state.journal()), rules_(rules) {}
 
 Answer Service::decide(const Request &request) {
   const std::string script = request.path.substr(request.path.starts_with('/') ? 1 : 0);
-  std::optional<Fault> fault = takeFault(store_, script, actionOf(request));
-  if (!fault) return {judge(store_, rules_, request), std::nullopt, 0};
+  std::optional<Fault> fault = takeFault(database_, script, actionOf(request));
+  if (!fault) return {judge(database_, rules_, request), std::nullopt, 0};
   std::optional<Reply> other = replacement(*fault);
-  return {other ? std::move(*other) : judge(store_, rules_, request), fault->kind, fault->number};
+  return {other ? std::move(*other) : judge(database_, rules_, request), fault->kind, fault->number};
 }
 
 Answer Service::answer(const Request &request) {

@@ -29,7 +29,7 @@ class Service {
   Answer decide(const Request &request);
 
   std::mutex mutex_;
-  Database store_;
+  SQLite::Database database_;
   Journal journal_;
   Rules rules_;
 };
