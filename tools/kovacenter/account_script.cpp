@@ -8,9 +8,14 @@
 #include <utility>
 #include <vector>
 
+#include "kovacenter/accounts.h"
+#include "kovacenter/actions.h"
+#include "kovacenter/call.h"
+#include "kovacenter/database.h"
 #include "kovacenter/digest.h"
-#include "kovacenter/judge.h"
+#include "kovacenter/form.h"
 #include "kovacenter/purchases.h"
+#include "kovacenter/refusal.h"
 
 namespace kova::center {
 namespace {
@@ -20,11 +25,11 @@ void changeText(const Form &form, std::string_view name, std::string &text) {
 }
 
 void changeFlag(const Form &form, std::string_view name, bool &flag) {
-  flag = form.flag(name).value_or(flag);
+  flag = form.findFlag(name).value_or(flag);
 }
 
 // An address that no other account has.
-void changeEmail(Call &call, Account &account, const std::string &email) {
+void changeEmail(const Call &call, Account &account, const std::string &email) {
   if (!looksLikeEmail(email)) throw badParameter("email");
   const std::optional<Account> owner = findAccount(call.database, email);
   if (owner && owner->id != account.id) throw Refusal("account_inused", "An account has this e-mail address already");
@@ -37,7 +42,7 @@ std::string needNewPassword(const Form &form) {
   return password;
 }
 
-Json::Value update(Call &call) {
+Json::Value update(const Call &call) {
   const Form &form = call.form;
   Account account = signedInAccount(call);
   const std::string *email = form.find("email");
@@ -64,7 +69,7 @@ Json::Value update(Call &call) {
   return Json::objectValue;
 }
 
-Json::Value registerAccount(Call &call) {
+Json::Value registerAccount(const Call &call) {
   const Form &form = call.form;
   checkToken(call);
   const std::string &password = form.needText("passwd");
@@ -113,7 +118,7 @@ void merge(SQLite::Database &database, Account &main, const Account &other) {
   removeAccount(database, other);
 }
 
-Json::Value migrate(Call &call) {
+Json::Value migrate(const Call &call) {
   checkToken(call);
   const std::map<unsigned, Credentials> list = mergeList(call.form);
   if (list.empty()) throw badParameter("merge_list");

@@ -4,9 +4,9 @@
 #include <charconv>
 #include <system_error>
 
-#include "kovacenter/devices.h"
+#include "kovacenter/auth_keys.h"
 #include "kovacenter/digest.h"
-#include "kovacenter/form.h"
+#include "kovacenter/refusal.h"
 
 namespace kova::center {
 namespace {
@@ -130,7 +130,7 @@ bool passwordMatches(SQLite::Database &database, const Account &account, std::st
 
 void changePassword(SQLite::Database &database, const Account &account, std::string_view password) {
   storePassword(database, account, password);
-  if (account.revokeOnPasswordChange) revokeAuthKeys(database, account);
+  if (account.revokeOnPasswordChange) revokeAuthKeys(database, account.id);
 }
 
 Account signIn(SQLite::Database &database, const std::string &email, std::string_view passwordMd5) {

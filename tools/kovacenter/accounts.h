@@ -18,10 +18,10 @@ struct Account {
   std::string country;
   std::string timezone;
   std::string notifyLanguage;
-  std::string criticalVersions;  // of releases(), joined by commas
+  std::string criticalVersions;  // those of releases() that were chosen, joined by commas
   std::string alias;             // relay name; empty: none
   std::string ddns;              // dynamic DNS host; empty: none
-  std::string registeredBy;      // serial number of the device that registered it; empty: none did
+  std::string registeredBy;      // serial number of the device that registered it; empty: it was added here
   bool verified = true;
   bool disabled = false;
   bool enews = false;
@@ -32,7 +32,7 @@ struct Account {
   std::string kovaId() const;
 };
 
-// The releases that an account can ask to be told of.
+// The releases that an account can choose to be informed of.
 const std::vector<std::string> &releases();
 
 bool looksLikeEmail(std::string_view text);
@@ -45,11 +45,11 @@ int64_t countRegisteredBy(SQLite::Database &database, const std::string &serial)
 // Adds the account and gives it its id.
 void addAccount(SQLite::Database &database, Account &account, std::string_view password);
 void saveAccount(SQLite::Database &database, const Account &account);
-// Also ends its auth keys and forgets its purchases.
+// Its auth keys and purchases are removed with it.
 void removeAccount(SQLite::Database &database, const Account &account);
 
 bool passwordMatches(SQLite::Database &database, const Account &account, std::string_view passwordMd5);
-// Revokes the account's auth keys where it asks for that.
+// Also revokes the account's auth keys, where the account is set to that.
 void changePassword(SQLite::Database &database, const Account &account, std::string_view password);
 
 // The account of this address and password. Throws a Refusal: account_not_found, badauth, account_unverified.

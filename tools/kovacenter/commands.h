@@ -6,11 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "kovacenter/accounts.h"
 #include "kovacenter/certificates.h"
 #include "kovacenter/device_root.h"
 #include "kovacenter/faults.h"
-#include "kovacenter/judge.h"
 #include "kovacenter/purchases.h"
+#include "kovacenter/rules.h"
 #include "kovacenter/state.h"
 
 namespace kova::center {

@@ -5,7 +5,7 @@
 #include "base/json.h"
 #include "kovacenter/digest.h"
 #include "kovacenter/files.h"
-#include "kovacenter/form.h"
+#include "kovacenter/refusal.h"
 
 namespace kova::center {
 namespace {
@@ -57,31 +57,6 @@ void setDeviceTimezone(SQLite::Database &database, const std::string &serial, co
           "INSERT INTO devices (serial, timezone) VALUES (?, ?)"
           " ON CONFLICT (serial) DO UPDATE SET timezone = excluded.timezone",
           serial, timezone);
-}
-
-std::string issueAuthKey(SQLite::Database &database, const Account &account, const std::string &serial) {
-  std::string key = randomHex(16);
-  execute(database, "INSERT INTO auth_keys (key, serial, account) VALUES (?, ?, ?)", sha256Hex(key), serial,
-          account.id);
-  return key;
-}
-
-std::optional<Account> accountOfAuthKey(SQLite::Database &database, const std::string &kovaId,
-                                        const std::string &serial, const std::string &authKey) {
-  std::optional<Account> account = findAccountByKovaId(database, kovaId);
-  if (!account) return std::nullopt;
-  SQLite::Statement row = prepare(database, "SELECT 1 FROM auth_keys WHERE key = ? AND serial = ? AND account = ?",
-                                  sha256Hex(authKey), serial, account->id);
-  if (!row.executeStep()) return std::nullopt;
-  return account;
-}
-
-void revokeAuthKeys(SQLite::Database &database, const Account &account, const std::string &serial) {
-  execute(database, "DELETE FROM auth_keys WHERE account = ? AND serial = ?", account.id, serial);
-}
-
-void revokeAuthKeys(SQLite::Database &database, const Account &account) {
-  execute(database, "DELETE FROM auth_keys WHERE account = ?", account.id);
 }
 
 }  // namespace kova::center

@@ -4,14 +4,18 @@
 #include <string>
 #include <vector>
 
+#include "kovacenter/accounts.h"
+#include "kovacenter/actions.h"
+#include "kovacenter/auth_keys.h"
+#include "kovacenter/call.h"
 #include "kovacenter/devices.h"
-#include "kovacenter/digest.h"
-#include "kovacenter/judge.h"
+#include "kovacenter/form.h"
+#include "kovacenter/refusal.h"
 
 namespace kova::center {
 namespace {
 
-Json::Value authen(Call &call) {
+Json::Value authen(const Call &call) {
   const std::string &email = call.form.needText("email");
   const std::string &md5 = call.form.need("passwd");
   const bool digits = std::ranges::all_of(md5, [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
@@ -31,7 +35,7 @@ Json::Value authen(Call &call) {
 }
 
 // The account that signs in: by its password, or by what the device proves with its API key.
-Account accountToSignIn(Call &call) {
+Account accountToSignIn(const Call &call) {
   const std::string &type = call.form.need("type");
   const std::string &email = call.form.needText("email");
   if (type == "acnt_pw_apikey") return signIn(call.database, email, needPasswordMd5(call));
@@ -43,19 +47,19 @@ Account accountToSignIn(Call &call) {
   return *account;
 }
 
-Json::Value getAuthKey(Call &call) {
+Json::Value getAuthKey(const Call &call) {
   const std::string &apiKey = call.form.needText("api_key");
   const std::string &mac = call.form.needText("mac");
   const Account account = accountToSignIn(call);
   admitDevice(call.database, call.serial, apiKey, mac);
   Json::Value reply;
   reply["kova_id"] = account.kovaId();
-  reply["auth_key"] = issueAuthKey(call.database, account, call.serial);
+  reply["auth_key"] = issueAuthKey(call.database, account.id, call.serial);
   reply["email"] = account.email;
   return reply;
 }
 
-Json::Value query(Call &call) {
+Json::Value query(const Call &call) {
   const Account account = signedInAccount(call);
   const std::vector<std::string> chosen = splitList(account.criticalVersions);
   Json::Value reply;
@@ -74,12 +78,12 @@ Json::Value query(Call &call) {
   return reply;
 }
 
-Json::Value destroy(Call &call) {
-  revokeAuthKeys(call.database, signedInAccount(call), call.serial);
+Json::Value destroy(const Call &call) {
+  revokeAuthKeys(call.database, signedInAccount(call).id, call.serial);
   return Json::objectValue;
 }
 
-Json::Value check(Call &call) {
+Json::Value check(const Call &call) {
   const Account account = signedInAccount(call);
   Json::Value reply = Json::objectValue;
   for (const std::string &wanted : splitList(call.form.need("vx_info"))) {

@@ -4,12 +4,14 @@
 #include <charconv>
 #include <cstddef>
 
+#include "kovacenter/refusal.h"
+
 namespace kova::center {
 namespace {
 
 constexpr std::size_t kMostParameters = 1000000;
 
-// Decodes one name or value. No text of this service holds a NUL.
+// Decodes one name or value. A NUL is refused, for no text of this service holds one.
 std::string decode(std::string_view text) {
   std::string decoded;
   decoded.reserve(text.size());
@@ -30,8 +32,9 @@ std::string decode(std::string_view text) {
   return decoded;
 }
 
+// Calls `use` for each part. A separator at the end has no empty part behind it.
 template <class Use>
-void split(std::string_view text, char separator, Use use) {
+void forEachPart(std::string_view text, char separator, Use use) {
   while (!text.empty()) {
     const std::size_t end = std::min(text.find(separator), text.size());
     use(text.substr(0, end));
@@ -42,7 +45,7 @@ void split(std::string_view text, char separator, Use use) {
 }  // namespace
 
 Form::Form(std::string_view text) {
-  split(text, '&', [&](std::string_view pair) {
+  forEachPart(text, '&', [&](std::string_view pair) {
     if (pair.empty()) return;
     if (pairs_.size() == kMostParameters) throw Refusal("badparam", "Too many parameters");
     const std::size_t equals = std::min(pair.find('='), pair.size());
@@ -67,7 +70,7 @@ const std::string &Form::needText(std::string_view name) const {
   return value;
 }
 
-std::optional<bool> Form::flag(std::string_view name) const {
+std::optional<bool> Form::findFlag(std::string_view name) const {
   const std::string *value = find(name);
   if (value == nullptr) return std::nullopt;
   if (*value != "true" && *value != "false") throw badParameter(name);
@@ -76,7 +79,7 @@ std::optional<bool> Form::flag(std::string_view name) const {
 
 std::vector<std::string> splitList(std::string_view list) {
   std::vector<std::string> elements;
-  split(list, ',', [&](std::string_view element) { elements.emplace_back(element); });
+  forEachPart(list, ',', [&](std::string_view element) { elements.emplace_back(element); });
   return elements;
 }
 

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "base/descriptor.h"
-#include "kovacenter/judge.h"
+#include "kovacenter/message.h"
 
 namespace kova::center {
 

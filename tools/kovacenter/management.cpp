@@ -11,9 +11,10 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "kovacenter/auth_keys.h"
 #include "kovacenter/clock.h"
 #include "kovacenter/commands.h"
-#include "kovacenter/devices.h"
+#include "kovacenter/database.h"
 #include "kovacenter/digest.h"
 #include "kovacenter/files.h"
 
@@ -106,7 +107,7 @@ void changeAccount(const State &state, const std::string &email, const AccountCh
 
 void revokeAccount(const State &state, const std::string &email) {
   SQLite::Database database = openDatabase(state.database());
-  revokeAuthKeys(database, accountNamed(database, email));
+  revokeAuthKeys(database, accountNamed(database, email).id);
 }
 
 void recordPurchase(const State &state, const std::string &email, Purchase purchase) {

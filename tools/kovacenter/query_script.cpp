@@ -6,8 +6,12 @@
 #include <system_error>
 #include <vector>
 
-#include "kovacenter/judge.h"
+#include "kovacenter/accounts.h"
+#include "kovacenter/actions.h"
+#include "kovacenter/call.h"
+#include "kovacenter/form.h"
 #include "kovacenter/purchases.h"
+#include "kovacenter/refusal.h"
 
 namespace kova::center {
 namespace {
@@ -44,7 +48,7 @@ void setDates(const Form &form, PurchaseFilter &filter) {
   }
 }
 
-Json::Value getHistory(Call &call) {
+Json::Value getHistory(const Call &call) {
   const Account account = signedInAccount(call);
   PurchaseFilter filter;
   setDates(call.form, filter);

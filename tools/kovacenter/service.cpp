@@ -4,6 +4,10 @@
 #include <string_view>
 #include <utility>
 
+#include "kovacenter/form.h"
+#include "kovacenter/refusal.h"
+#include "kovacenter/router.h"
+
 namespace kova::center {
 namespace {
 
@@ -48,9 +52,9 @@ Service::Service(const State &state, const Rules &rules)
 Answer Service::decide(const Request &request) {
   const std::string script = request.path.substr(request.path.starts_with('/') ? 1 : 0);
   std::optional<Fault> fault = takeFault(database_, script, actionOf(request));
-  if (!fault) return {judge(database_, rules_, request), std::nullopt, 0};
+  if (!fault) return {replyTo(database_, rules_, request), std::nullopt, 0};
   std::optional<Reply> other = replacement(*fault);
-  return {other ? std::move(*other) : judge(database_, rules_, request), fault->kind, fault->number};
+  return {other ? std::move(*other) : replyTo(database_, rules_, request), fault->kind, fault->number};
 }
 
 Answer Service::answer(const Request &request) {

@@ -1,13 +1,15 @@
 // The service behind the sockets: judges a request, or misbehaves as told, and writes the journal.
 #pragma once
 
+#include <cstdint>
 #include <mutex>
 #include <optional>
 
 #include "kovacenter/database.h"
 #include "kovacenter/faults.h"
 #include "kovacenter/journal.h"
-#include "kovacenter/judge.h"
+#include "kovacenter/message.h"
+#include "kovacenter/rules.h"
 #include "kovacenter/state.h"
 
 namespace kova::center {
