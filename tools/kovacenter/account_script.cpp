@@ -4,9 +4,8 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
-#include <utility>
-#include <vector>
 
 #include "kovacenter/accounts.h"
 #include "kovacenter/actions.h"
@@ -20,15 +19,16 @@
 namespace kova::center {
 namespace {
 
-void changeText(const Form &form, std::string_view name, std::string &text) {
+// Changes the text where the form has the parameter.
+void changeText(std::string &text, const Form &form, std::string_view name) {
   if (const std::string *value = form.find(name)) text = *value;
 }
 
-void changeFlag(const Form &form, std::string_view name, bool &flag) {
+void changeFlag(bool &flag, const Form &form, std::string_view name) {
   flag = form.findFlag(name).value_or(flag);
 }
 
-// An address that no other account has.
+// Gives the account an address that no other account has.
 void changeEmail(const Call &call, Account &account, const std::string &email) {
   if (!looksLikeEmail(email)) throw badParameter("email");
   const std::optional<Account> owner = findAccount(call.database, email);
@@ -42,7 +42,7 @@ std::string needNewPassword(const Form &form) {
   return password;
 }
 
-Json::Value update(const Call &call) {
+Json::Value updateAccount(const Call &call) {
   const Form &form = call.form;
   Account account = signedInAccount(call);
   const std::string *email = form.find("email");
@@ -53,12 +53,12 @@ Json::Value update(const Call &call) {
   }
   if (email != nullptr) changeEmail(call, account, *email);
   if (form.find("full_name") != nullptr) account.fullName = form.needText("full_name");
-  changeText(form, "country", account.country);
-  changeText(form, "notify_lang", account.notifyLanguage);
-  changeText(form, "timezone", account.timezone);
-  changeFlag(form, "enews", account.enews);
-  changeFlag(form, "critical_release", account.criticalRelease);
-  changeFlag(form, "enews_local_promotion", account.enewsLocalPromotion);
+  changeText(account.country, form, "country");
+  changeText(account.notifyLanguage, form, "notify_lang");
+  changeText(account.timezone, form, "timezone");
+  changeFlag(account.enews, form, "enews");
+  changeFlag(account.criticalRelease, form, "critical_release");
+  changeFlag(account.enewsLocalPromotion, form, "enews_local_promotion");
   if (const std::string *versions = form.find("critical_version_list")) {
     const auto isRelease = [](const std::string &name) { return std::ranges::count(releases(), name) > 0; };
     if (!std::ranges::all_of(splitList(*versions), isRelease)) throw badParameter("critical_version_list");
@@ -79,7 +79,7 @@ Json::Value registerAccount(const Call &call) {
   account.notifyLanguage = form.needText("notify_lang");
   account.timezone = form.needText("timezone");
   form.need("critical_release");
-  changeFlag(form, "critical_release", account.criticalRelease);
+  changeFlag(account.criticalRelease, form, "critical_release");
   account.registeredBy = call.serial;
   account.verified = !call.rules.registerUnverified;
   if (countRegisteredBy(call.database, call.serial) >= call.rules.registerLimit) {
@@ -89,15 +89,15 @@ Json::Value registerAccount(const Call &call) {
   return Json::objectValue;
 }
 
-struct Credentials {
+struct AccountToMerge {
   const std::string *email = nullptr;
   const std::string *password = nullptr;
 };
 
 // The parameters "merge_list[<index>][email]" and "merge_list[<index>][passwd]", by index.
-std::map<unsigned, Credentials> mergeList(const Form &form) {
+std::map<unsigned, AccountToMerge> mergeList(const Form &form) {
   constexpr std::string_view kPrefix = "merge_list[";
-  std::map<unsigned, Credentials> list;
+  std::map<unsigned, AccountToMerge> list;
   for (const auto &[name, value] : form.pairs()) {
     if (!name.starts_with(kPrefix)) continue;
     unsigned index = 0;
@@ -110,24 +110,24 @@ std::map<unsigned, Credentials> mergeList(const Form &form) {
   return list;
 }
 
-// Gives the main account what the other has, and ends the other.
-void merge(SQLite::Database &database, Account &main, const Account &other) {
-  movePurchases(database, other, main);
+// Gives the main account what the other has, and removes the other.
+void mergeAccount(SQLite::Database &database, Account &main, const Account &other) {
+  movePurchases(database, main, other);
   if (main.alias.empty()) main.alias = other.alias;
   if (main.ddns.empty()) main.ddns = other.ddns;
   removeAccount(database, other);
 }
 
-Json::Value migrate(const Call &call) {
+Json::Value migrateAccounts(const Call &call) {
   checkToken(call);
-  const std::map<unsigned, Credentials> list = mergeList(call.form);
+  const std::map<unsigned, AccountToMerge> list = mergeList(call.form);
   if (list.empty()) throw badParameter("merge_list");
   Account main = signIn(call.database, call.form.needText("email"), needPasswordMd5(call));
-  for (const auto &[index, credentials] : list) {
-    if (credentials.email == nullptr || credentials.password == nullptr) throw badParameter("merge_list");
-    const Account other = signIn(call.database, *credentials.email, md5Hex(*credentials.password));
+  for (const auto &[index, given] : list) {
+    if (given.email == nullptr || given.password == nullptr) throw badParameter("merge_list");
+    const Account other = signIn(call.database, *given.email, md5Hex(*given.password));
     if (other.id == main.id) throw badParameter("merge_list");
-    merge(call.database, main, other);
+    mergeAccount(call.database, main, other);
   }
   saveAccount(call.database, main);
   return Json::objectValue;
@@ -136,7 +136,8 @@ Json::Value migrate(const Call &call) {
 }  // namespace
 
 const Actions &accountActions() {
-  static const Actions actions = {{"update", update}, {"register", registerAccount}, {"migrate", migrate}};
+  static const Actions actions = {
+      {"update", updateAccount}, {"register", registerAccount}, {"migrate", migrateAccounts}};
   return actions;
 }
 

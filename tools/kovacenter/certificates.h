@@ -1,10 +1,9 @@
-// The private certificate authority and what the service presents.
+// The private certificate authority, and the certificate that the service presents.
 #pragma once
 
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
-#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -23,13 +22,13 @@ struct Credentials {
 
 enum class ServerCertificate { kGood, kExpired, kWrongName, kSelfSigned };
 
-// The authority that is kept in the state; made at the first call.
-Credentials authority(const State &state);
+// The authority is made at the first call, and kept in the state.
+Credentials authorityCredentials(const State &state);
 
-// The server's certificate; the good one is kept in the state and renewed when it no longer serves.
+// The server's certificate. The good one is kept in the state, and renewed when a client would not accept it.
 Credentials serverCredentials(const State &state, ServerCertificate kind);
 
-// The file name under which a directory of hashed certificates must have this one.
+// The name of the certificate's file in a directory of hashed certificates.
 std::string hashedName(const X509 &certificate);
 
 }  // namespace kova::center

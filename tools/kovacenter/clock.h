@@ -1,4 +1,4 @@
-// The present time as text.
+// Points in time as text.
 #pragma once
 
 #include <chrono>
@@ -7,7 +7,7 @@
 
 namespace kova::center {
 
-// A point in time in UTC, in a format of strftime.
+// The point in time in UTC. The format is one of std::strftime.
 inline std::string utcText(std::chrono::system_clock::time_point time, const char *format) {
   const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
   std::tm utc{};

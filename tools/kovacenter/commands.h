@@ -1,4 +1,4 @@
-// The commands.
+// The commands of kovacenter.
 #pragma once
 
 #include <filesystem>
@@ -22,7 +22,7 @@ struct ServeOptions {
   Rules rules;
 };
 
-// Serves until a signal ends it.
+// Runs the service until a signal ends it.
 void serve(const State &state, const ServeOptions &options);
 
 // Runs a command with the service beside it; returns the command's exit code.
@@ -32,7 +32,7 @@ int run(const State &state, const ServeOptions &options, const std::filesystem::
 // Makes a device root and prints the environment to use it.
 void makeDevice(const State &state, const DeviceOptions &options);
 
-// The account's password comes from the file or, without one, from standard input.
+// Reads the account's password from the file or, without one, from standard input.
 void createAccount(const State &state, Account account, const std::filesystem::path &passwordFile);
 void listAccounts(const State &state);
 
@@ -44,15 +44,15 @@ struct AccountChanges {
   std::optional<std::string> ddns;
 };
 void changeAccount(const State &state, const std::string &email, const AccountChanges &changes);
-// Ends every auth key of the account: its devices are told "badauth" from then on.
+// Ends every auth key of the account: its devices are refused with "badauth" from then on.
 void revokeAccount(const State &state, const std::string &email);
 
-// Missing texts of the purchase are filled in.
+// Fills in the date and the transaction identifier where they are empty.
 void recordPurchase(const State &state, const std::string &email, Purchase purchase);
 void seedPurchases(const State &state, const std::string &email, unsigned count);
 
-void orderFault(const State &state, const Fault &fault);
+void createFault(const State &state, const Fault &fault);
 void listFaults(const State &state);
-void forgetFaults(const State &state);
+void deleteFaults(const State &state);
 
 }  // namespace kova::center

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstddef>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
@@ -20,13 +21,13 @@ namespace kova::center {
 namespace {
 
 constexpr const char *kDeviceFile = "etc.defaults/kovadevice.conf";
-constexpr const char *kTrusted = "etc/ssl/certs/ca-certificates.crt";
-constexpr mode_t kPlain = 0644;
-constexpr mode_t kProgram = 0755;
+constexpr const char *kTrustedDirectory = "etc/ssl/certs/ca-certificates.crt";
+constexpr mode_t kFileMode = 0644;
+constexpr mode_t kProgramMode = 0755;
 
 constexpr const char *kDirectories[] = {"etc.defaults",
                                         "etc/cron.d",
-                                        kTrusted,
+                                        kTrustedDirectory,
                                         "usr/tarv/etc/rc.d",
                                         "usr/tarv/etc/tarvddns",
                                         "usr/tarv/etc/tarvrelayd",
@@ -56,27 +57,27 @@ constexpr std::string_view kDnsService = R"(#!/bin/sh
 date -u +%Y-%m-%dT%H:%M:%SZ >>"$KOVA_DEVICE_ROOT/var/log/kova/ddns.log"
 )";
 
-// A key file's line. Refuses what the line could not give back.
+// A line of a key file. Throws where the value could not be read back from it.
 std::string keyLine(std::string_view key, std::string_view value) {
-  const bool plain = std::ranges::none_of(
+  const bool isPlain = std::ranges::none_of(
       value, [](char c) { return c == '"' || c == '\\' || std::iscntrl(static_cast<unsigned char>(c)) != 0; });
-  if (!plain) throw std::invalid_argument("not a plain text: " + std::string(value));
+  if (!isPlain) throw std::invalid_argument("not a plain text: " + std::string(value));
   return std::string(key).append("=\"").append(value).append("\"\n");
 }
 
-// A line for the DNS tool to print; nothing when the device has none.
+// The line that the DNS tool prints; empty where the device has no dynamic DNS.
 std::string lineOf(const std::string &text) {
   if (text.find('\n') != std::string::npos) throw std::invalid_argument("not one line: " + text);
   return text.empty() ? std::string() : text + "\n";
 }
 
-std::string madeUpSerial() {
+std::string randomSerial() {
   std::string serial = "2150KV";
   for (const char digit : randomHex(7).substr(0, 7)) serial += static_cast<char>('0' + digit % 10);
   return serial;
 }
 
-std::string madeUpMac() {
+std::string randomMac() {
   const std::string digits = randomHex(5);
   std::string mac = "02";  // locally administered
   for (std::size_t i = 0; i < digits.size(); i += 2) mac += ":" + digits.substr(i, 2);
@@ -84,9 +85,9 @@ std::string madeUpMac() {
 }
 
 std::string deviceFile(const DeviceOptions &options) {
-  std::string text = keyLine("serial", options.serial.empty() ? madeUpSerial() : options.serial);
+  std::string text = keyLine("serial", options.serial.empty() ? randomSerial() : options.serial);
   if (!options.customSerial.empty()) text += keyLine("custom_serial", options.customSerial);
-  text += keyLine("mac", options.mac.empty() ? madeUpMac() : options.mac);
+  text += keyLine("mac", options.mac.empty() ? randomMac() : options.mac);
   return text + keyLine("user_agent", "kova/1.0 (development device)");
 }
 
@@ -97,8 +98,8 @@ std::string relayFile(const DeviceOptions &options) {
   return relay.toStyledString();
 }
 
-// The service then says of these accounts what the device says.
-void noteServices(SQLite::Database &database, const DeviceOptions &options) {
+// Gives the accounts the relay alias and the host name that the device has for them.
+void setServices(SQLite::Database &database, const DeviceOptions &options) {
   if (std::optional<Account> account = findAccount(database, options.relayAccount)) {
     account->alias = options.relayAlias;
     saveAccount(database, *account);
@@ -118,32 +119,32 @@ void makeDeviceRoot(const State &state, const DeviceOptions &options) {
   }
   for (const char *directory : kDirectories) std::filesystem::create_directories(root / directory);
 
-  const Credentials trusted = authority(state);
-  writeFile(root / kTrusted / hashedName(*trusted.certificate), readFile(state.authority()), kPlain);
+  const Credentials trusted = authorityCredentials(state);
+  writeFile(root / kTrustedDirectory / hashedName(*trusted.certificate), readFile(state.authority()), kFileMode);
   writeFile(root / "etc.defaults/tarvinfo.conf",
-            options.environment.empty() ? std::string() : keyLine("tarvpkg_server", options.environment), kPlain);
-  writeFile(root / "etc/tarvinfo.conf", keyLine("language", "enu") + keyLine("timezone", "Europe/Berlin"), kPlain);
-  writeFile(root / "usr/tarv/etc/tarvrelayd/tarvrelayd.conf", relayFile(options), kPlain);
-  writeFile(root / "usr/tarv/etc/tarvddns/account", lineOf(options.ddnsAccount), kPlain);
-  writeFile(root / "usr/tarv/etc/tarvddns/hostname", lineOf(options.ddnsHost), kPlain);
-  writeFile(root / "usr/tarv/share/kova/notifications.conf", kNotifications, kPlain);
-  writeFile(root / "usr/tarv/sbin/tarvddnsinfo", kDnsTool, kProgram);
-  writeFile(root / "usr/tarv/tarvkova/unify/note", kUnifyHook, kProgram);
-  writeFile(root / "usr/tarv/etc/rc.d/ddns", kDnsService, kProgram);
+            options.environment.empty() ? std::string() : keyLine("tarvpkg_server", options.environment), kFileMode);
+  writeFile(root / "etc/tarvinfo.conf", keyLine("language", "enu") + keyLine("timezone", "Europe/Berlin"), kFileMode);
+  writeFile(root / "usr/tarv/etc/tarvrelayd/tarvrelayd.conf", relayFile(options), kFileMode);
+  writeFile(root / "usr/tarv/etc/tarvddns/account", lineOf(options.ddnsAccount), kFileMode);
+  writeFile(root / "usr/tarv/etc/tarvddns/hostname", lineOf(options.ddnsHost), kFileMode);
+  writeFile(root / "usr/tarv/share/kova/notifications.conf", kNotifications, kFileMode);
+  writeFile(root / "usr/tarv/sbin/tarvddnsinfo", kDnsTool, kProgramMode);
+  writeFile(root / "usr/tarv/tarvkova/unify/note", kUnifyHook, kProgramMode);
+  writeFile(root / "usr/tarv/etc/rc.d/ddns", kDnsService, kProgramMode);
 
   SQLite::Database database = openDatabase(state.database());
   SQLite::Transaction transaction = beginTransaction(database);
   addDeviceRoot(database, root);
-  noteServices(database, options);
+  setServices(database, options);
   transaction.commit();
-  // Last, for it is what makes the directory a device root.
-  writeFile(root / kDeviceFile, deviceFile(options), kPlain);
+  // This file is written last, for a directory that has it counts as a device root.
+  writeFile(root / kDeviceFile, deviceFile(options), kFileMode);
 }
 
 bool isDeviceRoot(const State &state, const std::filesystem::path &root) {
   if (!std::filesystem::exists(root / kDeviceFile)) return false;
-  const Credentials trusted = authority(state);
-  const std::filesystem::path file = root / kTrusted / hashedName(*trusted.certificate);
+  const Credentials trusted = authorityCredentials(state);
+  const std::filesystem::path file = root / kTrustedDirectory / hashedName(*trusted.certificate);
   if (!std::filesystem::exists(file) || readFile(file) != readFile(state.authority())) {
     throw std::runtime_error(root.string() + " trusts the service of another state");
   }

@@ -10,9 +10,9 @@ namespace kova::center {
 
 struct DeviceOptions {
   std::filesystem::path root;
-  std::string serial;  // empty: made up, like the MAC address
+  std::string serial;  // empty: a random one
   std::string customSerial;
-  std::string mac;
+  std::string mac;  // empty: a random one
   std::string relayAccount;
   std::string relayAlias;
   std::string ddnsAccount;
@@ -21,10 +21,10 @@ struct DeviceOptions {
   bool force = false;       // write into a directory that holds something already
 };
 
-// Makes a device that trusts this state's authority and is known to its service.
+// Makes a device root that trusts this state's authority and is known to its service.
 void makeDeviceRoot(const State &state, const DeviceOptions &options);
 
-// Whether the directory is a device root already. Throws when it trusts another authority than this state's.
+// Whether the directory is a device root already. Throws where it trusts another authority than this state's.
 bool isDeviceRoot(const State &state, const std::filesystem::path &root);
 
 }  // namespace kova::center

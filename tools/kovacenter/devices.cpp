@@ -1,6 +1,9 @@
 #include "kovacenter/devices.h"
 
+#include <cstdint>
 #include <exception>
+#include <optional>
+#include <string_view>
 
 #include "base/json.h"
 #include "kovacenter/digest.h"
@@ -12,7 +15,7 @@ namespace {
 
 // The platform leaves this record in its device root when it registers an API key.
 constexpr const char *kEnrolment = "var/lib/kova/apikey.enrolled";
-constexpr std::uintmax_t kEnrolmentLimit = 4096;
+constexpr uintmax_t kEnrolmentLimit = 4096;
 
 bool isEnrolled(const std::filesystem::path &root, std::string_view serial, std::string_view keyDigest) try {
   const std::filesystem::path file = root / kEnrolment;

@@ -11,7 +11,7 @@ namespace kova::center {
 // From here on, an API key that was enrolled in the device root is accepted.
 void addDeviceRoot(SQLite::Database &database, const std::filesystem::path &root);
 
-// Recognises the device by its API key and notes its MAC address. Throws a Refusal: apikey_not_found.
+// Recognises the device by its API key, and stores its MAC address. Throws a Refusal: apikey_not_found.
 void admitDevice(SQLite::Database &database, const std::string &serial, const std::string &apiKey,
                  const std::string &mac);
 

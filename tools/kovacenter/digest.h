@@ -10,10 +10,10 @@ namespace kova::center {
 std::string md5Hex(std::string_view text);
 std::string sha256Hex(std::string_view text);
 
-// A digest that is slow to try out, for what people think up.
+// A salted digest that takes long to compute, for passwords that people choose.
 std::string slowDigest(std::string_view text, std::string_view salt);
 
-// Random bytes of this number as hexadecimal digits.
+// Random bytes, as two hexadecimal digits each.
 std::string randomHex(std::size_t bytes);
 
 // Compares in a time that does not depend on where the texts differ.

@@ -15,7 +15,7 @@
 namespace kova::center {
 namespace {
 
-Json::Value authen(const Call &call) {
+Json::Value authenticate(const Call &call) {
   const std::string &email = call.form.needText("email");
   const std::string &md5 = call.form.need("passwd");
   const bool digits = std::ranges::all_of(md5, [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
@@ -34,7 +34,7 @@ Json::Value authen(const Call &call) {
   return reply;
 }
 
-// The account that signs in: by its password, or by what the device proves with its API key.
+// The account that signs in: by its password, or by its address alone where the device's API key is proof enough.
 Account accountToSignIn(const Call &call) {
   const std::string &type = call.form.need("type");
   const std::string &email = call.form.needText("email");
@@ -59,7 +59,7 @@ Json::Value getAuthKey(const Call &call) {
   return reply;
 }
 
-Json::Value query(const Call &call) {
+Json::Value queryAccount(const Call &call) {
   const Account account = signedInAccount(call);
   const std::vector<std::string> chosen = splitList(account.criticalVersions);
   Json::Value reply;
@@ -78,12 +78,12 @@ Json::Value query(const Call &call) {
   return reply;
 }
 
-Json::Value destroy(const Call &call) {
+Json::Value destroyAuthKeys(const Call &call) {
   revokeAuthKeys(call.database, signedInAccount(call).id, call.serial);
   return Json::objectValue;
 }
 
-Json::Value check(const Call &call) {
+Json::Value checkServices(const Call &call) {
   const Account account = signedInAccount(call);
   Json::Value reply = Json::objectValue;
   for (const std::string &wanted : splitList(call.form.need("vx_info"))) {
@@ -98,8 +98,11 @@ Json::Value check(const Call &call) {
 }  // namespace
 
 const Actions &dnsauthActions() {
-  static const Actions actions = {
-      {"authen", authen}, {"get_auth_key", getAuthKey}, {"query", query}, {"destroy", destroy}, {"check", check}};
+  static const Actions actions = {{"authen", authenticate},
+                                  {"get_auth_key", getAuthKey},
+                                  {"query", queryAccount},
+                                  {"destroy", destroyAuthKeys},
+                                  {"check", checkServices}};
   return actions;
 }
 

@@ -11,38 +11,41 @@
 namespace kova::center {
 namespace {
 
-struct Kind {
+constexpr int64_t kMostMilliseconds = 3600000;
+
+// How a kind of fault is given: its name, a number, a text.
+struct Syntax {
   std::string_view name;
-  int64_t least;  // of the number that follows the name; none follows when most is 0
-  int64_t most;
   FaultKind kind;
-  bool text;  // a text follows
+  int64_t least;  // the number's range; without a number both are 0
+  int64_t most;
+  bool hasText;
+
+  bool hasNumber() const { return most > 0; }
 };
 
-constexpr int64_t kLongest = 3600000;
-
-constexpr Kind kKinds[] = {
-    {"status", 200, 599, FaultKind::kStatus, false},
-    {"body", 0, 0, FaultKind::kBody, true},
-    {"delay", 0, kLongest, FaultKind::kDelay, false},
-    {"redirect", 300, 399, FaultKind::kRedirect, true},
-    {"cut", 0, 0, FaultKind::kCut, false},
-    {"reset", 0, 0, FaultKind::kReset, false},
-    {"drip", 1, kLongest, FaultKind::kDrip, false},
-    {"garbage", 0, 0, FaultKind::kGarbage, false},
-    {"silence", 0, 0, FaultKind::kSilence, false},
+constexpr Syntax kSyntaxes[] = {
+    {"status", FaultKind::kStatus, 200, 599, false},
+    {"body", FaultKind::kBody, 0, 0, true},
+    {"delay", FaultKind::kDelay, 0, kMostMilliseconds, false},
+    {"redirect", FaultKind::kRedirect, 300, 399, true},
+    {"cut", FaultKind::kCut, 0, 0, false},
+    {"reset", FaultKind::kReset, 0, 0, false},
+    {"drip", FaultKind::kDrip, 1, kMostMilliseconds, false},
+    {"garbage", FaultKind::kGarbage, 0, 0, false},
+    {"silence", FaultKind::kSilence, 0, 0, false},
 };
 
-const Kind &kindNamed(std::string_view name) {
-  const auto *kind = std::ranges::find(kKinds, name, &Kind::name);
-  if (kind == std::end(kKinds)) throw std::invalid_argument("unknown kind of fault: " + std::string(name));
-  return *kind;
+const Syntax &syntaxOf(std::string_view name) {
+  const auto *syntax = std::ranges::find(kSyntaxes, name, &Syntax::name);
+  if (syntax == std::end(kSyntaxes)) throw std::invalid_argument("unknown kind of fault: " + std::string(name));
+  return *syntax;
 }
 
 Fault faultOf(const SQLite::Statement &row) {
   const auto text = [&](int column) { return row.getColumn(column).getString(); };
   const auto number = [&](int column) { return row.getColumn(column).getInt64(); };
-  return {number(0), text(1), text(2), kindNamed(text(3)).kind, number(4), text(5), number(6)};
+  return {number(0), text(1), text(2), syntaxOf(text(3)).kind, number(4), text(5), number(6)};
 }
 
 constexpr std::string_view kSelect = "SELECT id, script, action, kind, number, text, remaining FROM faults";
@@ -50,30 +53,30 @@ constexpr std::string_view kSelect = "SELECT id, script, action, kind, number, t
 }  // namespace
 
 std::string_view nameOf(FaultKind kind) {
-  return std::ranges::find(kKinds, kind, &Kind::kind)->name;
+  return std::ranges::find(kSyntaxes, kind, &Syntax::kind)->name;
 }
 
 void setKind(Fault &fault, const std::vector<std::string> &words) {
-  const Kind &kind = kindNamed(words.at(0));
-  const std::size_t expected = 1 + (kind.most > 0 ? 1 : 0) + (kind.text ? 1 : 0);
+  const Syntax &syntax = syntaxOf(words.at(0));
+  const std::size_t expected = 1 + (syntax.hasNumber() ? 1 : 0) + (syntax.hasText ? 1 : 0);
   if (words.size() != expected) {
     throw std::invalid_argument(words[0] + " takes " + std::to_string(expected - 1) + " argument(s)");
   }
-  fault.kind = kind.kind;
-  if (kind.most > 0) {
+  fault.kind = syntax.kind;
+  if (syntax.hasNumber()) {
     const std::string &number = words[1];
     const char *end = number.data() + number.size();
-    if (std::from_chars(number.data(), end, fault.number).ptr != end || fault.number < kind.least ||
-        fault.number > kind.most) {
-      throw std::invalid_argument(words[0] + " takes a number from " + std::to_string(kind.least) + " to " +
-                                  std::to_string(kind.most));
+    if (std::from_chars(number.data(), end, fault.number).ptr != end || fault.number < syntax.least ||
+        fault.number > syntax.most) {
+      throw std::invalid_argument(words[0] + " takes a number from " + std::to_string(syntax.least) + " to " +
+                                  std::to_string(syntax.most));
     }
   }
-  if (kind.text) {
+  if (syntax.hasText) {
     const std::string &text = words.back();
-    const bool fromFile = kind.kind == FaultKind::kBody && text.starts_with('@');
-    fault.text = fromFile ? readFile(text.substr(1)) : text;
-    if (kind.kind == FaultKind::kRedirect && fault.text.find_first_of("\r\n") != std::string::npos) {
+    const bool isFile = syntax.kind == FaultKind::kBody && text.starts_with('@');
+    fault.text = isFile ? readFile(text.substr(1)) : text;
+    if (syntax.kind == FaultKind::kRedirect && fault.text.find_first_of("\r\n") != std::string::npos) {
       throw std::invalid_argument("a location is one line");
     }
   }

@@ -28,22 +28,22 @@ struct Fault {
   std::string script;  // empty: any
   std::string action;  // empty: any
   FaultKind kind = FaultKind::kStatus;
-  int64_t number = 0;  // status, or milliseconds
-  std::string text;    // body, or location
-  int64_t remaining = 1;
+  int64_t number = 0;     // status, or milliseconds
+  std::string text;       // body, or location
+  int64_t remaining = 1;  // requests
 };
 
 std::string_view nameOf(FaultKind kind);
 
-// Sets a fault's kind, number and text from words such as {"redirect", "307", "https://..."}; throws what is wrong with
-// them.
+// Sets the fault's kind, number and text from words such as {"redirect", "307", "https://..."}. Throws where they are
+// wrong.
 void setKind(Fault &fault, const std::vector<std::string> &words);
 
 void addFault(SQLite::Database &database, const Fault &fault);
 std::vector<Fault> allFaults(SQLite::Database &database);
 void clearFaults(SQLite::Database &database);
 
-// Uses up one count of the oldest fault that is meant for this request.
+// The oldest fault that applies to the action of the script; it then remains for one request fewer.
 std::optional<Fault> takeFault(SQLite::Database &database, const std::string &script, const std::string &action);
 
 }  // namespace kova::center

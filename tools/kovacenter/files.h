@@ -11,10 +11,10 @@
 
 namespace kova::center {
 
-// Throws the system's last error.
+// Throws a std::system_error for errno.
 [[noreturn]] void throwErrno(const std::string &what);
 
-// Opens a file, close-on-exec; throws when that fails.
+// Opens a file, close-on-exec.
 Descriptor openFile(const std::filesystem::path &path, int flags, mode_t mode = 0);
 
 std::string readFile(const std::filesystem::path &path);

@@ -4,13 +4,14 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 
 namespace kova::center {
 namespace {
 
 constexpr std::string_view kHosts[] = {KOVA_HOST_FIRST,     KOVA_HOST_FIRST_TEST, KOVA_HOST_FIRST_TEST2,
                                        KOVA_HOST_FIRST_DEV, KOVA_HOST_SERVICE,    KOVA_HOST_SERVICE_TEST};
-constexpr std::size_t kFirstHosts = 4;
+constexpr std::ptrdiff_t kFirstHosts = 4;  // the first URL has these first ones
 
 }  // namespace
 
@@ -23,7 +24,7 @@ HostKind kindOfHost(std::string_view host) {
     return name.size() == host.size() && strncasecmp(name.data(), host.data(), name.size()) == 0;
   });
   if (found == std::end(kHosts)) return HostKind::kNone;
-  return found - kHosts < static_cast<std::ptrdiff_t>(kFirstHosts) ? HostKind::kFirst : HostKind::kService;
+  return found - kHosts < kFirstHosts ? HostKind::kFirst : HostKind::kService;
 }
 
 }  // namespace kova::center

@@ -8,7 +8,7 @@ namespace kova::center {
 
 enum class HostKind { kNone, kFirst, kService };
 
-// All of them, both kinds.
+// The names of both kinds.
 std::span<const std::string_view> hostNames();
 
 HostKind kindOfHost(std::string_view host);

@@ -8,7 +8,6 @@
 #include <iostream>
 #include <string>
 
-#include "base/descriptor.h"
 #include "base/json.h"
 #include "kovacenter/clock.h"
 #include "kovacenter/files.h"
@@ -59,7 +58,7 @@ void printJournal(const std::filesystem::path &file, bool follow) {
     std::cout.flush();
     if (!follow) return;
     pollfd reader{STDOUT_FILENO, 0, 0};
-    if (poll(&reader, 1, 100) > 0) return;  // nobody reads on
+    if (poll(&reader, 1, 100) > 0) return;  // the reader of the output has gone
   }
 }
 

@@ -15,7 +15,7 @@ class Journal {
   // Continues the numbering of an existing file.
   explicit Journal(const std::filesystem::path &file);
 
-  // `fault` names the misbehaviour that the reply is part of; empty: none.
+  // `fault` names the misbehaviour that replaced or spoiled the reply; empty: none.
   void add(const Request &request, const Reply &reply, std::string_view fault);
 
  private:
@@ -23,7 +23,7 @@ class Journal {
   int64_t count_ = 0;
 };
 
-// Prints the journal; with `follow` goes on with what is added, and does not return.
+// Prints the journal. With `follow`, also prints what is added, for as long as somebody reads it.
 void printJournal(const std::filesystem::path &file, bool follow);
 
 }  // namespace kova::center

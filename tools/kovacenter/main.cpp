@@ -230,10 +230,10 @@ void CommandLine::addFaults() {
     words.insert(words.end(), words_.begin(), words_.end());
     if (words.empty()) throw CLI::RequiredError("KIND");
     setKind(fault_, words);
-    orderFault(State::existing(state_), fault_);
+    createFault(State::existing(state_), fault_);
   });
   command(*faults, "list", "List what is still to come")->callback([this] { listFaults(State::existing(state_)); });
-  command(*faults, "clear", "Behave again")->callback([this] { forgetFaults(State::existing(state_)); });
+  command(*faults, "clear", "Behave again")->callback([this] { deleteFaults(State::existing(state_)); });
 }
 
 void CommandLine::addJournal() {

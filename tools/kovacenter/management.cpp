@@ -1,71 +1,28 @@
-// Commands over the store: accounts, purchases, faults.
-#include <termios.h>
-#include <unistd.h>
-
-#include <algorithm>
+// The commands on accounts, purchases and faults.
 #include <chrono>
-#include <csignal>
+#include <filesystem>
 #include <iomanip>
 #include <iostream>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
+#include "kovacenter/accounts.h"
 #include "kovacenter/auth_keys.h"
 #include "kovacenter/clock.h"
 #include "kovacenter/commands.h"
 #include "kovacenter/database.h"
 #include "kovacenter/digest.h"
-#include "kovacenter/files.h"
+#include "kovacenter/faults.h"
+#include "kovacenter/password.h"
+#include "kovacenter/purchases.h"
+#include "kovacenter/state.h"
 
 namespace kova::center {
 namespace {
 
-// Keeps the terminal from showing what is typed, until it ends or a signal ends the program.
-class Silence {
- public:
-  Silence() {
-    tcgetattr(STDIN_FILENO, &before_);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
-      if (std::signal(signal, restoreAndRaise) == SIG_IGN) std::signal(signal, SIG_IGN);
-    }
-    termios silent = before_;
-    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
-  }
-  ~Silence() { restore(); }
-  Silence(const Silence &) = delete;
-  Silence &operator=(const Silence &) = delete;
-
- private:
-  static void restore() { tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_); }
-  static void restoreAndRaise(int signal) {
-    restore();
-    std::signal(signal, SIG_DFL);
-    raise(signal);
-  }
-
-  inline static termios before_{};  // where a signal's handler finds it
-};
-
-std::string readPassword(const std::filesystem::path &file) {
-  std::string password;
-  if (!file.empty()) {
-    password = readFile(file);
-    password.resize(std::min(password.find('\n'), password.size()));
-  } else if (isatty(STDIN_FILENO) != 0) {
-    std::cerr << "Password: " << std::flush;
-    const Silence silence;
-    std::getline(std::cin, password);
-    std::cerr << std::endl;
-  } else {
-    std::getline(std::cin, password);
-  }
-  if (password.empty()) throw std::invalid_argument("the password is empty");
-  return password;
-}
-
-Account accountNamed(SQLite::Database &database, const std::string &email) {
+Account existingAccount(SQLite::Database &database, const std::string &email) {
   std::optional<Account> account = findAccount(database, email);
   if (!account) throw std::invalid_argument("no account has the e-mail address " + email);
   return *account;
@@ -95,7 +52,7 @@ void listAccounts(const State &state) {
 void changeAccount(const State &state, const std::string &email, const AccountChanges &changes) {
   SQLite::Database database = openDatabase(state.database());
   SQLite::Transaction transaction = beginTransaction(database);
-  Account account = accountNamed(database, email);
+  Account account = existingAccount(database, email);
   account.verified = changes.verified.value_or(account.verified);
   account.disabled = changes.disabled.value_or(account.disabled);
   account.revokeOnPasswordChange = changes.revokeOnPasswordChange.value_or(account.revokeOnPasswordChange);
@@ -107,7 +64,7 @@ void changeAccount(const State &state, const std::string &email, const AccountCh
 
 void revokeAccount(const State &state, const std::string &email) {
   SQLite::Database database = openDatabase(state.database());
-  revokeAuthKeys(database, accountNamed(database, email).id);
+  revokeAuthKeys(database, existingAccount(database, email).id);
 }
 
 void recordPurchase(const State &state, const std::string &email, Purchase purchase) {
@@ -118,7 +75,7 @@ void recordPurchase(const State &state, const std::string &email, Purchase purch
   if (purchase.createdAt.size() == std::string_view("YYYY-MM-DD").size()) purchase.createdAt += " 00:00:00";
   if (purchase.transactionId.empty()) purchase.transactionId = randomHex(8);
   SQLite::Database database = openDatabase(state.database());
-  if (!addPurchase(database, accountNamed(database, email), purchase)) {
+  if (!addPurchase(database, existingAccount(database, email), purchase)) {
     throw std::invalid_argument("the transaction is recorded already");
   }
 }
@@ -126,12 +83,12 @@ void recordPurchase(const State &state, const std::string &email, Purchase purch
 void seedPurchases(const State &state, const std::string &email, unsigned count) {
   SQLite::Database database = openDatabase(state.database());
   SQLite::Transaction transaction = beginTransaction(database);
-  const Account account = accountNamed(database, email);
-  for (const Purchase &purchase : plausibleHistory(account, count)) addPurchase(database, account, purchase);
+  const Account account = existingAccount(database, email);
+  for (const Purchase &purchase : makeHistory(account, count)) addPurchase(database, account, purchase);
   transaction.commit();
 }
 
-void orderFault(const State &state, const Fault &fault) {
+void createFault(const State &state, const Fault &fault) {
   SQLite::Database database = openDatabase(state.database());
   addFault(database, fault);
 }
@@ -148,7 +105,7 @@ void listFaults(const State &state) {
   }
 }
 
-void forgetFaults(const State &state) {
+void deleteFaults(const State &state) {
   SQLite::Database database = openDatabase(state.database());
   clearFaults(database);
 }

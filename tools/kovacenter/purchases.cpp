@@ -23,7 +23,7 @@ bool matches(const PurchaseFilter &filter, const Purchase &purchase) {
          isAmong(filter.cents, purchase.cents) && isAmong(filter.paypalIds, purchase.paypalId);
 }
 
-// Digits where the pattern has "0", and its other characters where they stand.
+// Whether the text has a digit wherever the pattern has a "0", and is otherwise equal to it.
 bool hasShape(std::string_view text, std::string_view pattern) {
   return std::ranges::equal(text, pattern,
                             [](char c, char shape) { return shape == '0' ? c >= '0' && c <= '9' : c == shape; });
@@ -35,7 +35,7 @@ bool looksLikeDate(std::string_view text) {
   return hasShape(text, "0000-00-00") || hasShape(text, "0000-00-00 00:00:00");
 }
 
-std::vector<Purchase> purchasesOf(SQLite::Database &database, const Account &account, const PurchaseFilter &filter) {
+std::vector<Purchase> findPurchases(SQLite::Database &database, const Account &account, const PurchaseFilter &filter) {
   std::vector<Purchase> purchases;
   SQLite::Statement row =
       prepare(database,
@@ -57,11 +57,11 @@ bool addPurchase(SQLite::Database &database, const Account &account, const Purch
                  purchase.model, purchase.serial, purchase.cents, purchase.payStatus) > 0;
 }
 
-void movePurchases(SQLite::Database &database, const Account &from, const Account &to) {
+void movePurchases(SQLite::Database &database, const Account &to, const Account &from) {
   execute(database, "UPDATE purchases SET account = ? WHERE account = ?", to.id, from.id);
 }
 
-std::vector<Purchase> plausibleHistory(const Account &account, unsigned count) {
+std::vector<Purchase> makeHistory(const Account &account, unsigned count) {
   struct Offer {
     const char *app;
     int64_t cents;
@@ -72,13 +72,14 @@ std::vector<Purchase> plausibleHistory(const Account &account, unsigned count) {
                                       {"Storage Subscription", 6999},
                                       {"Remote Desktop", 1499}};
   static constexpr const char *kModels[] = {"TV218", "TV420", "TV920"};
-  static constexpr const char *kStates[] = {"Completed", "Completed", "Completed", "Refunded", "Pending"};
+  static constexpr const char *kPayStatuses[] = {"Completed", "Completed", "Completed", "Refunded", "Pending"};
 
   static constexpr std::chrono::sys_days kFirstDay = std::chrono::year(2021) / 1 / 1;
 
-  // One every thirty days, or more often where they would reach into the future.
+  // One in thirty days, or more where they would otherwise reach into the future.
   const auto past = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now() - kFirstDay);
-  const std::chrono::seconds step = std::min<std::chrono::seconds>(std::chrono::days(30), past / std::max(count, 1U));
+  const std::chrono::seconds interval =
+      std::min<std::chrono::seconds>(std::chrono::days(30), past / std::max(count, 1U));
 
   std::vector<Purchase> history;
   history.reserve(count);
@@ -87,17 +88,17 @@ std::vector<Purchase> plausibleHistory(const Account &account, unsigned count) {
     const auto pick = [&](std::size_t place, unsigned choices) {
       return static_cast<unsigned>(std::stoul(seed.substr(place, 6), nullptr, 16)) % choices;
     };
-    const std::chrono::seconds delay(pick(0, static_cast<unsigned>(step.count())));
+    const std::chrono::seconds delay(pick(0, static_cast<unsigned>(interval.count())));
     const Offer &offer = kOffers[i % std::size(kOffers)];
     Purchase purchase;
-    purchase.createdAt = utcText(kFirstDay + i * step + delay, "%Y-%m-%d %H:%M:%S");
+    purchase.createdAt = utcText(kFirstDay + i * interval + delay, "%Y-%m-%d %H:%M:%S");
     purchase.app = offer.app;
     purchase.paypalId = "PAYER" + sha256Hex(account.email).substr(0, 8);
     purchase.transactionId = seed.substr(0, 17);
     purchase.model = kModels[pick(24, std::size(kModels))];
     purchase.serial = "2150" + sha256Hex(account.email + purchase.model).substr(0, 9);
     purchase.cents = offer.cents;
-    purchase.payStatus = kStates[pick(30, std::size(kStates))];
+    purchase.payStatus = kPayStatuses[pick(30, std::size(kPayStatuses))];
     history.push_back(std::move(purchase));
   }
   return history;

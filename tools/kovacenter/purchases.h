@@ -36,14 +36,14 @@ struct PurchaseFilter {
 bool looksLikeDate(std::string_view text);
 
 // Oldest first.
-std::vector<Purchase> purchasesOf(SQLite::Database &database, const Account &account, const PurchaseFilter &filter);
+std::vector<Purchase> findPurchases(SQLite::Database &database, const Account &account, const PurchaseFilter &filter);
 
-// False when the store has the transaction already.
+// False where the transaction is recorded already.
 bool addPurchase(SQLite::Database &database, const Account &account, const Purchase &purchase);
 
-void movePurchases(SQLite::Database &database, const Account &from, const Account &to);
+void movePurchases(SQLite::Database &database, const Account &to, const Account &from);
 
-// A history that is the same for an account whenever it is made.
-std::vector<Purchase> plausibleHistory(const Account &account, unsigned count);
+// Makes up `count` purchases. Made up again for the same account, they have the same transaction identifiers.
+std::vector<Purchase> makeHistory(const Account &account, unsigned count);
 
 }  // namespace kova::center

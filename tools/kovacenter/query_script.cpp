@@ -2,8 +2,11 @@
 #include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "kovacenter/accounts.h"
@@ -18,14 +21,15 @@ namespace {
 
 constexpr double kHighestPrice = 1e9;
 
-std::vector<std::string> list(const Form &form, std::string_view name) {
+std::vector<std::string> listParameter(const Form &form, std::string_view name) {
   const std::string *text = form.find(name);
   return text == nullptr ? std::vector<std::string>() : splitList(*text);
 }
 
-std::vector<int64_t> prices(const Form &form) {
+// The amounts of money in "prices", in cents.
+std::vector<int64_t> pricesInCents(const Form &form) {
   std::vector<int64_t> cents;
-  for (const std::string &text : list(form, "prices")) {
+  for (const std::string &text : listParameter(form, "prices")) {
     double price = 0;
     const char *end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, price);
@@ -36,7 +40,7 @@ std::vector<int64_t> prices(const Form &form) {
 }
 
 // "dates" is the first and the last date of the range; either may be empty.
-void setDates(const Form &form, PurchaseFilter &filter) {
+void setDates(PurchaseFilter &filter, const Form &form) {
   const std::string *dates = form.find("dates");
   if (dates == nullptr) return;
   const std::size_t comma = dates->find(',');
@@ -51,15 +55,15 @@ void setDates(const Form &form, PurchaseFilter &filter) {
 Json::Value getHistory(const Call &call) {
   const Account account = signedInAccount(call);
   PurchaseFilter filter;
-  setDates(call.form, filter);
-  filter.apps = list(call.form, "apps");
-  filter.serials = list(call.form, "serials");
-  filter.cents = prices(call.form);
-  filter.paypalIds = list(call.form, "paypals");
+  setDates(filter, call.form);
+  filter.apps = listParameter(call.form, "apps");
+  filter.serials = listParameter(call.form, "serials");
+  filter.cents = pricesInCents(call.form);
+  filter.paypalIds = listParameter(call.form, "paypals");
 
   Json::Value reply;
   Json::Value &entries = reply["entries"] = Json::arrayValue;
-  for (const Purchase &purchase : purchasesOf(call.database, account, filter)) {
+  for (const Purchase &purchase : findPurchases(call.database, account, filter)) {
     Json::Value entry;
     entry["create_at"] = purchase.createdAt;
     entry["app"] = purchase.app;

@@ -25,16 +25,16 @@ constexpr int kNotFound = 127;
 class Running {
  public:
   Running(const State &state, const ServeOptions &options)
-      : mark_(state),
+      : lock_(state),
         service_(state, options.rules),
         server_(serverCredentials(state, options.certificate), service_, options.port) {
-    mark_.publish(ports());
+    lock_.publish(ports());
   }
 
   Ports ports() const { return server_.ports(); }
 
  private:
-  RunMark mark_;
+  ServiceLock lock_;
   Service service_;
   Server server_;
 };

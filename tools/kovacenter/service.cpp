@@ -21,8 +21,8 @@ std::string actionOf(const Request &request) try {
   return {};
 }
 
-// What a fault puts in the true reply's place, if anything.
-std::optional<Reply> replacement(Fault &fault) {
+// The reply that the fault sends instead of the true one; nothing where the true one is sent. Takes the fault's text.
+std::optional<Reply> replacementOf(Fault &fault) {
   const int number = static_cast<int>(fault.number);
   switch (fault.kind) {
     case FaultKind::kStatus:
@@ -53,8 +53,8 @@ Answer Service::decide(const Request &request) {
   const std::string script = request.path.substr(request.path.starts_with('/') ? 1 : 0);
   std::optional<Fault> fault = takeFault(database_, script, actionOf(request));
   if (!fault) return {replyTo(database_, rules_, request), std::nullopt, 0};
-  std::optional<Reply> other = replacement(*fault);
-  return {other ? std::move(*other) : replyTo(database_, rules_, request), fault->kind, fault->number};
+  std::optional<Reply> replacement = replacementOf(*fault);
+  return {replacement ? std::move(*replacement) : replyTo(database_, rules_, request), fault->kind, fault->number};
 }
 
 Answer Service::answer(const Request &request) {

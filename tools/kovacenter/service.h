@@ -1,4 +1,4 @@
-// The service behind the sockets: judges a request, or misbehaves as told, and writes the journal.
+// The service behind the sockets: answers requests, or misbehaves as it was told, and writes the journal.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +14,7 @@
 
 namespace kova::center {
 
+// A reply and how to send it.
 struct Answer {
   Reply reply;
   std::optional<FaultKind> fault;

@@ -1,17 +1,22 @@
 #include "kovacenter/state.h"
 
 #include <fcntl.h>
+#include <json/value.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <stdexcept>
+#include <system_error>
 
 #include "base/json.h"
 #include "kovacenter/files.h"
 
 namespace kova::center {
 namespace {
+
+constexpr const char *kLockFile = "lock";
+constexpr const char *kRunFile = "run.json";
 
 struct flock wholeFile() {
   struct flock lock {};
@@ -44,34 +49,34 @@ State State::existing(const std::filesystem::path &directory) {
 }
 
 std::optional<Ports> runningService(const State &state) {
-  const Descriptor lock = openFile(state.file("lock"), O_RDWR | O_CREAT, 0600);
+  const Descriptor lock = openFile(state.file(kLockFile), O_RDWR | O_CREAT, 0600);
   struct flock holder = wholeFile();
   if (fcntl(lock.get(), F_OFD_GETLK, &holder) < 0) throwErrno("lock");
-  if (holder.l_type == F_UNLCK || !std::filesystem::exists(state.file("run.json"))) return std::nullopt;
-  const std::optional<Json::Value> parsed = parseJsonObject(readFile(state.file("run.json")));
+  if (holder.l_type == F_UNLCK || !std::filesystem::exists(state.file(kRunFile))) return std::nullopt;
+  const std::optional<Json::Value> parsed = parseJsonObject(readFile(state.file(kRunFile)));
   if (!parsed) throw std::runtime_error("not a JSON object");
   const Json::Value &run = *parsed;
   return Ports{run["https_port"].asInt(), run["proxy_port"].asInt()};
 }
 
-RunMark::RunMark(const State &state)
-    : file_(state.file("run.json")), lock_(openFile(state.file("lock"), O_RDWR | O_CREAT, 0600)) {
+ServiceLock::ServiceLock(const State &state)
+    : runFile_(state.file(kRunFile)), lock_(openFile(state.file(kLockFile), O_RDWR | O_CREAT, 0600)) {
   struct flock lock = wholeFile();
   if (fcntl(lock_.get(), F_OFD_SETLK, &lock) < 0) throw std::runtime_error("a service runs on this state already");
-  std::filesystem::remove(file_);
+  std::filesystem::remove(runFile_);
 }
 
-RunMark::~RunMark() {
+ServiceLock::~ServiceLock() {
   std::error_code ignored;
-  std::filesystem::remove(file_, ignored);
+  std::filesystem::remove(runFile_, ignored);
 }
 
-void RunMark::publish(const Ports &ports) {
+void ServiceLock::publish(const Ports &ports) {
   Json::Value run;
   run["pid"] = static_cast<Json::Int>(getpid());
   run["https_port"] = ports.https;
   run["proxy_port"] = ports.proxy;
-  writeFile(file_, jsonLine(run) + "\n", 0600);
+  writeFile(runFile_, jsonLine(run) + "\n", 0600);
 }
 
 }  // namespace kova::center

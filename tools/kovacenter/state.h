@@ -1,7 +1,5 @@
-// The service's directory of state, and the mark that a service runs on it.
+// The directory that holds the service's state, and the lock that keeps a second service off it.
 #pragma once
-
-#include <sys/types.h>
 
 #include <filesystem>
 #include <optional>
@@ -12,9 +10,9 @@ namespace kova::center {
 
 class State {
  public:
-  // Makes the directory, or takes it over when it is empty or private already.
+  // Makes the directory. One that is there already must be private or empty, or hold a state; it is made private.
   explicit State(const std::filesystem::path &directory);
-  // The one that is there; throws when there is none.
+  // Opens a directory that holds a state already; throws where it does not.
   static State existing(const std::filesystem::path &directory);
 
   std::filesystem::path file(const char *name) const { return directory_ / name; }
@@ -33,21 +31,22 @@ struct Ports {
   int proxy = 0;
 };
 
-// Where the service of this state listens, if one runs.
+// The ports of the service that runs on this state; nothing where none runs.
 std::optional<Ports> runningService(const State &state);
 
 // Held by the one service that may run on a state.
-class RunMark {
+class ServiceLock {
  public:
-  explicit RunMark(const State &state);  // throws when another service runs on it
-  ~RunMark();
-  RunMark(const RunMark &) = delete;
-  RunMark &operator=(const RunMark &) = delete;
+  explicit ServiceLock(const State &state);  // throws where another service runs on it
+  ~ServiceLock();
+  ServiceLock(const ServiceLock &) = delete;
+  ServiceLock &operator=(const ServiceLock &) = delete;
 
+  // Makes the ports known to runningService.
   void publish(const Ports &ports);
 
  private:
-  std::filesystem::path file_;
+  std::filesystem::path runFile_;
   Descriptor lock_;
 };
 

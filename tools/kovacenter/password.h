@@ -1,0 +1,12 @@
+// The password of an account, as whoever runs a command gives it.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace kova::center {
+
+// Reads the password from the first line of the file or, without one, of standard input. Throws where it is empty.
+std::string readPassword(const std::filesystem::path &file);
+
+}  // namespace kova::center
