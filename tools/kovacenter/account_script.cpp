@@ -46,8 +46,8 @@ Json::Value updateAccount(const Call &call) {
   const Form &form = call.form;
   Account account = signedInAccount(call);
   const std::string *email = form.find("email");
-  const bool newPassword = form.find("passwd_new") != nullptr || form.find("passwd_confirmation") != nullptr;
-  if ((form.find("passwd") != nullptr || email != nullptr || newPassword) &&
+  const bool setsPassword = form.find("passwd_new") != nullptr || form.find("passwd_confirmation") != nullptr;
+  if ((form.find("passwd") != nullptr || email != nullptr || setsPassword) &&
       !passwordMatches(call.database, account, needPasswordMd5(call))) {
     throw Refusal("badauth", "The password is wrong");
   }
@@ -65,7 +65,7 @@ Json::Value updateAccount(const Call &call) {
     account.criticalVersions = *versions;
   }
   saveAccount(call.database, account);
-  if (newPassword) changePassword(call.database, account, needNewPassword(form));
+  if (setsPassword) changePassword(call.database, account, needNewPassword(form));
   return Json::objectValue;
 }
 

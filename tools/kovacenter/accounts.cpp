@@ -54,6 +54,16 @@ void storePassword(SQLite::Database &database, const Account &account, std::stri
           account.id);
 }
 
+Account needAccount(SQLite::Database &database, const std::string &email) {
+  std::optional<Account> account = findAccount(database, email);
+  if (!account) throw Refusal("account_not_found", "No account has this e-mail address");
+  return *account;
+}
+
+void checkVerified(const Account &account) {
+  if (!account.verified) throw Refusal("account_unverified", "The e-mail address is not verified yet");
+}
+
 }  // namespace
 
 std::string Account::kovaId() const {
@@ -135,11 +145,16 @@ void changePassword(SQLite::Database &database, const Account &account, std::str
 }
 
 Account signIn(SQLite::Database &database, const std::string &email, std::string_view passwordMd5) {
-  std::optional<Account> account = findAccount(database, email);
-  if (!account) throw Refusal("account_not_found", "No account has this e-mail address");
-  if (!passwordMatches(database, *account, passwordMd5)) throw Refusal("badauth", "The password is wrong");
-  if (!account->verified) throw Refusal("account_unverified", "The e-mail address is not verified yet");
-  return *account;
+  Account account = needAccount(database, email);
+  if (!passwordMatches(database, account, passwordMd5)) throw Refusal("badauth", "The password is wrong");
+  checkVerified(account);
+  return account;
+}
+
+Account signInWithoutPassword(SQLite::Database &database, const std::string &email) {
+  Account account = needAccount(database, email);
+  checkVerified(account);
+  return account;
 }
 
 }  // namespace kova::center

@@ -54,5 +54,8 @@ void changePassword(SQLite::Database &database, const Account &account, std::str
 
 // The account of this address and password. Throws a Refusal: account_not_found, badauth, account_unverified.
 Account signIn(SQLite::Database &database, const std::string &email, std::string_view passwordMd5);
+// The account of this address, for a device that proves itself otherwise. Throws a Refusal: account_not_found,
+// account_unverified.
+Account signInWithoutPassword(SQLite::Database &database, const std::string &email);
 
 }  // namespace kova::center

@@ -10,7 +10,7 @@
 
 namespace kova::center {
 
-// An action answers with its result's members; a Refusal ends it, and undoes it.
+// An action returns the members of its result. What it has changed is undone where it throws.
 using Action = Json::Value (*)(const Call &call);
 using Actions = std::map<std::string_view, Action>;
 

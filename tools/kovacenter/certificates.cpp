@@ -156,7 +156,7 @@ Credentials serverCredentials(const State &state, ServerCertificate kind) {
   return made;
 }
 
-std::string hashedName(const X509 &certificate) {
+std::string hashedFileName(const X509 &certificate) {
   int done = 0;
   const unsigned long hash = X509_NAME_hash_ex(X509_get_subject_name(&certificate), nullptr, nullptr, &done);
   require(done == 1);

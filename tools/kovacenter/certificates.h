@@ -29,6 +29,6 @@ Credentials authorityCredentials(const State &state);
 Credentials serverCredentials(const State &state, ServerCertificate kind);
 
 // The name of the certificate's file in a directory of hashed certificates.
-std::string hashedName(const X509 &certificate);
+std::string hashedFileName(const X509 &certificate);
 
 }  // namespace kova::center

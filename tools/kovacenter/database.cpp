@@ -39,7 +39,7 @@ constexpr const char *kSchema[] = {
     " number INTEGER NOT NULL, text TEXT NOT NULL, remaining INTEGER NOT NULL)",
 };
 
-// Makes the file, for its mode, where there is none. One that is there is not opened: closing it again would drop the
+// Makes the file with its mode where it is missing. A file that exists is not opened: closing it again would drop the
 // locks that SQLite holds on it in this process.
 void createPrivate(const std::filesystem::path &file) {
   const Descriptor created(open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));

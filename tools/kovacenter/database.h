@@ -1,6 +1,7 @@
 // The service's SQLite database: how it is opened, and statements with bound values.
 #pragma once
 
+#include <SQLiteCpp/Column.h>
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
 #include <SQLiteCpp/Transaction.h>
@@ -22,14 +23,14 @@ SQLite::Statement prepare(const SQLite::Database &database, const std::string &s
   return statement;
 }
 
-// Runs such a statement that has no result; returns the number of rows changed.
+// Runs a statement that returns no rows. Returns the number of rows that it changed.
 template <class... Values>
-int execute(const SQLite::Database &database, const std::string &sql, const Values &...values) {
+int execute(SQLite::Database &database, const std::string &sql, const Values &...values) {
   return prepare(database, sql, values...).exec();
 }
 
-// Begins a transaction that may write, and so waits here for other writers and not half-way. Everything up to its
-// commit() happens, or nothing.
+// Begins a transaction that is going to write: it waits for other writers here, so that its statements need not wait.
+// Without commit(), nothing of it happens.
 SQLite::Transaction beginTransaction(SQLite::Database &database);
 
 }  // namespace kova::center

@@ -120,7 +120,7 @@ void makeDeviceRoot(const State &state, const DeviceOptions &options) {
   for (const char *directory : kDirectories) std::filesystem::create_directories(root / directory);
 
   const Credentials trusted = authorityCredentials(state);
-  writeFile(root / kTrustedDirectory / hashedName(*trusted.certificate), readFile(state.authority()), kFileMode);
+  writeFile(root / kTrustedDirectory / hashedFileName(*trusted.certificate), readFile(state.authority()), kFileMode);
   writeFile(root / "etc.defaults/tarvinfo.conf",
             options.environment.empty() ? std::string() : keyLine("tarvpkg_server", options.environment), kFileMode);
   writeFile(root / "etc/tarvinfo.conf", keyLine("language", "enu") + keyLine("timezone", "Europe/Berlin"), kFileMode);
@@ -144,7 +144,7 @@ void makeDeviceRoot(const State &state, const DeviceOptions &options) {
 bool isDeviceRoot(const State &state, const std::filesystem::path &root) {
   if (!std::filesystem::exists(root / kDeviceFile)) return false;
   const Credentials trusted = authorityCredentials(state);
-  const std::filesystem::path file = root / kTrustedDirectory / hashedName(*trusted.certificate);
+  const std::filesystem::path file = root / kTrustedDirectory / hashedFileName(*trusted.certificate);
   if (!std::filesystem::exists(file) || readFile(file) != readFile(state.authority())) {
     throw std::runtime_error(root.string() + " trusts the service of another state");
   }

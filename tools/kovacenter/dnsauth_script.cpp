@@ -1,6 +1,5 @@
 // "dnsauth.php": credentials, auth keys and what an auth key gives access to.
 #include <algorithm>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,8 +17,9 @@ namespace {
 Json::Value authenticate(const Call &call) {
   const std::string &email = call.form.needText("email");
   const std::string &md5 = call.form.need("passwd");
-  const bool digits = std::ranges::all_of(md5, [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
-  if (md5.size() != 32 || !digits) throw badParameter("passwd");
+  const bool isHexadecimal =
+      std::ranges::all_of(md5, [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
+  if (md5.size() != 32 || !isHexadecimal) throw badParameter("passwd");
   Account account = signIn(call.database, email, md5);
   const std::string *alias = call.form.find("alias");
   if (alias != nullptr && !alias->empty()) {
@@ -41,10 +41,7 @@ Account accountToSignIn(const Call &call) {
   if (type == "acnt_pw_apikey") return signIn(call.database, email, needPasswordMd5(call));
   if (type != "acnt_apikey") throw badParameter("type");
   // Some of the device's services end the address with a newline.
-  std::optional<Account> account = findAccount(call.database, email.substr(0, email.find_last_not_of("\r\n") + 1));
-  if (!account) throw Refusal("account_not_found", "No account has this e-mail address");
-  if (!account->verified) throw Refusal("account_unverified", "The e-mail address is not verified yet");
-  return *account;
+  return signInWithoutPassword(call.database, email.substr(0, email.find_last_not_of("\r\n") + 1));
 }
 
 Json::Value getAuthKey(const Call &call) {

@@ -20,7 +20,7 @@ enum class FaultKind {
   kReset,     // closed without a reply
   kDrip,      // the true reply, a byte at a time
   kGarbage,   // something that is not HTTP
-  kSilence    // no reply ever
+  kSilence    // never a reply
 };
 
 struct Fault {
@@ -30,7 +30,7 @@ struct Fault {
   FaultKind kind = FaultKind::kStatus;
   int64_t number = 0;     // status, or milliseconds
   std::string text;       // body, or location
-  int64_t remaining = 1;  // requests
+  int64_t remaining = 1;  // requests that will still meet it
 };
 
 std::string_view nameOf(FaultKind kind);

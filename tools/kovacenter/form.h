@@ -18,10 +18,10 @@ class Form {
   const std::vector<std::pair<std::string, std::string>> &pairs() const { return pairs_; }
   const std::string *find(std::string_view name) const;  // null: not among them
 
-  // These throw a Refusal: where the parameter is missing, missing or empty, neither "true" nor "false".
-  const std::string &need(std::string_view name) const;
-  const std::string &needText(std::string_view name) const;
-  std::optional<bool> findFlag(std::string_view name) const;
+  // These throw a Refusal where the parameter is not what they promise.
+  const std::string &need(std::string_view name) const;       // there
+  const std::string &needText(std::string_view name) const;   // there and not empty
+  std::optional<bool> findFlag(std::string_view name) const;  // "true" or "false", or not there: nothing
 
  private:
   std::vector<std::pair<std::string, std::string>> pairs_;

@@ -13,8 +13,8 @@
 namespace kova::center {
 namespace {
 
-// Keeps the terminal from showing what is typed. Its end restores the terminal, and so does a signal that ends the
-// program.
+// Keeps the terminal from showing what is typed. Its destructor restores the terminal, and so does a signal that ends
+// the program.
 class NoEcho {
  public:
   NoEcho() {

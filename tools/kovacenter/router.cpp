@@ -1,7 +1,5 @@
 #include "kovacenter/router.h"
 
-#include <json/value.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cstddef>

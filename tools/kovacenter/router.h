@@ -1,4 +1,4 @@
-// The way from a request to the script and action that it names, and from their result to the reply.
+// Finds the script and the action that a request names, and makes the reply from the action's result.
 #pragma once
 
 #include "kovacenter/database.h"

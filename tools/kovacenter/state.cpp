@@ -1,7 +1,6 @@
 #include "kovacenter/state.h"
 
 #include <fcntl.h>
-#include <json/value.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,7 +17,7 @@ namespace {
 constexpr const char *kLockFile = "lock";
 constexpr const char *kRunFile = "run.json";
 
-struct flock wholeFile() {
+struct flock wholeFileLock() {
   struct flock lock {};
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
@@ -50,7 +49,7 @@ State State::existing(const std::filesystem::path &directory) {
 
 std::optional<Ports> runningService(const State &state) {
   const Descriptor lock = openFile(state.file(kLockFile), O_RDWR | O_CREAT, 0600);
-  struct flock holder = wholeFile();
+  struct flock holder = wholeFileLock();
   if (fcntl(lock.get(), F_OFD_GETLK, &holder) < 0) throwErrno("lock");
   if (holder.l_type == F_UNLCK || !std::filesystem::exists(state.file(kRunFile))) return std::nullopt;
   const std::optional<Json::Value> parsed = parseJsonObject(readFile(state.file(kRunFile)));
@@ -61,7 +60,7 @@ std::optional<Ports> runningService(const State &state) {
 
 ServiceLock::ServiceLock(const State &state)
     : runFile_(state.file(kRunFile)), lock_(openFile(state.file(kLockFile), O_RDWR | O_CREAT, 0600)) {
-  struct flock lock = wholeFile();
+  struct flock lock = wholeFileLock();
   if (fcntl(lock_.get(), F_OFD_SETLK, &lock) < 0) throw std::runtime_error("a service runs on this state already");
   std::filesystem::remove(runFile_);
 }
