@@ -16,24 +16,24 @@ constexpr int64_t kMostMilliseconds = 3600000;
 // How a kind of fault is given: its name, a number, a text.
 struct Syntax {
   std::string_view name;
-  FaultKind kind;
   int64_t least;  // the number's range; without a number both are 0
   int64_t most;
+  FaultKind kind;
   bool hasText;
 
   bool hasNumber() const { return most > 0; }
 };
 
 constexpr Syntax kSyntaxes[] = {
-    {"status", FaultKind::kStatus, 200, 599, false},
-    {"body", FaultKind::kBody, 0, 0, true},
-    {"delay", FaultKind::kDelay, 0, kMostMilliseconds, false},
-    {"redirect", FaultKind::kRedirect, 300, 399, true},
-    {"cut", FaultKind::kCut, 0, 0, false},
-    {"reset", FaultKind::kReset, 0, 0, false},
-    {"drip", FaultKind::kDrip, 1, kMostMilliseconds, false},
-    {"garbage", FaultKind::kGarbage, 0, 0, false},
-    {"silence", FaultKind::kSilence, 0, 0, false},
+    {"status", 200, 599, FaultKind::kStatus, false},
+    {"body", 0, 0, FaultKind::kBody, true},
+    {"delay", 0, kMostMilliseconds, FaultKind::kDelay, false},
+    {"redirect", 300, 399, FaultKind::kRedirect, true},
+    {"cut", 0, 0, FaultKind::kCut, false},
+    {"reset", 0, 0, FaultKind::kReset, false},
+    {"drip", 1, kMostMilliseconds, FaultKind::kDrip, false},
+    {"garbage", 0, 0, FaultKind::kGarbage, false},
+    {"silence", 0, 0, FaultKind::kSilence, false},
 };
 
 const Syntax &syntaxOf(std::string_view name) {
