@@ -13,7 +13,9 @@
 
 #include "kovacenter/commands.h"
 #include "kovacenter/devices.h"
+#include "kovacenter/files.h"
 #include "kovacenter/server.h"
+#include "kovacenter/service.h"
 
 namespace kova::center {
 namespace {

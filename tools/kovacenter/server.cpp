@@ -30,7 +30,10 @@
 #include <thread>
 #include <utility>
 
+#include "kovacenter/faults.h"
 #include "kovacenter/hosts.h"
+#include "kovacenter/message.h"
+#include "kovacenter/service.h"
 
 namespace kova::center {
 namespace {

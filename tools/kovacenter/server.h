@@ -4,10 +4,11 @@
 #include <memory>
 
 #include "kovacenter/certificates.h"
-#include "kovacenter/service.h"
 #include "kovacenter/state.h"
 
 namespace kova::center {
+
+class Service;
 
 class Server {
  public:

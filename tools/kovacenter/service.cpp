@@ -58,7 +58,6 @@ Answer Service::decide(const Request &request) {
 }
 
 Answer Service::answer(const Request &request) {
-  const std::lock_guard lock(mutex_);
   Answer answer = decide(request);
   journal_.add(request, answer.reply, answer.fault ? nameOf(*answer.fault) : std::string_view());
   return answer;

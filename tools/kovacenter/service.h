@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <optional>
 
 #include "kovacenter/database.h"
@@ -25,13 +24,12 @@ class Service {
  public:
   Service(const State &state, const Rules &rules);
 
-  // Safe to call from many threads; the journal has the request when it returns.
+  // The journal has the request when this returns.
   Answer answer(const Request &request);
 
  private:
   Answer decide(const Request &request);
 
-  std::mutex mutex_;
   SQLite::Database database_;
   Journal journal_;
   Rules rules_;
