@@ -9,21 +9,27 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace kova {
 
-// The JSON object that `text` is; nothing where it is anything else or nests too deeply.
-inline std::optional<Json::Value> parseJsonObject(std::string_view text) {
+// Reads the JSON object that `text` is. False, with `value` filled in part, where the text is anything else or nests
+// too deeply.
+inline bool parseJsonObject(Json::Value &value, std::string_view text) {
   Json::CharReaderBuilder builder;
   builder["collectComments"] = false;
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  std::optional<Json::Value> value(std::in_place);
   try {
-    const bool isParsed = reader->parse(text.data(), text.data() + text.size(), &*value, nullptr);
-    if (!isParsed || !value->isObject()) value.reset();
+    return reader->parse(text.data(), text.data() + text.size(), &value, nullptr) && value.isObject();
   } catch (const Json::Exception &) {
-    value.reset();
+    return false;
   }
+}
+
+// The same; nothing where the text is not an object.
+inline std::optional<Json::Value> parseJsonObject(std::string_view text) {
+  std::optional<Json::Value> value(std::in_place);
+  if (!parseJsonObject(*value, text)) value.reset();
   return value;
 }
 

@@ -1,6 +1,5 @@
-
+#include "tarvkova/accounts_in_use.h"
 #include "tarvkova/commands.h"
-#include "tarvkova/services_in_use.h"
 
 namespace kova::cli {
 namespace {
@@ -9,15 +8,14 @@ Report accounts() {
   Report report;
   Json::Value &found = report.result["accounts"];
   found = scanAccounts();
-  report.text = found.empty() ? "No service of this device uses an account.\n" : tableOf(found);
+  report.text = found.empty() ? "No service of this device uses an account.\n" : accountTable(found);
   return report;
 }
 
 }  // namespace
 
-void addAccounts(CLI::App &program, Action &action) {
-  CLI::App *command = program.add_subcommand("accounts", "Show which accounts the services of this device use");
-  command->callback([&action] { action = accounts; });
+void addAccounts(CLI::App &program, ChosenCommand &chosen) {
+  addCommand(program, chosen, "accounts", "Show which accounts the services of this device use", accounts);
 }
 
 }  // namespace kova::cli

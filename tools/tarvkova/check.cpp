@@ -5,8 +5,8 @@
 
 #include "tarvkova/commands.h"
 #include "tarvkova/secret_source.h"
+#include "tarvkova/spinner.h"
 #include "tarvkova/text.h"
-#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {
@@ -20,9 +20,9 @@ struct Options {
 Report check(const Options &options) {
   const Secret password = SecretSource(options.passwordFile).ask("Password of " + options.email);
   Json::Value reply;
-  const int result = whileWaiting(
-      [&] { return TARVKOVAAccountAuthen(options.email.c_str(), password.c_str(), orNull(options.alias), reply); });
-  if (result < 0) throw withReply(libraryFailure(kWrongPassword), reply);
+  const int result = callWithSpinner(
+      [&] { return TARVKOVAAccountAuthen(options.email.c_str(), password.c_str(), textOrNull(options.alias), reply); });
+  if (result < 0) throw withReply(libraryFailure(kPasswordRefused), reply);
   Report report;
   report.result["email"] = options.email;
   report.result["reply"] = withoutKeys(reply);
@@ -32,9 +32,9 @@ Report check(const Options &options) {
 
 }  // namespace
 
-void addCheck(CLI::App &program, Action &action) {
+void addCheck(CLI::App &program, ChosenCommand &chosen) {
   const auto [command, options] =
-      addCommand(program, action, "check", "Check an e-mail address and password; changes nothing", check);
+      addCommand(program, chosen, "check", "Check an e-mail address and password; changes nothing", check);
   command->add_option("EMAIL", options.email, "The account's e-mail address")->required();
   command->add_option("--alias", options.alias, "Name of this device, for the service");
   addPasswordFile(*command, options.passwordFile);

@@ -3,16 +3,16 @@
 #include <kova/session.h>
 
 #include "tarvkova/commands.h"
+#include "tarvkova/spinner.h"
 #include "tarvkova/stored_account.h"
-#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {
 
-// Without the service: the account file, and the schedule that signing in made.
-void forget() {
-  const bool removed = whileWaiting(TARVKOVAAccountRemove) >= 0;
-  if (!removed) throw localFailure("a component of this device failed to sign out; nothing was changed");
+// Removes the account file and the schedule that signing in made, without telling the service.
+void removeAccountLocally() {
+  const bool isRemoved = callWithSpinner(TARVKOVAAccountRemove) >= 0;
+  if (!isRemoved) throw localFailure("a component of this device failed to sign out; nothing was changed");
   if (TARVScheduleRemove(KOVA_REPORT_COMMAND) < 0) {
     throw localFailure("signed out, but the weekly report is still scheduled");
   }
@@ -20,16 +20,16 @@ void forget() {
 
 Report logout(const bool &local) {
   Report report;
-  const bool signedIn = findStoredAccount() != nullptr;
-  report.result["was_signed_in"] = signedIn;
-  report.text = signedIn ? "Signed out.\n" : "This device was not signed in.\n";
+  const bool wasSignedIn = findStoredAccount() != nullptr;
+  report.result["was_signed_in"] = wasSignedIn;
+  report.text = wasSignedIn ? "Signed out.\n" : "This device was not signed in.\n";
   if (local) {
-    forget();
+    removeAccountLocally();
   } else {
-    if (whileWaiting(TARVKOVAAccountLogout) < 0) throw libraryFailure();
+    if (callWithSpinner(TARVKOVAAccountLogout) < 0) throw libraryFailure();
     const int refusal = TARVKOVAErrGet();
-    if (signedIn && refusal != KOVA_SUCCESS) {
-      report.notes.push_back("signed out here, but the service did not agree: " + meaningOf(refusal));
+    if (wasSignedIn && refusal != KOVA_SUCCESS) {
+      report.notes.push_back("signed out here, but the service did not agree: " + errorMeaning(refusal));
     }
   }
   // The library does not tell whether the account file is gone.
@@ -39,8 +39,8 @@ Report logout(const bool &local) {
 
 }  // namespace
 
-void addLogout(CLI::App &program, Action &action) {
-  const auto [command, local] = addCommand(program, action, "logout", "Sign this device out", logout);
+void addLogout(CLI::App &program, ChosenCommand &chosen) {
+  const auto [command, local] = addCommand(program, chosen, "logout", "Sign this device out", logout);
   command->add_flag("--local", local, "Forget the account here without telling the service");
 }
 

@@ -3,24 +3,19 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
+#include <optional>
 #include <string>
 
+#include "base/json.h"
 #include "tarvkova/commands.h"
 #include "tarvkova/secret_source.h"
 #include "tarvkova/signals.h"
+#include "tarvkova/spinner.h"
 #include "tarvkova/streams.h"
-#include "tarvkova/text.h"
-#include "tarvkova/waiting.h"
 
 namespace kova::cli {
-
 namespace {
-
-// What the weekly schedule runs.
-Report reportInfo() {
-  if (whileWaiting(TARVKOVAReportInfo) == 0) return {};
-  throw zonedFailure();
-}
 
 constexpr char kExitCodes[] =
     "Exit codes:\n"
@@ -29,28 +24,32 @@ constexpr char kExitCodes[] =
     "  2  wrong usage                6  the service refused for another reason, or its reply is unusable\n"
     "  3  not signed in";
 
-constexpr void (*kCommands[])(CLI::App &, Action &) = {addCheck,  addLogin,    addLogout,   addStatus,    addSet,
-                                                       addPasswd, addRegister, addServices, addPurchases, addAccounts,
-                                                       addUnify,  addMigrate,  addAbandon};
+constexpr void (*kCommands[])(CLI::App &, ChosenCommand &) = {
+    addCheck,    addLogin,     addLogout,   addStatus, addSet,     addPasswd, addRegister,
+    addServices, addPurchases, addAccounts, addUnify,  addMigrate, addAbandon};
 
-int statusOf(Exit exit) {
-  return static_cast<int>(exit);
+// What the weekly schedule runs.
+Report reportInfo() {
+  if (callWithSpinner(TARVKOVAReportInfo) == 0) return {};
+  throw timeZoneOrLibraryFailure();
 }
 
-int tell(const Report &report, bool json) {
-  for (const std::string &note : report.notes) complain("note: " + note);
-  std::string text = report.text;
-  if (json) {
-    Json::Value result = report.result;
-    result["ok"] = true;
-    for (const std::string &note : report.notes) result["notes"].append(note);
-    text = jsonLine(result) + "\n";
-  }
-  return statusOf(writeOutput(text) ? Exit::kSuccess : Exit::kLocal);
+int write(const std::string &text) {
+  return static_cast<int>(writeOutput(text) ? ExitCode::kSuccess : ExitCode::kLocal);
 }
 
-int tell(const Failure &failure, bool json) {
-  if (json) {
+// Writes the outcome of the command; returns the exit code.
+int writeReport(const Report &report, bool asJson) {
+  for (const std::string &note : report.notes) writeMessage("note: " + note);
+  if (!asJson) return write(report.text);
+  Json::Value result = report.result;
+  result["ok"] = true;
+  for (const std::string &note : report.notes) result["notes"].append(note);
+  return write(jsonLine(result) + "\n");
+}
+
+int writeFailure(const Failure &failure, bool asJson) {
+  if (asJson) {
     Json::Value result = failure.result;
     result["ok"] = false;
     Json::Value &error = result["error"];
@@ -59,55 +58,53 @@ int tell(const Failure &failure, bool json) {
     error["message"] = failure.what();
     writeOutput(jsonLine(result) + "\n");
   } else {
-    complain(failure.what());
+    writeMessage(failure.what());
   }
-  return statusOf(failure.exit);
+  return static_cast<int>(failure.exitCode);
 }
 
-// What the arguments ask for; run() does it and returns the exit code.
 class CommandLine {
  public:
   CommandLine() {
     program_.name("tarvkova")->fallthrough()->require_subcommand(0, 1);
-    program_.set_version_flag("--version", "tarvkova " KOVA_VERSION, "Print the version and exit");
+    addVersionOption(program_);
     program_.add_flag("--json", json_, "Print every outcome as a JSON object");
     program_.add_flag("--report_info", reportInfo_, "Send the weekly report; silent when it was sent or is not wanted");
-    for (const auto add : kCommands) add(program_, action_);
+    for (const auto add : kCommands) add(program_, chosen_);
     program_.footer(std::string(kPasswordHelp) + "\n\n" + kExitCodes);
   }
 
+  // Does what the arguments ask for; returns the exit code.
   int run(int argc, char **argv) try {
-    // Wanted also for the mistakes that end the parsing early.
+    // Mistakes that end the parsing early are told as JSON, too.
     json_ = std::any_of(argv, argv + argc, [](const char *argument) { return std::strcmp(argument, "--json") == 0; });
-    try {
-      program_.parse(argc, argv);
-    } catch (const CLI::CallForHelp &) {
-      return statusOf(writeOutput(program_.help()) ? Exit::kSuccess : Exit::kLocal);
-    } catch (const CLI::CallForVersion &version) {
-      return statusOf(writeOutput(std::string(version.what()) + "\n") ? Exit::kSuccess : Exit::kLocal);
-    } catch (const CLI::ParseError &error) {
-      throw usageFailure(error.what());
-    }
-    if (reportInfo_ == static_cast<bool>(action_)) throw usageFailure("name one command, or --report_info alone");
-    return tell(reportInfo_ ? reportInfo() : action_(), json_);
+    if (const auto text = parse(argc, argv)) return write(*text);
+    if (reportInfo_ == static_cast<bool>(chosen_)) throw usageFailure("name one command, or --report_info alone");
+    return writeReport(reportInfo_ ? reportInfo() : chosen_(), json_);
   } catch (const Interrupted &interrupted) {
-    endBy(interrupted.signal);
+    endBySignal(interrupted.signal);
   } catch (const Failure &failure) {
-    const int status = tell(failure, json_);
-    if (failure.exit == Exit::kUsage && !json_) complain("try \"tarvkova " + commandName() + "--help\"");
-    return status;
+    const int exitCode = writeFailure(failure, json_);
+    if (failure.exitCode == ExitCode::kUsage && !json_) writeMessage("try \"tarvkova " + commandName() + "--help\"");
+    return exitCode;
   } catch (const std::exception &error) {
-    return tell(localFailure(error.what()), json_);
+    return writeFailure(localFailure(error.what()), json_);
   }
 
  private:
+  std::optional<std::string> parse(int argc, char **argv) try {
+    return parseArguments(program_, argc, argv);
+  } catch (const CLI::ParseError &error) {
+    throw usageFailure(error.what());
+  }
+
   std::string commandName() const {
-    const auto chosen = program_.get_subcommands();
-    return chosen.empty() ? "" : chosen.front()->get_name() + " ";
+    const auto commands = program_.get_subcommands();
+    return commands.empty() ? "" : commands.front()->get_name() + " ";
   }
 
   CLI::App program_{"Connects this device to its account at the account service."};
-  Action action_;
+  ChosenCommand chosen_;
   bool json_ = false;
   bool reportInfo_ = false;
 };

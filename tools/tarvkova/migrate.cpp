@@ -1,16 +1,17 @@
-#include <json/reader.h>
 #include <kova/error.h>
 #include <kova/unify.h>
 
-#include <memory>
+#include <optional>
 #include <set>
+#include <string>
 #include <vector>
 
+#include "base/json.h"
+#include "tarvkova/accounts_in_use.h"
 #include "tarvkova/commands.h"
 #include "tarvkova/secret_source.h"
-#include "tarvkova/services_in_use.h"
+#include "tarvkova/spinner.h"
 #include "tarvkova/text.h"
-#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {
@@ -23,7 +24,7 @@ struct Options {
   bool yes = false;
 };
 
-// A JSON value with passwords in it.
+// A JSON value with passwords in it, wiped after use.
 struct SecretJson {
   SecretJson() = default;
   SecretJson(const SecretJson &) = delete;
@@ -33,33 +34,18 @@ struct SecretJson {
   Json::Value value;
 };
 
-void readPasswords(const std::string &file, Json::Value &passwords) {
-  const Secret text = SecretSource(file).readAll();
-  Json::CharReaderBuilder builder;
-  builder["collectComments"] = false;
-  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  const char *begin = text.c_str();
-  bool readable = false;
-  try {
-    readable = reader->parse(begin, begin + text.text().size(), &passwords, nullptr) && passwords.isObject();
-  } catch (const Json::Exception &) {
-    // Nested too deeply.
-  }
-  if (!readable) throw localFailure("the passwords are no JSON object of e-mail addresses and passwords");
-}
-
-// The passwords of the main account and the merged ones, in this order: from the file, or asked for.
+// The passwords: from the file or, where none was named, from the user in the order in which they are needed here.
 class Passwords {
  public:
   explicit Passwords(const std::string &file) {
     if (file.empty()) {
       source_.emplace(file);
-    } else {
-      readPasswords(file, known_.value);
+    } else if (!parseJsonObject(known_.value, SecretSource(file).readAll().text())) {
+      throw localFailure("the passwords are no JSON object of e-mail addresses and passwords");
     }
   }
 
-  Secret of(const std::string &email) {
+  Secret passwordOf(const std::string &email) {
     if (source_) return source_->ask("Password of " + email);
     const Json::Value &password = known_.value[email];
     if (!password.isString()) throw localFailure("no password was given for " + email);
@@ -77,23 +63,23 @@ class Passwords {
   SecretJson known_;
 };
 
-// What the library will find neither merged nor to be the main account. Names are compared as the services give them.
-Json::Value leftOver(const Options &options) {
+// The accounts that the library will abandon: those that are neither merged nor the main account. The library compares
+// the names as the services give them.
+Json::Value unmergedAccounts(const Options &options) {
   Json::Value accounts = scanAccounts();
   accounts.removeMember(options.mainAccount);
   for (const std::string &email : options.merged) accounts.removeMember(email);
   return accounts;
 }
 
-// Fills the merge list and returns the main account's password. Where nothing is merged no password is sent, nor
-// needed.
+// Fills the merge list and returns the main account's password. Where nothing is merged, no password is needed.
 Secret collectPasswords(const Options &options, Json::Value &list) {
   list = Json::Value(Json::arrayValue);
   if (options.merged.empty()) return Secret();
   Passwords passwords(options.passwords);
-  Secret mainPassword = passwords.of(options.mainAccount);
+  Secret mainPassword = passwords.passwordOf(options.mainAccount);
   for (const std::string &email : options.merged) {
-    const Secret password = passwords.of(email);
+    const Secret password = passwords.passwordOf(email);
     Json::Value &element = list.append(Json::objectValue);
     element["email"] = email;
     element["passwd"] = password.c_str();
@@ -103,62 +89,63 @@ Secret collectPasswords(const Options &options, Json::Value &list) {
 
 void merge(const Options &options, const Secret &password, const Json::Value &list) {
   const int result =
-      whileWaiting([&] { return TARVKOVAAccountMigrate(options.mainAccount.c_str(), password.c_str(), list); });
+      callWithSpinner([&] { return TARVKOVAAccountMigrate(options.mainAccount.c_str(), password.c_str(), list); });
   if (result == 0) return;
-  const Failure failure = libraryFailure(kWrongPassword);
+  const Failure failure = libraryFailure(kPasswordRefused);
   if (failure.code != KOVA_ERR_STORE) throw failure;
-  throw Failure(failure.exit, failure.code, failure.name,
+  throw Failure(failure.exitCode, failure.code, failure.name,
                 options.merged.empty() ? "this device could not be marked as unified"
                                        : "the accounts are merged, but this device could not be marked as unified");
 }
 
-std::string sentences(const Options &options, const Json::Value &abandoned) {
-  const std::string one = options.dryRun ? " would be " : " is ";
-  const std::string several = options.dryRun ? " would be " : " are ";
+std::string reportText(const Options &options, const Json::Value &abandoned) {
+  const std::string oneIs = options.dryRun ? " would be " : " is ";
+  const std::string severalAre = options.dryRun ? " would be " : " are ";
   std::string text;
   for (const std::string &email : options.merged) {
-    text += printable(email) + one + "merged into " + printable(options.mainAccount) + ".\n";
+    text += printable(email) + oneIs + "merged into " + printable(options.mainAccount) + ".\n";
   }
-  if (options.merged.empty()) text += "No accounts" + several + "merged.\n";
-  if (abandoned.empty()) return text + "No accounts" + several + "abandoned.\n";
-  text += abandoned.size() == 1 ? "This account" + one + "abandoned (its services"
-                                : "These accounts" + several + "abandoned (their services";
+  if (options.merged.empty()) text += "No accounts" + severalAre + "merged.\n";
+  if (abandoned.empty()) return text + "No accounts" + severalAre + "abandoned.\n";
+  text += abandoned.size() == 1 ? "This account" + oneIs + "abandoned (its services"
+                                : "These accounts" + severalAre + "abandoned (their services";
   std::vector<std::string> kept = options.merged;
   kept.push_back(options.mainAccount);
-  return text + " learn of it through hooks):\n" + tableOf(abandoned, kept);
+  return text + " learn of it through hooks):\n" + accountTable(abandoned, kept);
 }
 
 Report migrate(const Options &options) {
   const std::set<std::string> all(options.merged.begin(), options.merged.end());
   if (all.size() < options.merged.size()) throw usageFailure("an account is to be merged twice");
   if (all.count(options.mainAccount) > 0) throw usageFailure("the main account cannot be merged into itself");
-  // The passwords first: the scan starts programs, which have the same standard input.
+  // The passwords are read first: the scan starts programs that have the same standard input.
   SecretJson list;
   const Secret password = options.dryRun ? Secret() : collectPasswords(options, list.value);
-  const Json::Value abandoned = leftOver(options);
+  const Json::Value abandoned = unmergedAccounts(options);
   if (!options.dryRun) {
-    // Where nothing is merged the service does not check the main account either.
-    if (options.merged.empty() && !abandoned.empty() && !options.yes) confirmLettingGo(abandoned);
+    // Where nothing is merged, the service does not check the main account either: the user has to confirm it.
+    if (options.merged.empty() && !abandoned.empty() && !options.yes) confirmAbandoning(abandoned);
     merge(options, password, list.value);
   }
   Report report;
-  report.text = sentences(options, abandoned);
+  report.text = reportText(options, abandoned);
   report.result["dry_run"] = options.dryRun;
   report.result["main"] = options.mainAccount;
   report.result["merged"] = Json::Value(Json::arrayValue);
   for (const std::string &email : options.merged) report.result["merged"].append(email);
-  report.result["abandoned"] = namesOf(abandoned);
-  report.result["services"] = typesOf(abandoned);
+  report.result["abandoned"] = accountNames(abandoned);
+  report.result["services"] = serviceTypes(abandoned);
   return report;
 }
 
 }  // namespace
 
-void addMigrate(CLI::App &program, Action &action) {
+void addMigrate(CLI::App &program, ChosenCommand &chosen) {
   const auto [command, options] =
-      addCommand(program, action, "migrate", "Merge accounts into one; abandon what else the services use", migrate);
+      addCommand(program, chosen, "migrate", "Merge accounts into one; abandon what else the services use", migrate);
   command->add_option("MAIN", options.mainAccount, "E-mail address of the account that stays")->required();
-  addList(*command, "--merge", options.merged, "E-mail address of an account that is merged into it; may be repeated");
+  addRepeatableOption(*command, "--merge", options.merged,
+                      "E-mail address of an account that is merged into it; may be repeated");
   command
       ->add_option("--passwords", options.passwords,
                    "Read the passwords from this file, a JSON object {\"EMAIL\": \"PASSWORD\", ...}; \"-\" is standard "

@@ -10,21 +10,21 @@
 
 namespace kova::cli {
 
-enum class Exit { kSuccess, kLocal, kUsage, kNotSignedIn, kRefused, kUnreachable, kService };
+enum class ExitCode { kSuccess, kLocal, kUsage, kNotSignedIn, kRefused, kUnreachable, kService };
 
 struct Report {
-  Json::Value result{Json::objectValue};  // the members beside "ok"
+  Json::Value result{Json::objectValue};  // the members of the JSON output beside "ok"
   std::string text;                       // the same for people: whole lines
   std::vector<std::string> notes;         // what went wrong without failing the command
 };
 
 struct Failure : std::runtime_error {
-  Failure(Exit exit, int code, std::string name, const std::string &message)
-      : std::runtime_error(message), exit(exit), code(code), name(std::move(name)) {}
+  Failure(ExitCode exitCode, int code, std::string name, const std::string &message)
+      : std::runtime_error(message), exitCode(exitCode), code(code), name(std::move(name)) {}
 
-  Exit exit;
+  ExitCode exitCode;
   int code;          // the library's error code; 0 where the failure is not the library's
-  std::string name;  // what a script compares
+  std::string name;  // identifies the failure for scripts
   Json::Value result{Json::objectValue};
 };
 
@@ -35,27 +35,28 @@ struct Interrupted {
 
 Failure usageFailure(const std::string &message);
 Failure localFailure(const std::string &message);
-Failure notSignedIn(const std::string &message);
+Failure notSignedInFailure(const std::string &message);
 
-// What refused credentials mean.
-inline constexpr char kWrongDevice[] = "the service no longer accepts this device; sign in again";
-inline constexpr char kWrongPassword[] = "the service does not accept this e-mail address and password";
-inline constexpr char kWrongCurrentPassword[] =
+// What it means that the service refuses the credentials; this depends on what a command sent.
+inline constexpr char kDeviceRefused[] = "the service no longer accepts this device; sign in again";
+inline constexpr char kPasswordRefused[] = "the service does not accept this e-mail address and password";
+inline constexpr char kCurrentPasswordRefused[] =
     "the service does not accept the current password, or no longer accepts this device";
 
 // The failure that the library's error code stands for.
-Failure libraryFailure(const char *wrongCredentials = kWrongDevice);
+Failure libraryFailure(const char *refused = kDeviceRefused);
 
-// The same for what tells the service the time zone: to have none is the one failure without a code.
-Failure zonedFailure();
+// The same for an operation that tells the service the time zone: it alone fails without an error code, when the device
+// cannot name its time zone.
+Failure timeZoneOrLibraryFailure();
 
 // A reply of the service without the keys that must not be shown.
 Json::Value withoutKeys(Json::Value reply);
 
-// Adds the service's reply, if there was one, to the failure: it may tell more.
+// The failure with the service's reply, if there was one: it may tell more.
 Failure withReply(Failure failure, const Json::Value &reply);
 
-// What an error code means, as a sentence without its end.
-std::string meaningOf(int code);
+// What an error code of the library means, as a sentence without a full stop.
+std::string errorMeaning(int code);
 
 }  // namespace kova::cli

@@ -3,13 +3,17 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iomanip>
+#include <optional>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include "tarvkova/commands.h"
+#include "tarvkova/spinner.h"
 #include "tarvkova/streams.h"
 #include "tarvkova/table.h"
 #include "tarvkova/text.h"
-#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {
@@ -30,37 +34,37 @@ std::string userLanguage() {
   return length > 0 ? language : "enu";
 }
 
-Json::Value filterOf(const std::vector<std::string> &values) {
+Json::Value filterFrom(const std::vector<std::string> &values) {
   Json::Value filter;
   for (const std::string &value : values) filter.append(value);
   return filter;
 }
 
-// The amount with `decimals` digits after the point, or with as many as it has where that is negative.
-std::string amount(double value, int decimals = -1) {
+// The amount with `decimals` digits after the point, or with as many as it needs where `decimals` is negative.
+std::string formatAmount(double value, int decimals = -1) {
   char text[1536];
   const auto end = decimals < 0 ? std::to_chars(text, text + sizeof text, value, std::chars_format::fixed)
                                 : std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, decimals);
   return {text, end.ptr};
 }
 
-int decimalsOf(double value) {
-  const std::string text = amount(value);
+int decimalPlaces(double value) {
+  const std::string text = formatAmount(value);
   const std::size_t point = text.find('.');
   return point == std::string::npos ? 0 : static_cast<int>(std::min<std::size_t>(text.size() - point - 1, 6));
 }
 
-// What a date begins with, where it goes on with a time of day.
-std::string dayOf(const std::string &date) {
+// The date without the time of day, if it has one.
+std::string dateWithoutTime(const std::string &date) {
   constexpr std::size_t kDay = sizeof "2000-01-31" - 1;
   return date.size() > kDay && (date[kDay] == ' ' || date[kDay] == 'T') ? date.substr(0, kDay) : date;
 }
 
-std::string table(const Json::Value &purchases) {
+std::string purchaseTable(const Json::Value &purchases) {
   int decimals = 2;
   double total = 0;
   for (const Json::Value &purchase : purchases) {
-    decimals = std::max(decimals, decimalsOf(purchase["price"].asDouble()));
+    decimals = std::max(decimals, decimalPlaces(purchase["price"].asDouble()));
     total += purchase["price"].asDouble();
   }
   Table table({{"DATE"},
@@ -72,30 +76,30 @@ std::string table(const Json::Value &purchases) {
                {"BUYER", 6},
                {"TRANSACTION", 6}});
   for (const Json::Value &purchase : purchases) {
-    table.add({dayOf(textOf(purchase["date"])), textOf(purchase["item"]),
-               amount(purchase["price"].asDouble(), decimals), textOf(purchase["pay_status"]),
-               textOf(purchase["model"]), textOf(purchase["serial"]), textOf(purchase["buyer_id"]),
-               textOf(purchase["transaction_id"])});
+    table.add({dateWithoutTime(displayText(purchase["date"])), displayText(purchase["item"]),
+               formatAmount(purchase["price"].asDouble(), decimals), displayText(purchase["pay_status"]),
+               displayText(purchase["model"]), displayText(purchase["serial"]), displayText(purchase["buyer_id"]),
+               displayText(purchase["transaction_id"])});
   }
   const std::string count = std::to_string(purchases.size()) + (purchases.size() == 1 ? " purchase" : " purchases");
-  table.addTotal({"Total", count, amount(total, decimals), "", "", "", "", ""});
+  table.addTotal({"Total", count, formatAmount(total, decimals), "", "", "", "", ""});
   return table.text(outputWidth());
 }
 
-std::string quoted(const std::string &field) {
-  if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
-  std::string quoted = "\"";
-  for (const char character : field) quoted += character == '"' ? std::string("\"\"") : std::string(1, character);
-  return quoted + '"';
+std::string csvField(const std::string &text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  std::ostringstream field;
+  field << std::quoted(text, '"', '"');
+  return field.str();
 }
 
-std::string csv(const Json::Value &purchases) {
+std::string purchaseCsv(const Json::Value &purchases) {
   std::string lines;
   const auto add = [&](auto fieldOf) {
     const char *separator = "";
     for (const char *member : kMembers) {
       const std::string field = fieldOf(member);
-      lines += separator + quoted(outputIsTerminal() ? printable(field) : field);
+      lines += separator + csvField(isOutputTerminal() ? printable(field) : field);
       separator = ",";
     }
     lines += '\n';
@@ -104,7 +108,7 @@ std::string csv(const Json::Value &purchases) {
   for (const Json::Value &purchase : purchases) {
     add([&](const char *member) {
       const Json::Value &value = purchase[member];
-      return value.isDouble() ? amount(value.asDouble()) : textOf(value);
+      return value.isDouble() ? formatAmount(value.asDouble()) : displayText(value);
     });
   }
   return lines;
@@ -113,27 +117,27 @@ std::string csv(const Json::Value &purchases) {
 Report purchases(const Options &options) {
   const std::string language = userLanguage();
   Report report;
-  const int result = whileWaiting([&] {
-    return TARVKOVAAccountPurchaseList(language.c_str(), orNull(options.from), orNull(options.to),
-                                       filterOf(options.apps), filterOf(options.serials), filterOf(options.prices),
-                                       filterOf(options.buyers), report.result);
+  const int result = callWithSpinner([&] {
+    return TARVKOVAAccountPurchaseList(language.c_str(), textOrNull(options.from), textOrNull(options.to),
+                                       filterFrom(options.apps), filterFrom(options.serials),
+                                       filterFrom(options.prices), filterFrom(options.buyers), report.result);
   });
   if (result < 0) throw libraryFailure();
   const Json::Value &list = report.result["logs"];
-  report.text = options.csv ? csv(list) : list.empty() ? "No purchases.\n" : table(list);
+  report.text = options.csv ? purchaseCsv(list) : list.empty() ? "No purchases.\n" : purchaseTable(list);
   return report;
 }
 
 }  // namespace
 
-void addPurchases(CLI::App &program, Action &action) {
-  const auto [command, options] = addCommand(program, action, "purchases", "List the account's purchases", purchases);
+void addPurchases(CLI::App &program, ChosenCommand &chosen) {
+  const auto [command, options] = addCommand(program, chosen, "purchases", "List the account's purchases", purchases);
   command->add_option("--from", options.from, "Purchases from this date on");
   command->add_option("--to", options.to, "Purchases up to this date");
-  addList(*command, "--app", options.apps, "Only this item; may be repeated, like the next three");
-  addList(*command, "--serial", options.serials, "Only for the device with this serial number");
-  addList(*command, "--price", options.prices, "Only at this price");
-  addList(*command, "--paypal", options.buyers, "Only by this buyer");
+  addRepeatableOption(*command, "--app", options.apps, "Only this item; may be repeated, like the next three");
+  addRepeatableOption(*command, "--serial", options.serials, "Only for the device with this serial number");
+  addRepeatableOption(*command, "--price", options.prices, "Only at this price");
+  addRepeatableOption(*command, "--paypal", options.buyers, "Only by this buyer");
   command->add_flag("--csv", options.csv, "Print comma-separated values")->excludes(program.get_option("--json"));
 }
 

@@ -7,30 +7,30 @@
 namespace kova::cli {
 namespace {
 
-std::string failureOf(int code) {
+std::string refreshFailure(int code) {
   switch (code) {
     case KOVA_ERR_ACCOUNT_GET:
-      return keyRefused();
+      return deviceRefusedMessage();
     case KOVA_ERR_STORE:
-      return "the account's profile was fetched, but not stored: " + meaningOf(code);
-    case KOVA_ERR_SYSTEM:  // at any step
-      return "the account's profile could not be fetched and stored: " + meaningOf(code);
+      return "the account's profile was fetched, but not stored: " + errorMeaning(code);
+    case KOVA_ERR_SYSTEM:  // from any step
+      return "the account's profile could not be fetched and stored: " + errorMeaning(code);
     default:
-      return "the account's profile could not be fetched: " + meaningOf(code);
+      return "the account's profile could not be fetched: " + errorMeaning(code);
   }
 }
 
 }  // namespace
 
-std::string keyRefused() {
+std::string deviceRefusedMessage() {
   return findStoredAccount() ? "the service no longer accepts this device, but it could not be signed out here; try "
                                "\"tarvkova logout --local\""
                              : "the service no longer accepts this device, which is signed out now; sign in again";
 }
 
-void noteRefresh(Report &report, int code) {
+void addRefreshNotes(Report &report, int code) {
   if (code == KOVA_SUCCESS) return;
-  report.notes.push_back(failureOf(code));
+  report.notes.push_back(refreshFailure(code));
   if (code == KOVA_ERR_ACCOUNT_GET) return;
   const StoredAccount account = findStoredAccount();
   if (account && account->last_query_time != 0) {

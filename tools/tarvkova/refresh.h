@@ -1,4 +1,4 @@
-// What became of the stored profile when it was fetched anew.
+// What is told of a stored profile that was to be fetched anew.
 #pragma once
 
 #include <string>
@@ -7,10 +7,11 @@
 
 namespace kova::cli {
 
-// What it means that the service no longer knows this device's auth key; the library has then tried to sign out here.
-std::string keyRefused();
+// The sentence for a service that no longer knows this device's auth key. Call it after the library has tried to sign
+// out here: the sentence says whether that worked.
+std::string deviceRefusedMessage();
 
-// Notes that a refresh failed; `code` is what it left, 0 where there is nothing to note.
-void noteRefresh(Report &report, int code);
+// Adds a note to the report where the refresh failed. `code` is the library's error code after it, 0 for success.
+void addRefreshNotes(Report &report, int code);
 
 }  // namespace kova::cli

@@ -1,9 +1,11 @@
 #include <kova/services.h>
 
+#include <string>
+
 #include "tarvkova/commands.h"
 #include "tarvkova/secret_source.h"
+#include "tarvkova/spinner.h"
 #include "tarvkova/text.h"
-#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {
@@ -17,11 +19,11 @@ struct Options {
 
 Report registerAccount(const Options &options) {
   const Secret password = SecretSource(options.passwordFile).askNew("Password for " + options.email);
-  const int result = whileWaiting([&] {
+  const int result = callWithSpinner([&] {
     return TARVKOVAAccountRegister(options.email.c_str(), password.c_str(), options.name.c_str(),
                                    options.criticalReleases);
   });
-  if (result < 0) throw zonedFailure();
+  if (result < 0) throw timeZoneOrLibraryFailure();
   Report report;
   report.result["email"] = options.email;
   report.text = "The account " + printable(options.email) + " is registered; sign in with \"tarvkova login\".\n";
@@ -30,9 +32,9 @@ Report registerAccount(const Options &options) {
 
 }  // namespace
 
-void addRegister(CLI::App &program, Action &action) {
+void addRegister(CLI::App &program, ChosenCommand &chosen) {
   const auto [command, options] =
-      addCommand(program, action, "register", "Create an account at the service", registerAccount);
+      addCommand(program, chosen, "register", "Create an account at the service", registerAccount);
   command->add_option("EMAIL", options.email, "The account's e-mail address")->required();
   command->add_option("--name", options.name, "Full name of its holder")->required();
   command->add_flag("--critical-release", options.criticalReleases, "Mail about critical releases");

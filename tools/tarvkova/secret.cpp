@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/descriptor.h"
 #include "tarvkova/outcome.h"
 
 namespace kova::cli {
@@ -32,15 +33,14 @@ void wipe(Json::Value &value) {
   }
 }
 
-bool readLine(int fd, Secret &line, const std::function<void()> &beforeRead) {
+bool readLine(int descriptor, Secret &line, const std::function<void()> &beforeRead) {
   line.clear();
-  for (bool any = false;; any = true) {
+  for (bool hasRead = false;; hasRead = true) {
     if (beforeRead) beforeRead();
     char character = 0;
-    const ssize_t got = read(fd, &character, 1);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) throw localFailure(std::string("cannot read the password: ") + std::strerror(errno));
-    if (got == 0) return any;
+    const ssize_t length = retried([&] { return read(descriptor, &character, 1); });
+    if (length < 0) throw localFailure(std::string("cannot read the password: ") + std::strerror(errno));
+    if (length == 0) return hasRead;
     if (character == '\n') return true;
     if (character == '\0') throw localFailure("a password cannot hold a NUL character");
     if (!line.append(character)) throw localFailure("the password is too long");

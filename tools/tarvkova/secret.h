@@ -9,7 +9,7 @@
 
 namespace kova::cli {
 
-// A text with room for a fixed number of bytes: it never moves in memory and leaves nothing behind.
+// A text of at most `capacity` bytes. It never moves in memory, so that no copy is left behind.
 class Secret {
  public:
   explicit Secret(std::size_t capacity = 4096) { text_.reserve(capacity); }
@@ -20,7 +20,7 @@ class Secret {
   }
   ~Secret() { clear(); }
 
-  // False when there is no room.
+  // False when there is no room left.
   bool append(char character);
   void clear();
   const std::string &text() const { return text_; }
@@ -30,11 +30,11 @@ class Secret {
   std::string text_;
 };
 
-// Wipes the texts of a JSON value that is of no more use.
+// Overwrites the texts in a JSON value that is not used any more.
 void wipe(Json::Value &value);
 
-// Reads one line, without its end, and not a byte more. False when there is none. Throws Failure for a line that cannot
-// be a password. `beforeRead`, if any, is called before every read and may throw.
-bool readLine(int fd, Secret &line, const std::function<void()> &beforeRead = {});
+// Reads one line, without its end and without a byte of what follows. False at the end of input. Throws Failure for a
+// line that cannot be a password. `beforeRead`, if any, is called before every read and may throw.
+bool readLine(int descriptor, Secret &line, const std::function<void()> &beforeRead = {});
 
 }  // namespace kova::cli

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
@@ -20,7 +21,7 @@ Descriptor openSecrets(const std::string &path) {
   if (!file) throw localFailure("cannot open " + path + ": " + std::strerror(errno));
   struct stat status {};
   if (fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & (S_IRGRP | S_IROTH)) != 0) {
-    complain("warning: " + path + " can be read by other users");
+    writeMessage("warning: " + path + " can be read by other users");
   }
   return file;
 }
@@ -47,8 +48,8 @@ int SecretSource::input() const {
 
 Secret SecretSource::ask(const std::string &what) {
   Secret secret;
-  const bool given = terminal_ ? terminal_->ask(what + ": ", secret) : readLine(input(), secret);
-  if (!given) throw localFailure("no password was given");
+  const bool isGiven = terminal_ ? terminal_->ask(what + ": ", secret) : readLine(input(), secret);
+  if (!isGiven) throw localFailure("no password was given");
   return secret;
 }
 
@@ -63,10 +64,9 @@ Secret SecretSource::readAll() {
   Secret all(kLargestFile);
   for (;;) {
     char character = 0;
-    const ssize_t got = read(input(), &character, 1);
-    if (got == 0) return all;
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) throw localFailure(std::string("cannot read the passwords: ") + std::strerror(errno));
+    const ssize_t length = retried([&] { return read(input(), &character, 1); });
+    if (length == 0) return all;
+    if (length < 0) throw localFailure(std::string("cannot read the passwords: ") + std::strerror(errno));
     if (!all.append(character)) throw localFailure("the file of passwords is too large");
   }
 }

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "tarvkova/descriptor.h"
+#include "base/descriptor.h"
 #include "tarvkova/secret.h"
 #include "tarvkova/terminal.h"
 
@@ -25,14 +25,14 @@ CLI::Option *addPasswordFile(CLI::App &command, std::string &file);
 
 class SecretSource {
  public:
-  // `file` is "-" for standard input, and empty for none. Warns of a file that others can read.
+  // `file` is "-" for standard input, and empty when no file was named. Warns of a file that others can read.
   explicit SecretSource(const std::string &file);
 
-  // The answer to "`what`: ", or the next line. Throws Failure when there is none.
+  // The answer to "`what`: " on the terminal, else the next line. Throws Failure at the end of input.
   Secret ask(const std::string &what);
-  // The same for a password to be set: not empty, and asked for twice on a terminal.
+  // The same for a password that is to be set: it is not empty, and a terminal's user is asked for it twice.
   Secret askNew(const std::string &what);
-  // Everything that is left. Not for a terminal.
+  // Everything that is left in the file or on standard input.
   Secret readAll();
 
  private:

@@ -1,34 +1,33 @@
 #include <kova/services.h>
 
 #include "tarvkova/commands.h"
+#include "tarvkova/spinner.h"
 #include "tarvkova/stored_account.h"
 #include "tarvkova/streams.h"
 #include "tarvkova/table.h"
 #include "tarvkova/text.h"
-#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {
 
 Report services() {
-  const StoredAccount account = storedAccount();
+  const StoredAccount account = requireStoredAccount();
   Report report;
   Json::Value &held = report.result;
-  if (whileWaiting([&] { return TARVKOVAAccountServiceCheck(account->kovaIDSerial, account->vx_auth_key, held); }) <
+  if (callWithSpinner([&] { return TARVKOVAAccountServiceCheck(account->kovaIDSerial, account->vx_auth_key, held); }) <
       0) {
     throw libraryFailure();
   }
-  report.text = fieldList(outputWidth(), {{"Relay alias", orNone(held["alias"])},
-                                          {"Dynamic DNS", orNone(held["ddns"])},
-                                          {"Antivirus by McAfee", textOf(held["mcafee"])}});
+  report.text = fieldList(outputWidth(), {{"Relay alias", displayTextOrNone(held["alias"])},
+                                          {"Dynamic DNS", displayTextOrNone(held["ddns"])},
+                                          {"Antivirus by McAfee", displayText(held["mcafee"])}});
   return report;
 }
 
 }  // namespace
 
-void addServices(CLI::App &program, Action &action) {
-  CLI::App *command = program.add_subcommand("services", "Show which remote services the account holds");
-  command->callback([&action] { action = services; });
+void addServices(CLI::App &program, ChosenCommand &chosen) {
+  addCommand(program, chosen, "services", "Show which remote services the account holds", services);
 }
 
 }  // namespace kova::cli

@@ -2,12 +2,14 @@
 #include <kova/session.h>
 
 #include <algorithm>
+#include <optional>
+#include <string>
 
 #include "tarvkova/commands.h"
 #include "tarvkova/refresh.h"
 #include "tarvkova/secret_source.h"
+#include "tarvkova/spinner.h"
 #include "tarvkova/stored_account.h"
-#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {
@@ -18,9 +20,10 @@ struct Options {
   std::string passwordFile;
 };
 
-BOOL stateOf(const std::optional<std::string> &flag) {
-  if (!flag) return -1;
-  return *flag == "on" ? 1 : 0;
+// An option that is "on" or "off", as the library takes it: negative when it was not given.
+BOOL flagValue(const std::optional<std::string> &option) {
+  if (!option) return -1;
+  return *option == "on" ? 1 : 0;
 }
 
 Report set(const Options &options) {
@@ -32,29 +35,30 @@ Report set(const Options &options) {
   if (std::ranges::none_of(changes, [](auto *change) { return change->has_value(); })) {
     throw usageFailure("nothing is to be changed");
   }
-  storedAccount();
+  requireStoredAccount();
   Secret password;
   if (options.email) password = SecretSource(options.passwordFile).ask("Current password");
-  const int result = whileWaiting([&] {
-    return TARVKOVAAccountSetInfo(
-        orNull(options.name), orNull(options.email), options.email ? password.c_str() : nullptr, nullptr,
-        orNull(options.country), orNull(options.language), orNull(options.timeZone), stateOf(options.newsletter),
-        stateOf(options.criticalReleases), stateOf(options.promotion), orNull(options.criticalVersions));
+  const int result = callWithSpinner([&] {
+    return TARVKOVAAccountSetInfo(textOrNull(options.name), textOrNull(options.email),
+                                  options.email ? password.c_str() : nullptr, nullptr, textOrNull(options.country),
+                                  textOrNull(options.language), textOrNull(options.timeZone),
+                                  flagValue(options.newsletter), flagValue(options.criticalReleases),
+                                  flagValue(options.promotion), textOrNull(options.criticalVersions));
   });
-  if (result < 0) throw libraryFailure(options.email ? kWrongCurrentPassword : kWrongDevice);
+  if (result < 0) throw libraryFailure(options.email ? kCurrentPasswordRefused : kDeviceRefused);
   Report report;
   report.text = "The account is updated.\n";
   Json::Value profile(Json::objectValue);
-  whileWaiting([&] { return TARVKOVAAccountQueryInfo(profile, true, true); });
-  noteRefresh(report, TARVKOVAErrGet());
+  callWithSpinner([&] { return TARVKOVAAccountQueryInfo(profile, true, true); });
+  addRefreshNotes(report, TARVKOVAErrGet());
   return report;
 }
 
 }  // namespace
 
-void addSet(CLI::App &program, Action &action) {
+void addSet(CLI::App &program, ChosenCommand &chosen) {
   const auto [command, options] =
-      addCommand(program, action, "set", "Change the account's details at the service", set);
+      addCommand(program, chosen, "set", "Change the account's details at the service", set);
   const auto add = [&set = *command](const char *name, std::optional<std::string> &value, const char *help) {
     return set.add_option(name, value, help);
   };

@@ -20,7 +20,7 @@ StoredAccount findStoredAccount() {
   return nullptr;
 }
 
-StoredAccount storedAccount() {
+StoredAccount requireStoredAccount() {
   StoredAccount account = findStoredAccount();
   if (!account) throw libraryFailure();
   return account;

@@ -17,6 +17,6 @@ using StoredAccount = std::unique_ptr<AccountInfo, WipeAccount>;
 StoredAccount findStoredAccount();
 
 // Throws Failure when the device is not signed in.
-StoredAccount storedAccount();
+StoredAccount requireStoredAccount();
 
 }  // namespace kova::cli

@@ -8,19 +8,20 @@
 
 namespace kova::cli {
 
-// Call first. Keeps standard output for this program alone: what the library starts (hooks, scripts) writes to standard
-// error, so that a report is never mixed with anything. A closed output is an error when it is written to, not before.
+// Call this first. It keeps standard output for this program alone: what the library starts (hooks, scripts) writes to
+// standard error, so that a report is never mixed with anything. A closed output is an error when it is written to, not
+// before.
 void prepareStreams();
 
-bool outputIsTerminal();
+bool isOutputTerminal();
 
-// The columns of the terminal on standard output; nothing when it is no terminal.
+// The columns of the terminal on standard output; nothing when standard output is not a terminal.
 std::optional<std::size_t> outputWidth();
 
-// Writes to standard output. False, having said so unless its reader is gone, when that fails.
+// Writes to standard output. When that fails, says so unless the output's reader is gone, and returns false.
 bool writeOutput(std::string_view text);
 
 // Writes "tarvkova: " and the message as one line to standard error.
-void complain(const std::string &message);
+void writeMessage(const std::string &message);
 
 }  // namespace kova::cli

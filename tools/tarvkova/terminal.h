@@ -1,11 +1,11 @@
-// The controlling terminal, to ask the user.
+// Questions to the user on the controlling terminal.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <utility>
 
-#include "tarvkova/descriptor.h"
+#include "base/descriptor.h"
 #include "tarvkova/secret.h"
 
 namespace kova::cli {
@@ -16,8 +16,8 @@ class Terminal {
   static std::optional<Terminal> open();
 
   // Reads the answer to the question, without echo unless `echo`. False at the end of input. A signal that ends the
-  // program is thrown as Interrupted, once the terminal is as it was; one that stops it makes the question be asked
-  // again.
+  // program is thrown as Interrupted once the terminal is as it was; after one that stopped the program the question is
+  // asked again.
   bool ask(const std::string &question, Secret &answer, bool echo = false);
   // Whether the answer to the question is yes.
   bool confirm(const std::string &question);

@@ -3,36 +3,37 @@
 #include <strings.h>
 
 #include <cstring>
+#include <string>
 
+#include "tarvkova/accounts_in_use.h"
 #include "tarvkova/commands.h"
 #include "tarvkova/refresh.h"
-#include "tarvkova/services_in_use.h"
+#include "tarvkova/spinner.h"
 #include "tarvkova/stored_account.h"
 #include "tarvkova/text.h"
-#include "tarvkova/waiting.h"
 
 namespace kova::cli {
 namespace {
 
-bool sameKey(const StoredAccount &one, const StoredAccount &other) {
+bool hasSameAuthKey(const StoredAccount &one, const StoredAccount &other) {
   return one && other && std::strcmp(one->vx_auth_key, other->vx_auth_key) == 0;
 }
 
-// The account that this device is signed in to now, as far as that is known. The library settles also on an account for
-// which the service gave no key: then the device has none, or still that of another account.
-std::string signedInAs(const std::string &name, const StoredAccount &before, Report &report) {
+// The account that this device is signed in to now; empty when that is not known. The library also settles on an
+// account for which the service gave no auth key: then the device has none, or still that of another account.
+std::string findSignedInAccount(const std::string &name, const StoredAccount &before, Report &report) {
   Json::Value profile;
-  const int result = whileWaiting([&] { return TARVKOVAAccountQueryInfo(profile, true, true); });
+  const int result = callWithSpinner([&] { return TARVKOVAAccountQueryInfo(profile, true, true); });
   const int code = TARVKOVAErrGet();
   if (result < 0 && code == KOVA_ERR_ACCOUNT_GET) {
-    throw notSignedIn("the service accepts this device for " + name +
-                      ", but gave it no key that works; see \"tarvkova login\"");
+    throw notSignedInFailure("the service accepts this device for " + name +
+                             ", but gave it no key that works; see \"tarvkova login\"");
   }
-  noteRefresh(report, code);
-  const bool isNew = !sameKey(before, findStoredAccount());
-  if (result < 0) return isNew ? name : "";
-  std::string account = textOf(profile["email"]);
-  if (!isNew && strcasecmp(account.c_str(), name.c_str()) != 0) {
+  addRefreshNotes(report, code);
+  const bool hasNewKey = !hasSameAuthKey(before, findStoredAccount());
+  if (result < 0) return hasNewKey ? name : "";
+  std::string account = displayText(profile["email"]);
+  if (!hasNewKey && strcasecmp(account.c_str(), name.c_str()) != 0) {
     report.notes.push_back("the services use " + name + ", for which the service gave no key");
   }
   return account;
@@ -41,9 +42,9 @@ std::string signedInAs(const std::string &name, const StoredAccount &before, Rep
 Report unify() {
   const StoredAccount before = findStoredAccount();
   Json::Value accounts;
-  const int result = whileWaiting([&] { return TARVKOVAAccountIsUnified(accounts); });
+  const int result = callWithSpinner([&] { return TARVKOVAAccountIsUnified(accounts); });
   if (result < 0 && TARVKOVAErrGet() == KOVA_SUCCESS && accounts.size() > 1) {
-    Failure failure(Exit::kLocal, 0, "several_accounts",
+    Failure failure(ExitCode::kLocal, 0, "several_accounts",
                     "the services of this device use " + std::to_string(accounts.size()) +
                         " accounts; see \"tarvkova accounts\", merge them with \"tarvkova migrate\"");
     failure.result["accounts"] = accounts;
@@ -57,8 +58,8 @@ Report unify() {
   } else if (accounts.empty()) {
     report.text = "This device is unified: no service of it uses an account.\n";
   } else {
-    const std::string name(trimmed(accounts.getMemberNames().front()));
-    const std::string account = signedInAs(name, before, report);
+    const std::string name(withoutTrailingSpace(accounts.getMemberNames().front()));
+    const std::string account = findSignedInAccount(name, before, report);
     report.text =
         "This device is unified" + (account.empty() ? "" : ", and signed in as " + printable(account)) + ".\n";
     if (!account.empty()) report.result["signed_in"] = account;
@@ -68,10 +69,8 @@ Report unify() {
 
 }  // namespace
 
-void addUnify(CLI::App &program, Action &action) {
-  CLI::App *command =
-      program.add_subcommand("unify", "Settle on the one account that the services use; signs in to it");
-  command->callback([&action] { action = unify; });
+void addUnify(CLI::App &program, ChosenCommand &chosen) {
+  addCommand(program, chosen, "unify", "Settle on the one account that the services use; signs in to it", unify);
 }
 
 }  // namespace kova::cli
