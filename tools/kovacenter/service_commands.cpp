@@ -1,0 +1,116 @@
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "kovacenter/command_tree.h"
+#include "kovacenter/commands.h"
+#include "kovacenter/journal.h"
+
+namespace kova::center {
+namespace {
+
+struct ServeCommandOptions : StateOptions {
+  ServeOptions serve;
+};
+
+struct RunCommandOptions : ServeCommandOptions {
+  std::string device;
+  std::vector<std::string> command;
+};
+
+struct DeviceCommandOptions : StateOptions {
+  DeviceOptions device;
+};
+
+struct JournalCommandOptions : StateOptions {
+  bool follow = false;
+};
+
+void addServeOptions(CLI::App &command, ServeOptions &options) {
+  static const std::map<std::string, ServerCertificate> kCertificates = {
+      {"good", ServerCertificate::kGood},
+      {"expired", ServerCertificate::kExpired},
+      {"wrong-name", ServerCertificate::kWrongName},
+      {"self-signed", ServerCertificate::kSelfSigned}};
+  command.add_option("--port", options.port, "HTTPS port (default: any free one)")->check(CLI::Range(0, 65535));
+  command
+      .add_option_function<std::string>(
+          "--certificate", [&options](const std::string &name) { options.certificate = kCertificates.at(name); },
+          "What to present (default: good)")
+      ->check(CLI::IsMember(&kCertificates));
+  command.add_option("--register-limit", options.rules.registerLimit, "Accounts that one device may register")
+      ->capture_default_str()
+      ->check(CLI::NonNegativeNumber);
+  command.add_flag("--register-unverified", options.rules.registerUnverified, "Registered accounts start unverified");
+}
+
+int serveUntilSignal(const ServeCommandOptions &options) {
+  serve(State(options.state), options.serve);
+  return 0;
+}
+
+// The device root that was named, else the environment's, else one that belongs to the state.
+std::filesystem::path deviceRoot(const State &state, const std::string &named) {
+  if (!named.empty()) return std::filesystem::absolute(named);
+  const char *root = std::getenv("KOVA_DEVICE_ROOT");
+  return root != nullptr && *root != '\0' ? std::filesystem::absolute(root) : state.file("device");
+}
+
+int runWithService(const RunCommandOptions &options) {
+  if (options.command.empty()) throw CLI::RequiredError("-- COMMAND");
+  const State state(options.state);
+  return run(state, options.serve, deviceRoot(state, options.device), options.command);
+}
+
+int makeDeviceFromOptions(const DeviceCommandOptions &options) {
+  DeviceOptions device = options.device;
+  device.root = std::filesystem::absolute(device.root);
+  makeDevice(State(options.state), device);
+  return 0;
+}
+
+int printRequests(const JournalCommandOptions &options) {
+  printJournal(State::existing(options.state).journal(), options.follow);
+  return 0;
+}
+
+}  // namespace
+
+void addServiceCommands(CLI::App &program, ChosenCommand &chosen, const std::vector<std::string> &words) {
+  const auto [serve, serveOptions] =
+      addStateCommand(program, chosen, "serve", "Run the service until a signal ends it", serveUntilSignal);
+  addServeOptions(*serve, serveOptions.serve);
+
+  const auto [run, runOptions] = addStateCommand(
+      program, chosen, "run", "Run a command with the service beside it: ... -- COMMAND [ARGUMENT...]", runWithService);
+  addServeOptions(*run, runOptions.serve);
+  run->add_option("--device", runOptions.device, "Device root; made when absent")->type_name("DIR");
+  runOptions.command = words;
+}
+
+void addDeviceCommand(CLI::App &program, ChosenCommand &chosen) {
+  const auto [command, options] = addStateCommand(
+      program, chosen, "device", "Make a device root and print the environment to use it", makeDeviceFromOptions);
+  DeviceOptions &device = options.device;
+  command->add_option("root", device.root, "Directory")->required()->type_name("DIR");
+  command->add_option("--serial", device.serial, "Factory serial number");
+  command->add_option("--custom-serial", device.customSerial, "Serial number set by hand");
+  command->add_option("--mac", device.mac, "MAC address");
+  command->add_option("--relay-account", device.relayAccount, "Account of the relay service");
+  command->add_option("--relay-alias", device.relayAlias, "Alias of the relay service");
+  command->add_option("--ddns-account", device.ddnsAccount, "Account of the dynamic DNS service");
+  command->add_option("--ddns-host", device.ddnsHost, "Host name of the dynamic DNS service");
+  command->add_option("--environment", device.environment, "Service environment (default: production)")
+      ->check(CLI::IsMember({"test", "dev", "test2"}));
+  command->add_flag("--force", device.force, "Write into a directory that holds something already");
+}
+
+void addJournalCommand(CLI::App &program, ChosenCommand &chosen) {
+  const auto [command, options] =
+      addStateCommand(program, chosen, "journal", "Print every request and reply", printRequests);
+  command->add_flag("--follow", options.follow, "Go on with what is added");
+}
+
+}  // namespace kova::center
