@@ -19,8 +19,6 @@ class Spinner {
   ~Spinner();
 
  private:
-  void spin() const;
-
   std::optional<HeldSignals> signals_;
   Descriptor done_;  // readable when the spinner is to end
   std::thread thread_;
