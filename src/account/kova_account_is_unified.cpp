@@ -17,17 +17,17 @@ namespace {
 // Signs the device in to the account with nothing but its API key.
 bool DirectLoginByApiKey(const char *account) {
   TARVKOVAErrSet(KOVA_SUCCESS);
-  Road road;
-  SignIn signIn(road);
-  if (road.identify() < 0 || road.configure() < 0) return false;
+  Exchange exchange;
+  SignIn signIn(exchange);
+  if (exchange.readSerialNumber() < 0 || exchange.readServerConfig() < 0) return false;
   if (signIn.identify() < 0) return false;
-  if (road.open() < 0) return false;
+  if (exchange.allocateParameters() < 0) return false;
   signIn.fill("acnt_apikey", account, nullptr);
   Json::Value reply(Json::objectValue);
   const auto readReply = [&](bool) {
-    if (road.parse(reply) < 0) return -1;
+    if (exchange.parseReply(reply) < 0) return -1;
     if (!hasMember(reply, "code")) {
-      return fail(here(), KOVA_ERR_JSON_FORMAT, "Failed to parse json: %s", road.body());
+      return fail(here(), KOVA_ERR_JSON_FORMAT, "Failed to parse json: %s", exchange.body());
     }
     // Never taken: the line above says it first.
     if (!hasMember(reply, "code")) return fail(here(), KOVA_ERR_RESPONSE, "bad response, no code");
@@ -36,7 +36,7 @@ bool DirectLoginByApiKey(const char *account) {
   if (signIn.ask(reply, readReply) < 0) {
     if (signIn.refused()) {
       log(here(), "DirectLoginByApiKey failed, account=%s, http-status: %ld response: %s", account,
-          static_cast<long>(road.httpStatus()), road.body());
+          static_cast<long>(exchange.httpStatus()), exchange.body());
     }
     return false;
   }
@@ -75,7 +75,7 @@ int TARVKOVAAccountIsUnified(Json::Value &accounts) {
       }
     }
     // The outcome stands even where the mark cannot be written: the next call decides again.
-    markUnified(here());
+    markUnified();
     return 0;
   });
 }

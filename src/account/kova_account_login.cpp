@@ -39,19 +39,19 @@ int TARVKOVAAccountLogin(const char *email, const char *password, Json::Value &r
     TARVKOVAErrSet(KOVA_SUCCESS);
     if (email == nullptr || password == nullptr) return fail(here(), KOVA_ERR_BAD_PARAMETERS, "Bad Parameters");
     const std::string account = email;  // which may lie in the value that the reply replaces
-    Road road;
-    SignIn signIn(road);
-    if (road.configure() < 0 || road.identify() < 0) return -1;
+    Exchange exchange;
+    SignIn signIn(exchange);
+    if (exchange.readServerConfig() < 0 || exchange.readSerialNumber() < 0) return -1;
     if (signIn.identify() < 0) return -1;
-    if (road.open() < 0) return -1;
+    if (exchange.allocateParameters() < 0) return -1;
     signIn.fill("acnt_pw_apikey", email, password);
     const auto readReply = [&](bool again) {
-      if (road.parse(reply) < 0) return -1;
+      if (exchange.parseReply(reply) < 0) return -1;
       if (!again && !hasMember(reply, "code")) return fail(here(), KOVA_ERR_RESPONSE, "bad response, no code");
       return 0;
     };
     if (signIn.ask(reply, readReply) < 0) {
-      if (signIn.refused()) log(here(), "Failed to login %s, resp=%s", account.c_str(), road.body());
+      if (signIn.refused()) log(here(), "Failed to login %s, resp=%s", account.c_str(), exchange.body());
       return -1;
     }
     if (checkOnly) return 0;

@@ -8,7 +8,7 @@
 #include "core/guard.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "transport/road.h"
+#include "transport/exchange.h"
 
 using namespace kova;
 
@@ -21,17 +21,18 @@ int TARVKOVAAccountLogout() {
       TARVKOVAErrSet(KOVA_SUCCESS);
       return 0;
     }
-    Road road;
-    if (road.identify() < 0 || road.configure() < 0 || road.open() < 0) return -1;
-    road.set("action", "destroy");
-    road.set("serial", road.serial());
-    road.set("kova_id", account->kovaIDSerial);
-    road.set("auth_key", account->vx_auth_key);
+    Exchange exchange;
+    if (exchange.readSerialNumber() < 0 || exchange.readServerConfig() < 0 || exchange.allocateParameters() < 0)
+      return -1;
+    exchange.setParameter("action", "destroy");
+    exchange.setParameter("serial", exchange.serialNumber());
+    exchange.setParameter("kova_id", account->kovaIDSerial);
+    exchange.setParameter("auth_key", account->vx_auth_key);
     Json::Value reply;
-    if (road.send({road.serviceUrl(), "dnsauth.php"}) < 0 || road.parse(reply) < 0) return -1;
+    if (exchange.send({exchange.serviceUrl(), "dnsauth.php"}) < 0 || exchange.parseReply(reply) < 0) return -1;
     // From here on the device signs out, whatever the service said; its refusal stays readable as the error code.
     if (hasMember(reply, "code") && mapResult(reply) != KOVA_SUCCESS) {
-      log(here(), "Failed to logout %s, resp=%s", account->kovaIDSerial, road.body());
+      log(here(), "Failed to logout %s, resp=%s", account->kovaIDSerial, exchange.body());
     }
     TARVKOVAAccountRemove();
     TARVScheduleRemove(KOVA_REPORT_COMMAND);

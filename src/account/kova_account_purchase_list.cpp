@@ -11,7 +11,7 @@
 #include "core/guard.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "transport/road.h"
+#include "transport/exchange.h"
 
 namespace kova {
 namespace {
@@ -27,14 +27,14 @@ std::string JoinJsonArray(const Json::Value &array) {
 }
 
 // What is no array narrows nothing.
-void setFilter(Road &road, const char *key, const Json::Value &filter) {
-  if (filter.isArray()) road.set(key, JoinJsonArray(filter).c_str());
+void setFilter(Exchange &exchange, const char *key, const Json::Value &filter) {
+  if (filter.isArray()) exchange.setParameter(key, JoinJsonArray(filter).c_str());
 }
 
-void setDates(Road &road, const char *from, const char *to) {
+void setDates(Exchange &exchange, const char *from, const char *to) {
   if (from == nullptr && to == nullptr) return;
   const std::string dates = std::string(from != nullptr ? from : "") + "," + (to != nullptr ? to : "");
-  road.set("dates", dates.c_str());
+  exchange.setParameter("dates", dates.c_str());
 }
 
 // The members of a purchase as callers know it. The first ones have other names in the service's entries.
@@ -82,23 +82,25 @@ int TARVKOVAAccountPurchaseList(const char *language, const char *dateFrom, cons
     TARVKOVAErrSet(KOVA_SUCCESS);
     if (language == nullptr || result.isNull()) return fail(here(), KOVA_ERR_BAD_PARAMETERS, "Bad parameter");
     const auto account = std::make_unique<AccountInfo>();
-    Road road;
-    if (road.account(*account) < 0 || road.configure() < 0 || road.identify() < 0 || road.open() < 0) return -1;
-    road.set("action", "get_history");
-    road.set("kova_id", account->kovaIDSerial);
-    road.set("auth_key", account->vx_auth_key);
-    road.set("serial", road.serial());
-    road.set("language", language);
-    setDates(road, dateFrom, dateTo);
-    setFilter(road, "apps", apps);
-    setFilter(road, "serials", serials);
-    setFilter(road, "prices", prices);
-    setFilter(road, "paypals", paypals);
+    Exchange exchange;
+    if (exchange.readAccount(*account) < 0 || exchange.readServerConfig() < 0 || exchange.readSerialNumber() < 0 ||
+        exchange.allocateParameters() < 0)
+      return -1;
+    exchange.setParameter("action", "get_history");
+    exchange.setParameter("kova_id", account->kovaIDSerial);
+    exchange.setParameter("auth_key", account->vx_auth_key);
+    exchange.setParameter("serial", exchange.serialNumber());
+    exchange.setParameter("language", language);
+    setDates(exchange, dateFrom, dateTo);
+    setFilter(exchange, "apps", apps);
+    setFilter(exchange, "serials", serials);
+    setFilter(exchange, "prices", prices);
+    setFilter(exchange, "paypals", paypals);
     Json::Value reply;
-    if (road.send({road.firstUrl(), "api/query.php"}) < 0 || road.parse(reply) < 0) return -1;
+    if (exchange.send({exchange.firstUrl(), "api/query.php"}) < 0 || exchange.parseReply(reply) < 0) return -1;
     if (!hasMember(reply, "code")) return fail(KOVA_ERR_RESPONSE);
     if (mapResult(reply) != KOVA_SUCCESS) {
-      log(here(), "Failed to query purchase info, resp=%s", road.body());
+      log(here(), "Failed to query purchase info, resp=%s", exchange.body());
       return -1;
     }
     Json::Value logs = takeLogs(reply);

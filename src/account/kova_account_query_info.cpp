@@ -12,7 +12,7 @@
 #include "core/json.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "transport/road.h"
+#include "transport/exchange.h"
 
 namespace kova {
 namespace {
@@ -118,14 +118,16 @@ int TARVKOVAAccountQueryInfo(Json::Value &info, bool force, bool shortTimeout) {
       info.swap(answer);
       return 0;
     }
-    Road road;
-    if (road.configure() < 0 || road.identify() < 0 || road.open() < 0) return -1;
-    road.set("action", "query");
-    road.set("kova_id", account->kovaIDSerial);
-    road.set("auth_key", account->vx_auth_key);
-    road.set("serial", road.serial());
+    Exchange exchange;
+    if (exchange.readServerConfig() < 0 || exchange.readSerialNumber() < 0 || exchange.allocateParameters() < 0)
+      return -1;
+    exchange.setParameter("action", "query");
+    exchange.setParameter("kova_id", account->kovaIDSerial);
+    exchange.setParameter("auth_key", account->vx_auth_key);
+    exchange.setParameter("serial", exchange.serialNumber());
     Json::Value reply;
-    if (road.send({road.serviceUrl(), "dnsauth.php", shortTimeout}) < 0 || road.parse(reply) < 0) return -1;
+    if (exchange.send({exchange.serviceUrl(), "dnsauth.php", shortTimeout}) < 0 || exchange.parseReply(reply) < 0)
+      return -1;
     // A reply without a result counts as one with an empty result.
     if (reply.isNull() || reply.isObject()) reply["code"];
     if (textOf(member(reply, "code")) == "badauth") {
@@ -138,7 +140,7 @@ int TARVKOVAAccountQueryInfo(Json::Value &info, bool force, bool shortTimeout) {
       return fail(here(), KOVA_ERR_RESPONSE, "Server returned insufficient data. resp=%s", compactText(reply).c_str());
     }
     if (mapResult(reply) != KOVA_SUCCESS) {
-      log(here(), "Failed to query %s, resp=%s, code=%u", account->kovaIDSerial, road.body(),
+      log(here(), "Failed to query %s, resp=%s, code=%u", account->kovaIDSerial, exchange.body(),
           static_cast<unsigned>(TARVKOVAErrGet()));
       return -1;
     }

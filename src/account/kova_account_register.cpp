@@ -8,7 +8,7 @@
 #include "core/guard.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "transport/road.h"
+#include "transport/exchange.h"
 
 using namespace kova;
 
@@ -18,29 +18,29 @@ int TARVKOVAAccountRegister(const char *email, const char *password, const char 
     if (email == nullptr || password == nullptr || fullName == nullptr) {
       return fail(here(), KOVA_ERR_BAD_PARAMETERS, "Bad Parameters");
     }
-    Road road;
-    if (road.identify() < 0 || road.configure() < 0) return -1;
+    Exchange exchange;
+    if (exchange.readSerialNumber() < 0 || exchange.readServerConfig() < 0) return -1;
     char language[32] = "";
     if (TLIBCFileGetKeyValue(kInformationFile, "language", language, sizeof language, 0) < 1) {
       copyText(language, "enu");
     }
     std::string zone;
-    if (road.makeToken() < 0 || readTimeZone(zone, here()) < 0 || road.open() < 0) return -1;
-    road.set("action", "register");
-    road.set("email", email);
-    road.set("passwd", password);
-    road.set("full_name", fullName);
-    road.set("serial", road.serial());
-    road.set("notify_lang", language);
-    road.set("token", road.token());
-    road.set("timezone", zone.c_str());
-    road.set("critical_release", criticalRelease ? "true" : "false");
+    if (exchange.makeToken() < 0 || readTimeZone(zone) < 0 || exchange.allocateParameters() < 0) return -1;
+    exchange.setParameter("action", "register");
+    exchange.setParameter("email", email);
+    exchange.setParameter("passwd", password);
+    exchange.setParameter("full_name", fullName);
+    exchange.setParameter("serial", exchange.serialNumber());
+    exchange.setParameter("notify_lang", language);
+    exchange.setParameter("token", exchange.token());
+    exchange.setParameter("timezone", zone.c_str());
+    exchange.setParameter("critical_release", criticalRelease ? "true" : "false");
     const Target target = {
-        .base = road.serviceUrl(), .path = "account.php", .failure = "failed to send https request. err=[0x%04X]"};
-    if (road.send(target) < 0) return -1;
+        .base = exchange.serviceUrl(), .path = "account.php", .failure = "failed to send https request. err=[0x%04X]"};
+    if (exchange.send(target) < 0) return -1;
     // The reply is a bare word.
-    if (MapLibKovaCenterErrorCode(road.body()) == KOVA_SUCCESS) return 0;
-    log(here(), "Failed to register %s, resp=%s", email, road.body());
+    if (MapLibKovaCenterErrorCode(exchange.body()) == KOVA_SUCCESS) return 0;
+    log(here(), "Failed to register %s, resp=%s", email, exchange.body());
     return -1;
   });
 }

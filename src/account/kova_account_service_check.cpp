@@ -4,14 +4,14 @@
 #include "core/guard.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "transport/road.h"
+#include "transport/exchange.h"
 
 namespace kova {
 namespace {
 
-int accept(const Road &road, const Json::Value &reply, const Where &where) {
+int accept(const Exchange &exchange, const Json::Value &reply, const Where &where) {
   if (mapResult(reply) == KOVA_SUCCESS) return 0;
-  log(where, "Failed to query service check, resp=%s", road.body());
+  log(where, "Failed to query service check, resp=%s", exchange.body());
   return -1;
 }
 
@@ -26,31 +26,32 @@ int TARVKOVAAccountServiceCheck(const char *accountId, const char *authKey, Json
     if (authKey == nullptr || accountId == nullptr || result.isNull()) {
       return fail(here(), KOVA_ERR_BAD_PARAMETERS, "Bad parameter");
     }
-    Road road;
-    if (road.configure() < 0 || road.identify() < 0 || road.open() < 0) return -1;
-    road.set("action", "check");
-    road.set("kova_id", accountId);
-    road.set("auth_key", authKey);
-    road.set("serial", road.serial());
-    road.set("vx_info", "alias,ddns");
+    Exchange exchange;
+    if (exchange.readServerConfig() < 0 || exchange.readSerialNumber() < 0 || exchange.allocateParameters() < 0)
+      return -1;
+    exchange.setParameter("action", "check");
+    exchange.setParameter("kova_id", accountId);
+    exchange.setParameter("auth_key", authKey);
+    exchange.setParameter("serial", exchange.serialNumber());
+    exchange.setParameter("vx_info", "alias,ddns");
     Json::Value reply;
-    if (road.send({road.serviceUrl(), "dnsauth.php"}) < 0 || road.parse(reply) < 0) return -1;
+    if (exchange.send({exchange.serviceUrl(), "dnsauth.php"}) < 0 || exchange.parseReply(reply) < 0) return -1;
     // The members count before the result does.
     if (!hasMember(reply, "code") || !hasMember(reply, "alias") || !hasMember(reply, "ddns")) {
       return fail(KOVA_ERR_RESPONSE);
     }
-    if (accept(road, reply, here()) < 0) return -1;
+    if (accept(exchange, reply, here()) < 0) return -1;
     Json::Value services(Json::objectValue);
     services["alias"] = member(reply, "alias");
     services["ddns"] = member(reply, "ddns");
     result.swap(services);
 
     // All other parameters stay as they are, "vx_info" too.
-    road.set("action", "get_history");
-    road.set("apps", "Antivirus by McAfee");
-    if (road.send({road.firstUrl(), "api/query.php"}) < 0 || road.parse(reply) < 0) return -1;
+    exchange.setParameter("action", "get_history");
+    exchange.setParameter("apps", "Antivirus by McAfee");
+    if (exchange.send({exchange.firstUrl(), "api/query.php"}) < 0 || exchange.parseReply(reply) < 0) return -1;
     if (!hasMember(reply, "code") || !hasMember(reply, "entries")) return fail(KOVA_ERR_RESPONSE);
-    if (accept(road, reply, here()) < 0) return -1;
+    if (accept(exchange, reply, here()) < 0) return -1;
     result["mcafee"] = member(reply, "entries").size() != 0;
     return 0;
   });

@@ -10,17 +10,17 @@
 #include "core/handles.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "transport/road.h"
+#include "transport/exchange.h"
 
 namespace kova {
 namespace {
 
-void setText(Road &road, const char *key, const char *value) {
-  if (value != nullptr) road.set(key, value);
+void setText(Exchange &exchange, const char *key, const char *value) {
+  if (value != nullptr) exchange.setParameter(key, value);
 }
 
-void setFlag(Road &road, const char *key, BOOL value) {
-  if (value >= 0) road.set(key, value != 0 ? "true" : "false");
+void setFlag(Exchange &exchange, const char *key, BOOL value) {
+  if (value >= 0) exchange.setParameter(key, value != 0 ? "true" : "false");
 }
 
 // Tells the administrators. A failure here does not fail the update; that of the refresh leaves its error code.
@@ -55,30 +55,32 @@ int TARVKOVAAccountSetInfo(const char *fullName, const char *email, const char *
   return guarded([&] {
     TARVKOVAErrSet(KOVA_SUCCESS);
     const auto account = std::make_unique<AccountInfo>();
-    Road road;
-    if (road.account(*account) < 0 || road.configure() < 0 || road.identify() < 0 || road.open() < 0) return -1;
-    road.set("action", "update");
-    road.set("kova_id", account->kovaIDSerial);
-    road.set("auth_key", account->vx_auth_key);
-    road.set("serial", road.serial());
-    setText(road, "full_name", fullName);
+    Exchange exchange;
+    if (exchange.readAccount(*account) < 0 || exchange.readServerConfig() < 0 || exchange.readSerialNumber() < 0 ||
+        exchange.allocateParameters() < 0)
+      return -1;
+    exchange.setParameter("action", "update");
+    exchange.setParameter("kova_id", account->kovaIDSerial);
+    exchange.setParameter("auth_key", account->vx_auth_key);
+    exchange.setParameter("serial", exchange.serialNumber());
+    setText(exchange, "full_name", fullName);
     if (password != nullptr) {
-      road.set("passwd", password);
-      setText(road, "email", email);
-      setText(road, "passwd_new", newPassword);
-      setText(road, "passwd_confirmation", newPassword);
+      exchange.setParameter("passwd", password);
+      setText(exchange, "email", email);
+      setText(exchange, "passwd_new", newPassword);
+      setText(exchange, "passwd_confirmation", newPassword);
     }
-    setText(road, "country", country);
-    setText(road, "notify_lang", notifyLang);
-    setText(road, "timezone", timezone);
-    setFlag(road, "enews", enews);
-    setFlag(road, "critical_release", criticalRelease);
-    setFlag(road, "enews_local_promotion", enewsLocalPromotion);
-    setText(road, "critical_version_list", criticalVersionList);
-    if (road.send({road.serviceUrl(), "account.php"}) < 0) return -1;
+    setText(exchange, "country", country);
+    setText(exchange, "notify_lang", notifyLang);
+    setText(exchange, "timezone", timezone);
+    setFlag(exchange, "enews", enews);
+    setFlag(exchange, "critical_release", criticalRelease);
+    setFlag(exchange, "enews_local_promotion", enewsLocalPromotion);
+    setText(exchange, "critical_version_list", criticalVersionList);
+    if (exchange.send({exchange.serviceUrl(), "account.php"}) < 0) return -1;
     // The reply is a bare word.
-    if (MapLibKovaCenterErrorCode(road.body()) != KOVA_SUCCESS) {
-      log(here(), "Failed to update account:%s, resp=%s", account->kovaIDSerial, road.body());
+    if (MapLibKovaCenterErrorCode(exchange.body()) != KOVA_SUCCESS) {
+      log(here(), "Failed to update account:%s, resp=%s", account->kovaIDSerial, exchange.body());
       return -1;
     }
     if (password != nullptr && newPassword != nullptr) {

@@ -10,7 +10,7 @@
 #include "core/guard.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "transport/road.h"
+#include "transport/exchange.h"
 
 using namespace kova;
 
@@ -23,22 +23,22 @@ int TARVKOVAReportInfo() {
       return 0;
     }
     if (isReportDisabled()) return 0;
-    Road road;
+    Exchange exchange;
     std::string zone;
-    if (road.configure() < 0) return -1;
-    if (readTimeZone(zone, here()) < 0) return -1;
-    if (road.identify() < 0 || road.open() < 0) return -1;
-    road.set("action", "check");
-    road.set("kova_id", account->kovaIDSerial);
-    road.set("auth_key", account->vx_auth_key);
-    road.set("timezone", zone.c_str());
-    road.set("serial", road.serial());
-    road.set("vx_info", "");
+    if (exchange.readServerConfig() < 0) return -1;
+    if (readTimeZone(zone) < 0) return -1;
+    if (exchange.readSerialNumber() < 0 || exchange.allocateParameters() < 0) return -1;
+    exchange.setParameter("action", "check");
+    exchange.setParameter("kova_id", account->kovaIDSerial);
+    exchange.setParameter("auth_key", account->vx_auth_key);
+    exchange.setParameter("timezone", zone.c_str());
+    exchange.setParameter("serial", exchange.serialNumber());
+    exchange.setParameter("vx_info", "");
     Json::Value reply;
-    if (road.send({road.serviceUrl(), "dnsauth.php"}) < 0 || road.parse(reply) < 0) return -1;
+    if (exchange.send({exchange.serviceUrl(), "dnsauth.php"}) < 0 || exchange.parseReply(reply) < 0) return -1;
     if (!hasMember(reply, "code")) return fail(KOVA_ERR_RESPONSE);
     if (mapResult(reply) == KOVA_SUCCESS) return 0;
-    log(here(), "Failed to query service check, resp=%s", road.body());
+    log(here(), "Failed to query service check, resp=%s", exchange.body());
     return -1;
   });
 }

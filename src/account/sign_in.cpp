@@ -21,17 +21,17 @@ int SignIn::identify(const Where &where) {
 }
 
 void SignIn::fill(const char *type, const char *email, const char *password) {
-  road_.set("action", "get_auth_key");
-  road_.set("type", type);
-  road_.set("email", email);
-  if (password != nullptr) road_.set("passwd", password);
-  road_.set("serial", road_.serial());
-  road_.set("api_key", apiKey_);
-  road_.set("mac", mac_);
+  exchange_.setParameter("action", "get_auth_key");
+  exchange_.setParameter("type", type);
+  exchange_.setParameter("email", email);
+  if (password != nullptr) exchange_.setParameter("passwd", password);
+  exchange_.setParameter("serial", exchange_.serialNumber());
+  exchange_.setParameter("api_key", apiKey_);
+  exchange_.setParameter("mac", mac_);
 }
 
 int SignIn::askOnce(Json::Value &reply, const ReadReply &readReply, bool again, const Where &where) {
-  if (road_.send({road_.serviceUrl(), "dnsauth.php"}, where) < 0 || readReply(again) < 0) return -1;
+  if (exchange_.send({exchange_.serviceUrl(), "dnsauth.php"}, where) < 0 || readReply(again) < 0) return -1;
   mapResult(reply);
   return 0;
 }
@@ -44,7 +44,7 @@ int SignIn::ask(Json::Value &reply, const ReadReply &readReply, const Where &whe
       log(where, "TARVCloudServiceRegisterApiKey failed");
       return -1;
     }
-    road_.set("api_key", apiKey_);
+    exchange_.setParameter("api_key", apiKey_);
     if (askOnce(reply, readReply, true, where) < 0) return -1;
   }
   refused_ = TARVKOVAErrGet() != KOVA_SUCCESS;

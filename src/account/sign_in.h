@@ -6,13 +6,13 @@
 #include <functional>
 
 #include "core/log.h"
-#include "transport/road.h"
+#include "transport/exchange.h"
 
 namespace kova {
 
 class SignIn {
  public:
-  explicit SignIn(Road &road) : road_(road) {}
+  explicit SignIn(Exchange &exchange) : exchange_(exchange) {}
 
   // Reads what identifies the device beside its serial number: the MAC address (code 20) and the API key (the
   // cloud-service layer's code).
@@ -35,7 +35,7 @@ class SignIn {
  private:
   int askOnce(Json::Value &reply, const ReadReply &readReply, bool again, const Where &where);
 
-  Road &road_;
+  Exchange &exchange_;
   char mac_[24] = "";
   char apiKey_[1024] = "";
   bool refused_ = false;

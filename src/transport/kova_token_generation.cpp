@@ -1,35 +1,31 @@
 // MD5_Init and its like are what the service's token is defined by; they work where the newer interface refuses MD5.
 #define OPENSSL_SUPPRESS_DEPRECATED
+#include "transport/kova_token_generation.h"
+
 #include <kova/platform.h>
 #include <kova/transport.h>
 #include <openssl/md5.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <string_view>
 
+#include "base/hexadecimal.h"
+#include "base/text.h"
 #include "core/guard.h"
 #include "core/handles.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "transport/identity.h"
 
 namespace kova {
 namespace {
 
-constexpr int32_t kDigits = 32;
-constexpr int32_t kDigitsSize = kDigits + 1;
+constexpr std::size_t kDigits = 2 * MD5_DIGEST_LENGTH;
+constexpr std::size_t kLongestText = 4095;
 
-// The two digits of each byte.
-constexpr std::array<std::array<char, 2>, 256> kHex = [] {
-  constexpr char digits[] = "0123456789abcdef";
-  std::array<std::array<char, 2>, 256> hex{};
-  for (std::size_t byte = 0; byte < hex.size(); ++byte) hex[byte] = {digits[byte >> 4], digits[byte & 15]};
-  return hex;
-}();
-
-int hexValue(char digit) {
+int hexadecimalValue(char digit) {
   return digit <= '9' ? digit - '0' : digit - 'a' + 10;
 }
 
@@ -37,36 +33,36 @@ bool isAlphanumeric(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
 
-// The first character must not let the serial number pass for something else.
-int checkSerial(const char *serial, const Where &where) {
-  if (isAlphanumeric(serial[0])) return 0;
-  log(where, "Serial number is invalid: [%s][0x%04X]", serial, TLIBCErrGet());
+int checkSerialNumber(const char *serialNumber, const Where &where) {
+  if (isAlphanumeric(serialNumber[0])) return 0;
+  log(where, "Serial number is invalid: [%s][0x%04X]", serialNumber, TLIBCErrGet());
   return -1;
 }
 
-// Writes the MD5 of `length` bytes as digits and a NUL: kDigitsSize bytes, which may lie where the text is.
-bool putMd5(const char *text, std::size_t length, char *digits) {
+// Writes the MD5 of `length` bytes as kDigits digits and a NUL. The digits may overwrite the text.
+bool writeMd5(char *digits, const char *text, std::size_t length) {
   MD5_CTX context;
   unsigned char digest[MD5_DIGEST_LENGTH];
   if (MD5_Init(&context) != 1 || MD5_Update(&context, text, length) != 1 || MD5_Final(digest, &context) != 1) {
     return false;
   }
-  for (std::size_t i = 0; i < sizeof digest; ++i) std::memcpy(digits + 2 * i, kHex[digest[i]].data(), 2);
+  writeHexadecimal(digits, digest);
   digits[kDigits] = '\0';
   return true;
 }
 
-int md5Of(const char *text, std::size_t length, char *digits, const Where &where) {
-  if (putMd5(text, length, digits)) return 0;
+int writeMd5(char *digits, const char *text, std::size_t length, const Where &where) {
+  if (writeMd5(digits, text, length)) return 0;
   log(where, "Failed to get md5 string from \"%s\".", text);
   return -1;
 }
 
 }  // namespace
 
-int readSerial(Serial &serial) {
-  if (TLIBGetCustomSerialNumber(serial, 31) >= 0 && !isEmpty(serial)) return 0;
-  return TLIBGetSerialNumber(serial, sizeof serial);
+int readSerialNumber(SerialNumber &serialNumber) {
+  static constexpr std::size_t kCustomSize = 31;
+  if (TLIBGetCustomSerialNumber(serialNumber, kCustomSize) >= 0 && !isEmpty(serialNumber)) return 0;
+  return TLIBGetSerialNumber(serialNumber, sizeof serialNumber);
 }
 
 int TARVVxtokenGenerateToken(const char *text, char *token, int32_t size) {
@@ -74,20 +70,19 @@ int TARVVxtokenGenerateToken(const char *text, char *token, int32_t size) {
     log(here(), "Parameter error");
     return -1;
   }
-  char digits[kDigitsSize];
-  if (md5Of(text, std::strlen(text), digits, here()) < 0) return -1;
-  char joined[4095 + kDigitsSize];
-  std::size_t length = strnlen(text, 4095);
-  std::memcpy(joined, text, length);
-  joined[length] = '\0';
-  for (int rounds = hexValue(digits[0]) + 1; rounds > 0; --rounds) {
-    if (md5Of(joined, length, joined + length, here()) < 0) return -1;
-    if (md5Of(joined, length + kDigits, joined, here()) < 0) return -1;
+  std::size_t length = std::strlen(text);
+  char digits[kDigits + 1];
+  if (writeMd5(digits, text, length, here()) < 0) return -1;
+  // Each round appends the MD5 of the text to it and replaces the whole by its MD5.
+  char joined[kLongestText + sizeof digits];
+  length = std::min(length, kLongestText);
+  copyText(joined, std::string_view(text, length));
+  for (int rounds = hexadecimalValue(digits[0]) + 1; rounds > 0; --rounds) {
+    if (writeMd5(joined + length, joined, length, here()) < 0) return -1;
+    if (writeMd5(joined, joined, length + kDigits, here()) < 0) return -1;
     length = kDigits;
   }
-  const std::size_t copied = std::min<std::size_t>(kDigits, static_cast<std::size_t>(size) - 1);
-  std::memcpy(token, joined, copied);
-  token[copied] = '\0';
+  copyText(token, static_cast<std::size_t>(size), joined);
   return 0;
 }
 
@@ -96,10 +91,10 @@ int TARVVxtokenGenerateToken(const char *text, char *token, int32_t size) {
 using namespace kova;
 
 int KovaGetMd5String(const char *text, char *output, int32_t size) {
-  // 33 bytes are written, also into what claims to have 32: the least size that is accepted.
-  if (text == nullptr || output == nullptr || size < kDigits) return -1;
+  // A size of 32 is accepted although 33 bytes are written.
+  if (text == nullptr || output == nullptr || size < static_cast<int32_t>(kDigits)) return -1;
   std::memset(output, 0, static_cast<std::size_t>(size));
-  return putMd5(text, std::strlen(text), output) ? 0 : -1;
+  return writeMd5(output, text, std::strlen(text)) ? 0 : -1;
 }
 
 int TARVKOVAGetSerialNumber(char *buffer, int32_t size) {
@@ -108,13 +103,13 @@ int TARVKOVAGetSerialNumber(char *buffer, int32_t size) {
       log(here(), "Wrong parameters");
       return -1;
     }
-    Serial serial = "";
-    if (readSerial(serial) < 0) {
+    SerialNumber serialNumber = "";
+    if (readSerialNumber(serialNumber) < 0) {
       log(here(), "Failed to get serial number from flash. [0x%04X]", TLIBCErrGet());
       return -1;
     }
-    std::snprintf(buffer, static_cast<std::size_t>(size), "%s", serial);
-    return checkSerial(serial, here());
+    copyText(buffer, static_cast<std::size_t>(size), serialNumber);
+    return checkSerialNumber(serialNumber, here());
   });
 }
 
@@ -122,7 +117,7 @@ int TARVKOVAGenerateToken(const char *text1, const char *text2, char *serial, in
                           int32_t token_size) {
   return guarded([&] {
     if (!isEmpty(serial)) {
-      if (checkSerial(serial, here()) < 0) return -1;
+      if (checkSerialNumber(serial, here()) < 0) return -1;
     } else if (TARVKOVAGetSerialNumber(serial, serial_size) < 0) {
       return -1;
     }
@@ -136,7 +131,7 @@ int TARVKOVAGenerateToken(const char *text1, const char *text2, char *serial, in
       log(here(), "Fail to concat string");
       return -1;
     }
-    if (kova::TARVVxtokenGenerateToken(text.get(), token, token_size) < 0) {
+    if (TARVVxtokenGenerateToken(text.get(), token, token_size) < 0) {
       log(here(), "TARVVxtokenGenerateToken Failed, err=[0x%04X]", TLIBCErrGet());
       return -1;
     }

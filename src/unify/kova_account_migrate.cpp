@@ -16,7 +16,7 @@
 #include "core/handles.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "transport/road.h"
+#include "transport/exchange.h"
 
 namespace kova {
 namespace {
@@ -76,7 +76,7 @@ std::string serviceTypes(const Json::Value &accounts) {
 }
 
 // Puts the merge list into the parameters, and takes its accounts out of the existing ones.
-int setMergeList(Road &road, const Json::Value &mergeList, Json::Value &existing) {
+int setMergeList(Exchange &exchange, const Json::Value &mergeList, Json::Value &existing) {
   for (Json::ArrayIndex i = 0; i < mergeList.size(); ++i) {
     const Json::Value &account = mergeList[i];
     if (!hasMember(account, "passwd") || !hasMember(account, "email")) {
@@ -85,7 +85,7 @@ int setMergeList(Road &road, const Json::Value &mergeList, Json::Value &existing
     for (const char *name : {"email", "passwd"}) {
       char key[32];
       std::snprintf(key, sizeof key, "merge_list[%u][%s]", i, name);
-      road.set(key, textOf(member(account, name)).c_str());
+      exchange.setParameter(key, textOf(member(account, name)).c_str());
     }
     existing.removeMember(textOf(member(account, "email")));
   }
@@ -147,32 +147,34 @@ int TARVKOVAAccountMigrate(const char *email, const char *password, const Json::
     if (password == nullptr || email == nullptr || !mergeList.isArray()) {
       return fail(here(), KOVA_ERR_BAD_PARAMETERS, "Bad Parameters");
     }
-    Road road;
-    if (road.configure() < 0 || road.identify() < 0 || road.makeToken() < 0 || road.open() < 0) return -1;
-    road.set("action", "migrate");
-    road.set("email", email);
-    road.set("passwd", password);
-    road.set("serial", road.serial());
-    road.set("token", road.token());
+    Exchange exchange;
+    if (exchange.readServerConfig() < 0 || exchange.readSerialNumber() < 0 || exchange.makeToken() < 0 ||
+        exchange.allocateParameters() < 0)
+      return -1;
+    exchange.setParameter("action", "migrate");
+    exchange.setParameter("email", email);
+    exchange.setParameter("passwd", password);
+    exchange.setParameter("serial", exchange.serialNumber());
+    exchange.setParameter("token", exchange.token());
     Json::Value existing(Json::objectValue);
     if (TARVKOVAAccountScanExisting(existing) < 0) {
       log(here(), "TARVKOVAAccountScanExisting failed");
       return -1;
     }
-    if (setMergeList(road, mergeList, existing) < 0) return -1;
+    if (setMergeList(exchange, mergeList, existing) < 0) return -1;
     if (mergeList.empty()) {
       TARVKOVAErrSet(KOVA_SUCCESS);
     } else {
-      if (road.send({road.serviceUrl(), "account.php"}) < 0) return -1;
+      if (exchange.send({exchange.serviceUrl(), "account.php"}) < 0) return -1;
       // The reply is a bare word.
-      if (MapLibKovaCenterErrorCode(road.body()) != KOVA_SUCCESS) {
-        log(here(), "Failed to migrate, resp=%s", road.body());
+      if (MapLibKovaCenterErrorCode(exchange.body()) != KOVA_SUCCESS) {
+        log(here(), "Failed to migrate, resp=%s", exchange.body());
         return -1;
       }
     }
     existing.removeMember(email);
     abandon(existing);
     if (RestartRelatedServices() < 0) log(here(), "RestartRelatedServices failed");
-    return markUnified(here());
+    return markUnified();
   });
 }

@@ -1,6 +1,7 @@
-#include "transport/road.h"
+#include "transport/exchange.h"
 
 #include <kova/error.h>
+#include <kova/platform.h>
 
 #include <new>
 
@@ -8,38 +9,38 @@
 
 namespace kova {
 
-int Road::account(AccountInfo &account, const Where &where) {
+int Exchange::readAccount(AccountInfo &account, const Where &where) {
   if (TARVKOVAAccountGet(&account) >= 0) return 0;
   return fail(where, KOVA_ERR_ACCOUNT_GET, "TARVKOVAAccountGet failed");
 }
 
-int Road::configure(const Where &where) {
+int Exchange::readServerConfig(const Where &where) {
   if (TARVKOVAServerConfigGet(&config_) >= 0) return 0;
   return fail(where, KOVA_ERR_SERVER_CONFIG, "TARVKOVAServerConfigGet, code=%u",
               static_cast<unsigned>(TARVKOVAErrGet()));
 }
 
-int Road::identify(const Where &where) {
-  if (readSerial(serial_) >= 0) return 0;
+int Exchange::readSerialNumber(const Where &where) {
+  if (kova::readSerialNumber(serialNumber_) >= 0) return 0;
   return fail(where, KOVA_ERR_SERIAL_NUMBER, "Failed to get serial number, err=[0x%04X]", TLIBCErrGet());
 }
 
-int Road::makeToken(const Where &where) {
-  if (TARVVxtokenGenerateToken(serial_, token_, sizeof token_) >= 0) return 0;
+int Exchange::makeToken(const Where &where) {
+  if (TARVVxtokenGenerateToken(serialNumber_, token_, sizeof token_) >= 0) return 0;
   return fail(where, KOVA_ERR_TOKEN, "TARVVxtokenGenerateToken Failed, err=[0x%04X]", TLIBCErrGet());
 }
 
-int Road::open(const Where &where) {
+int Exchange::allocateParameters(const Where &where) {
   parameters_.reset(TLIBCSzHashAlloc(1024));
   if (parameters_) return 0;
   return fail(where, KOVA_ERR_SYSTEM, "Failed to alloc https request, err=[0x%04X]", TLIBCErrGet());
 }
 
-void Road::set(const char *key, const char *value) {
+void Exchange::setParameter(const char *key, const char *value) {
   if (TLIBCSzHashSetValue(parameters_.get(), key, value) < 0) throw std::bad_alloc();
 }
 
-int Road::send(const Target &target, const Where &where) {
+int Exchange::send(const Target &target, const Where &where) {
   HttpsRequest request{};
   request.base = target.base;
   request.path = target.path;
@@ -50,7 +51,7 @@ int Road::send(const Target &target, const Where &where) {
   return fail(where, KOVA_ERR_REQUEST, target.failure, TLIBCErrGet());
 }
 
-int Road::parse(Json::Value &reply, const Where &where) {
+int Exchange::parseReply(Json::Value &reply, const Where &where) const {
   if (parseJson(body(), reply)) return 0;
   return fail(where, KOVA_ERR_JSON_FORMAT, "Failed to parse json: %s", body());
 }
