@@ -10,9 +10,11 @@ namespace kova {
 inline constexpr uint32_t kEventSignedIn = 0x13A00001;
 inline constexpr uint32_t kEventSignedOut = 0x13A00002;
 
-// The log of the system and its severity "information".
+// Writes an event with one text to the system log. A failure is ignored.
 inline void writeEvent(uint32_t event, const char *account) {
-  TARVLogSet1(2, 1, event, account, "", "", "");
+  static constexpr int kSystemLog = 2;
+  static constexpr int kInformation = 1;
+  TARVLogSet1(kSystemLog, kInformation, event, account, "", "", "");
 }
 
 }  // namespace kova

@@ -1,5 +1,6 @@
 #include <kova/error.h>
 #include <kova/session.h>
+#include <kova/transport.h>
 
 #include <string>
 
@@ -14,7 +15,7 @@ int TARVKOVAAccountAuthen(const char *email, const char *password, const char *a
   return guarded([&] {
     TARVKOVAErrSet(KOVA_SUCCESS);
     if (email == nullptr || password == nullptr) return fail(here(), KOVA_ERR_BAD_PARAMETERS, "Bad Parameters");
-    const std::string account = email;  // which may lie in the value that the reply replaces
+    const std::string account = email;  // a copy: `email` may be a text of `reply`, which is replaced
     Exchange exchange;
     if (exchange.readServerConfig() < 0 || exchange.readSerialNumber() < 0) return -1;
     char digest[65];
@@ -29,9 +30,8 @@ int TARVKOVAAccountAuthen(const char *email, const char *password, const char *a
     exchange.setParameter("serial", exchange.serialNumber());
     if (alias != nullptr) exchange.setParameter("alias", alias);
     if (exchange.send({exchange.serviceUrl(), "dnsauth.php"}) < 0 || exchange.parseReply(reply) < 0) return -1;
-    // The service may answer without a result; then it accepted.
-    if (!hasMember(reply, "code")) return 0;
-    if (mapResult(reply) == KOVA_SUCCESS) return 0;
+    // A reply without a result means that the service accepted.
+    if (!hasMember(reply, "code") || mapResult(reply) == KOVA_SUCCESS) return 0;
     log(here(), "Failed to authen %s, resp=%s", account.c_str(), exchange.body());
     return -1;
   });

@@ -1,5 +1,6 @@
 #include <kova/account.h>
 #include <kova/error.h>
+#include <kova/platform.h>
 #include <kova/session.h>
 
 #include <memory>
@@ -30,7 +31,7 @@ int TARVKOVAAccountLogout() {
     exchange.setParameter("auth_key", account->vx_auth_key);
     Json::Value reply;
     if (exchange.send({exchange.serviceUrl(), "dnsauth.php"}) < 0 || exchange.parseReply(reply) < 0) return -1;
-    // From here on the device signs out, whatever the service said; its refusal stays readable as the error code.
+    // The device signs out also when the service refuses; the error code then tells of the refusal.
     if (hasMember(reply, "code") && mapResult(reply) != KOVA_SUCCESS) {
       log(here(), "Failed to logout %s, resp=%s", account->kovaIDSerial, exchange.body());
     }

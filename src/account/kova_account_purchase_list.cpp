@@ -3,10 +3,10 @@
 #include <kova/services.h>
 
 #include <algorithm>
-#include <array>
-#include <cstddef>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "core/guard.h"
 #include "core/json.h"
@@ -21,12 +21,12 @@ std::string JoinJsonArray(const Json::Value &array) {
   for (Json::ArrayIndex i = 0; i < array.size(); ++i) {
     if (i > 0) joined += ',';
     const std::string text = textOf(array[i]);
-    joined.append(text, 0, text.find('\0'));  // a NUL ends its own element only
+    joined.append(text, 0, text.find('\0'));  // a NUL ends this element, not the list
   }
   return joined;
 }
 
-// What is no array narrows nothing.
+// A filter that is not an array counts as none.
 void setFilter(Exchange &exchange, const char *key, const Json::Value &filter) {
   if (filter.isArray()) exchange.setParameter(key, JoinJsonArray(filter).c_str());
 }
@@ -37,27 +37,31 @@ void setDates(Exchange &exchange, const char *from, const char *to) {
   exchange.setParameter("dates", dates.c_str());
 }
 
-// The members of a purchase as callers know it. The first ones have other names in the service's entries.
-constexpr std::array kMembers = {"date",  "item",   "buyer_id",   "transaction_id",
-                                 "model", "serial", "pay_status", "price"};
-constexpr std::array kRenamed = {"create_at", "app", "paypal_id"};
+// The members of a purchase: their names for callers and in the service's entries.
+struct Member {
+  std::string_view name;
+  std::string_view nameInEntry;
+};
+constexpr Member kMembers[] = {
+    {"date", "create_at"}, {"item", "app"},      {"buyer_id", "paypal_id"}, {"transaction_id", "transaction_id"},
+    {"model", "model"},    {"serial", "serial"}, {"price", "price"},        {"pay_status", "pay_status"},
+};
 
-// Makes an entry a purchase, where it stands: a history is long, and a new object for each of its entries would cost
-// half as much as parsing it did. What the entry lacks is null.
+// Turns an entry of the reply into a purchase. This is done in place, as making a new object for each of many entries
+// takes half as long as parsing them did. What an entry lacks is null.
 void makeLog(Json::Value &entry) {
   if (!entry.isObject()) entry = Json::Value(Json::objectValue);
-  for (std::size_t i = 0; i < kRenamed.size(); ++i) {
-    Json::Value &value = entry[kMembers[i]];
-    if (!entry.removeMember(kRenamed[i], &value)) value = Json::Value();
+  for (const auto &[name, nameInEntry] : kMembers) {
+    Json::Value &value = entry[name.data()];
+    if (name != nameInEntry && !entry.removeMember(nameInEntry.data(), &value)) value = Json::Value();
   }
-  for (std::size_t i = kRenamed.size(); i + 1 < kMembers.size(); ++i) entry[kMembers[i]];
-  Json::Value &price = entry[kMembers.back()];
+  Json::Value &price = entry["price"];
   if (price.type() != Json::realValue) price = numberOf(price);
-  if (entry.size() == kMembers.size()) return;
-  // Removed by both ends of the name: it may hold a NUL.
+  if (entry.size() == std::size(kMembers)) return;
+  // The other members are removed by the length of their names, which may hold a NUL.
   Json::Value removed;
   for (const std::string &name : entry.getMemberNames()) {
-    if (std::ranges::find(kMembers, name) != kMembers.end()) continue;
+    if (std::ranges::find(kMembers, name, &Member::name) != std::end(kMembers)) continue;
     entry.removeMember(name.data(), name.data() + name.size(), &removed);
   }
 }

@@ -2,16 +2,17 @@
 #include <kova/error.h>
 #include <kova/session.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <iterator>
 #include <memory>
 #include <string>
 
+#include "base/text.h"
 #include "core/guard.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "core/text.h"
 #include "transport/exchange.h"
 
 namespace kova {
@@ -19,13 +20,13 @@ namespace {
 
 constexpr uint32_t kFreshSeconds = 599;
 
-// Within ten minutes of the query, in either direction: the clock may have been set back.
+// Whether the last query is less than ten minutes from now. It may lie in the future: the clock may have been set back.
 bool isFresh(const AccountInfo &account, std::time_t now) {
   const uint32_t age = static_cast<uint32_t>(now) - static_cast<uint32_t>(account.last_query_time);
   return account.last_query_time != 0 && age + kFreshSeconds <= 2 * kFreshSeconds;
 }
 
-void answerFrom(const AccountInfo &account, Json::Value &info) {
+void fillAnswer(Json::Value &info, const AccountInfo &account) {
   info["auth_key"] = account.vx_auth_key;
   info["email"] = account.kovaID;
   info["full_name"] = account.full_name;
@@ -39,8 +40,7 @@ void answerFrom(const AccountInfo &account, Json::Value &info) {
   info["enews_local_promotion"] = account.enews_local_promotion != 0;
 }
 
-// The members that a reply must have, in the order in which they are looked for; all but the first and the last are
-// handed on as they are.
+// The members that a reply must have. All but the first and the last are answered as they are.
 constexpr const char *kRequired[] = {"code",
                                      "email",
                                      "full_name",
@@ -62,26 +62,30 @@ bool isComplete(const Json::Value &reply) {
 }
 
 // The critical versions of a reply, each list joined by commas.
-struct Versions {
-  std::string all;
-  std::string critical;
-
+class Versions {
+ public:
   explicit Versions(const Json::Value &list) {
     for (auto version = list.begin(); version != list.end(); ++version) {
       const std::string name = list.isObject() ? version.name() : std::to_string(version.index());
-      add(all, name);
-      if (truthOf(*version)) add(critical, name);
+      add(all_, name);
+      if (truthOf(*version)) add(critical_, name);
     }
   }
+
+  const std::string &all() const { return all_; }
+  const std::string &critical() const { return critical_; }
 
  private:
   static void add(std::string &list, const std::string &name) {
     if (!list.empty()) list += ',';
     list += name;
   }
+
+  std::string all_;
+  std::string critical_;
 };
 
-void putReply(const Json::Value &reply, const Versions &versions, AccountInfo &account) {
+void fillAccount(AccountInfo &account, const Json::Value &reply, const Versions &versions) {
   const auto text = [&](const char *name) { return textOf(member(reply, name)); };
   const auto flag = [&](const char *name) { return truthOf(member(reply, name)) ? 1 : 0; };
   copyText(account.kovaID, text("email").c_str());
@@ -89,8 +93,8 @@ void putReply(const Json::Value &reply, const Versions &versions, AccountInfo &a
   copyText(account.country, text("country").c_str());
   copyText(account.timezone, text("timezone").c_str());
   copyText(account.notify_language, text("notify_language").c_str());
-  copyText(account.critical_version_list, versions.critical.c_str());
-  copyText(account.critical_version_domain, versions.all.c_str());
+  copyText(account.critical_version_list, versions.critical().c_str());
+  copyText(account.critical_version_domain, versions.all().c_str());
   account.activated = flag("activated");
   account.disabled = flag("disabled");
   account.enews = flag("enews");
@@ -111,10 +115,10 @@ int TARVKOVAAccountQueryInfo(Json::Value &info, bool force, bool shortTimeout) {
     if (!info.isNull() && !info.isObject()) return fail(KOVA_ERR_BAD_PARAMETERS);
     const auto account = std::make_unique<AccountInfo>();
     if (TARVKOVAAccountGet(account.get()) < 0) return fail(KOVA_ERR_ACCOUNT_GET);
-    // The caller's value changes at once or not at all.
+    // The answer is put together in a copy, so that a failure leaves the caller's value as it was.
     Json::Value answer = info;
     if (!force && isFresh(*account, now)) {
-      answerFrom(*account, answer);
+      fillAnswer(answer, *account);
       info.swap(answer);
       return 0;
     }
@@ -147,10 +151,10 @@ int TARVKOVAAccountQueryInfo(Json::Value &info, bool force, bool shortTimeout) {
     const Versions versions(member(reply, "critical_version_list"));
     answer["auth_key"] = account->vx_auth_key;
     for (std::size_t i = 1; i + 1 < std::size(kRequired); ++i) answer[kRequired[i]] = member(reply, kRequired[i]);
-    answer["critical_version_list"] = versions.critical;
-    answer["critical_version_domain"] = versions.all;
-    putReply(reply, versions, *account);
-    // What cannot be stored is answered all the same; the code tells.
+    answer["critical_version_list"] = versions.critical();
+    answer["critical_version_domain"] = versions.all();
+    fillAccount(*account, reply, versions);
+    // The profile is answered also when it cannot be stored; the error code then tells.
     if (TARVKOVAAccountSet(account.get()) < 0) {
       log(here(), "Failed to update Kova conf, code=%u", static_cast<unsigned>(TARVKOVAErrGet()));
     }

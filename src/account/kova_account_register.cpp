@@ -1,13 +1,14 @@
 #include <kova/error.h>
+#include <kova/platform.h>
 #include <kova/services.h>
 
 #include <string>
 
 #include "account/time_zone.h"
+#include "base/text.h"
 #include "core/device_path.h"
 #include "core/guard.h"
 #include "core/log.h"
-#include "core/text.h"
 #include "transport/exchange.h"
 
 using namespace kova;
@@ -38,7 +39,7 @@ int TARVKOVAAccountRegister(const char *email, const char *password, const char 
     const Target target = {
         .base = exchange.serviceUrl(), .path = "account.php", .failure = "failed to send https request. err=[0x%04X]"};
     if (exchange.send(target) < 0) return -1;
-    // The reply is a bare word.
+    // The reply is the result word alone.
     if (MapLibKovaCenterErrorCode(exchange.body()) == KOVA_SUCCESS) return 0;
     log(here(), "Failed to register %s, resp=%s", email, exchange.body());
     return -1;

@@ -9,7 +9,8 @@
 namespace kova {
 namespace {
 
-int accept(const Exchange &exchange, const Json::Value &reply, const Where &where) {
+// Maps the reply's result. Returns 0, or -1 after it has logged at `where` that the service refused.
+int checkResult(const Exchange &exchange, const Json::Value &reply, const Where &where = Where::current()) {
   if (mapResult(reply) == KOVA_SUCCESS) return 0;
   log(where, "Failed to query service check, resp=%s", exchange.body());
   return -1;
@@ -36,22 +37,22 @@ int TARVKOVAAccountServiceCheck(const char *accountId, const char *authKey, Json
     exchange.setParameter("vx_info", "alias,ddns");
     Json::Value reply;
     if (exchange.send({exchange.serviceUrl(), "dnsauth.php"}) < 0 || exchange.parseReply(reply) < 0) return -1;
-    // The members count before the result does.
+    // Missing members are reported before a refusal is.
     if (!hasMember(reply, "code") || !hasMember(reply, "alias") || !hasMember(reply, "ddns")) {
       return fail(KOVA_ERR_RESPONSE);
     }
-    if (accept(exchange, reply, here()) < 0) return -1;
+    if (checkResult(exchange, reply) < 0) return -1;
     Json::Value services(Json::objectValue);
     services["alias"] = member(reply, "alias");
     services["ddns"] = member(reply, "ddns");
     result.swap(services);
 
-    // All other parameters stay as they are, "vx_info" too.
+    // The second request has the parameters of the first as well.
     exchange.setParameter("action", "get_history");
     exchange.setParameter("apps", "Antivirus by McAfee");
     if (exchange.send({exchange.firstUrl(), "api/query.php"}) < 0 || exchange.parseReply(reply) < 0) return -1;
     if (!hasMember(reply, "code") || !hasMember(reply, "entries")) return fail(KOVA_ERR_RESPONSE);
-    if (accept(exchange, reply, here()) < 0) return -1;
+    if (checkResult(exchange, reply) < 0) return -1;
     result["mcafee"] = member(reply, "entries").size() != 0;
     return 0;
   });

@@ -1,5 +1,6 @@
 #include <kova/account.h>
 #include <kova/error.h>
+#include <kova/platform.h>
 #include <kova/session.h>
 
 #include <memory>
@@ -15,6 +16,7 @@
 namespace kova {
 namespace {
 
+// A null text or a negative flag leaves that detail of the account unchanged.
 void setText(Exchange &exchange, const char *key, const char *value) {
   if (value != nullptr) exchange.setParameter(key, value);
 }
@@ -23,7 +25,8 @@ void setFlag(Exchange &exchange, const char *key, BOOL value) {
   if (value >= 0) exchange.setParameter(key, value != 0 ? "true" : "false");
 }
 
-// Tells the administrators. A failure here does not fail the update; that of the refresh leaves its error code.
+// Refreshes the profile and notifies the administrators. A failure does not fail the update, but a failed refresh
+// leaves its error code.
 void notifyOfNewPassword() {
   Json::Value profile(Json::objectValue);
   if (TARVKOVAAccountQueryInfo(profile, true, true) < 0) {
@@ -78,7 +81,7 @@ int TARVKOVAAccountSetInfo(const char *fullName, const char *email, const char *
     setFlag(exchange, "enews_local_promotion", enewsLocalPromotion);
     setText(exchange, "critical_version_list", criticalVersionList);
     if (exchange.send({exchange.serviceUrl(), "account.php"}) < 0) return -1;
-    // The reply is a bare word.
+    // The reply is the result word alone.
     if (MapLibKovaCenterErrorCode(exchange.body()) != KOVA_SUCCESS) {
       log(here(), "Failed to update account:%s, resp=%s", account->kovaIDSerial, exchange.body());
       return -1;
@@ -87,7 +90,7 @@ int TARVKOVAAccountSetInfo(const char *fullName, const char *email, const char *
       try {
         notifyOfNewPassword();
       } catch (const std::bad_alloc &) {
-        // The update stands.
+        // The account was updated all the same.
       }
     }
     return 0;

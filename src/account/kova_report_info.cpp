@@ -6,7 +6,7 @@
 #include <string>
 
 #include "account/time_zone.h"
-#include "account/weekly_report.h"
+#include "core/device_settings.h"
 #include "core/guard.h"
 #include "core/json.h"
 #include "core/log.h"

@@ -1,44 +1,34 @@
-// Signing in with the device's API key, with a password or without: what both ways have in common.
+// Signing in with the device's API key: what this has in common with and without a password.
 #pragma once
 
 #include <json/value.h>
-
-#include <functional>
 
 #include "core/log.h"
 #include "transport/exchange.h"
 
 namespace kova {
 
+// The sign-in request of an exchange. Its steps report failure as those of the exchange do.
 class SignIn {
  public:
   explicit SignIn(Exchange &exchange) : exchange_(exchange) {}
 
-  // Reads what identifies the device beside its serial number: the MAC address (code 20) and the API key (the
-  // cloud-service layer's code).
-  int identify(const Where &where = Where::current());
-  // Fills the opened parameters; `password` is null where the API key alone has to do.
-  void fill(const char *type, const char *email, const char *password);
-
-  // Reads the reply to the first request (`again` is false) or to the second one: 0, or -1 with the error code set.
-  using ReadReply = std::function<int(bool again)>;
-
-  // Asks for an auth key and maps the result of `reply`, where `readReply` puts it. When the service does not know the
-  // API key it registers a new one and asks once more. Returns 0 when the service accepted, else -1: with the code set,
-  // and `refused()` when it was the service's word.
-  int ask(Json::Value &reply, const ReadReply &readReply, const Where &where = Where::current());
-  bool refused() const { return refused_; }
-
-  // Stores account serial and auth key of the reply as the signed-in account. Sets no code and logs nothing of its own.
-  static int store(const Json::Value &reply);
+  // Reads the device's MAC address (code 20) and API key (the cloud-service layer's code).
+  int readMacAddressAndApiKey(const Where &where = Where::current());
+  // Sets all parameters. `password` is null where the API key alone has to do.
+  void setParameters(const char *type, const char *email, const char *password);
+  // Sends the request; code 4.
+  int send(const Where &where = Where::current());
+  // Registers a new API key and sets it in the parameters. A failure leaves the error code alone.
+  int registerApiKey(const Where &where = Where::current());
 
  private:
-  int askOnce(Json::Value &reply, const ReadReply &readReply, bool again, const Where &where);
-
   Exchange &exchange_;
   char mac_[24] = "";
   char apiKey_[1024] = "";
-  bool refused_ = false;
 };
+
+// Stores the reply's account serial and auth key as the signed-in account. Returns what TARVKOVAAccountSet does.
+int storeSignedInAccount(const Json::Value &reply);
 
 }  // namespace kova

@@ -1,6 +1,9 @@
 #include "account/time_zone.h"
 
 #include <kova/error.h>
+#include <kova/platform.h>
+
+#include <cstdint>
 
 #include "core/handles.h"
 
@@ -15,7 +18,7 @@ int readTimeZone(std::string &name, const Where &where) {
   }
   SzHash details(TLIBCSzHashAlloc(1024));
   if (!details) return fail(where, KOVA_ERR_SYSTEM, "Failed to alloc pTZInfo, err=[0x%04X]", TLIBCErrGet());
-  // The platform may hand back another hash in place of this one.
+  // The platform may replace the hash by a larger one.
   TLIBCSzHash *filled = details.release();
   const int count = TARVZoneGetInfo(zone, &filled);
   details.reset(filled);

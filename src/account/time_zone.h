@@ -1,4 +1,4 @@
-// The device's time zone as the service wants it.
+// The device's time zone under the name that the service knows.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 
 namespace kova {
 
-// The zone's name in the tz database. Returns 0, or -1 after it has logged at `where`: without touching the error code
-// when the device cannot name its zone, else with code 6.
+// Reads the zone's name in the tz database. Returns 0, or -1 after it has logged at `where`: with the error code as it
+// was when the device cannot name its zone, else with code 6.
 int readTimeZone(std::string &name, const Where &where = Where::current());
 
 }  // namespace kova

@@ -10,7 +10,7 @@ namespace kova {
 inline constexpr char kAccountFile[] = "/etc/kova.conf";
 inline constexpr char kInformationFile[] = "/etc/tarvinfo.conf";
 
-// One of the device's files. An empty path, which names no file, stands for one that is too long.
+// The path of one of the device's files on this machine. Empty, so that no file is found, where it would be too long.
 class DevicePath {
  public:
   explicit DevicePath(const char *path) {

@@ -2,6 +2,7 @@
 #include <kova/platform.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstring>
 
 namespace {
@@ -66,6 +67,6 @@ int32_t GetErrorCodeFromCloudService(void) {
 void printErrCode(int32_t code) {
   if (code == KOVA_SUCCESS) return;
   const char *text = describe(code);
-  // There is nobody left to tell when standard error cannot be written.
+  // Where standard error cannot be written, the failure cannot be told either.
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text, std::strlen(text));
 }

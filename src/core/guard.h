@@ -1,4 +1,4 @@
-// The border of the library: no exception crosses it.
+// What keeps exceptions inside the library.
 #pragma once
 
 #include <kova/error.h>
@@ -7,7 +7,7 @@
 
 namespace kova {
 
-// Runs the body of an exported function. An exception inside, which is memory that ran out, becomes code 6 and -1.
+// Runs the body of an exported function. An exception inside, as when memory runs out, becomes code 6 and -1.
 template <class Body>
 int guarded(Body &&body) noexcept {
   try {

@@ -3,18 +3,13 @@
 
 #include <kova/platform.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <memory>
 
-namespace kova {
+#include "base/release.h"
 
-template <auto release>
-struct Release {
-  template <class T>
-  void operator()(T *handle) const {
-    release(handle);
-  }
-};
+namespace kova {
 
 using SzList = std::unique_ptr<TLIBCSzList, Release<TLIBCSzListFree>>;
 using SzHash = std::unique_ptr<TLIBCSzHash, Release<TLIBCSzHashFree>>;

@@ -16,7 +16,7 @@
 
 namespace kova {
 
-bool parseJson(const char *text, Json::Value &value) {
+bool parseJson(Json::Value &value, const char *text) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
   Json::Reader reader;
@@ -25,19 +25,19 @@ bool parseJson(const char *text, Json::Value &value) {
   try {
     if (!reader.parse(text, text + std::strlen(text), parsed, true)) return false;
   } catch (const Json::Exception &) {
-    return false;  // nested past the reader's limit
+    return false;  // nested more deeply than the reader allows
   }
   value = std::move(parsed);
   return true;
 }
 
-bool parseJsonFile(const char *path, Json::Value &value) {
+bool parseJsonFile(Json::Value &value, const char *path) {
   std::error_code error;
   const std::filesystem::path file = DevicePath(path).c_str();
   if (!std::filesystem::is_regular_file(file, error)) return false;
   std::ifstream stream(file, std::ios::binary);
   const std::string text{std::istreambuf_iterator<char>(stream), {}};
-  return stream.is_open() && parseJson(text.c_str(), value);
+  return stream.is_open() && parseJson(value, text.c_str());
 }
 
 const Json::Value &member(const Json::Value &value, const char *name) {

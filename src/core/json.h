@@ -1,4 +1,4 @@
-// Reading JSON that somebody else wrote: whatever it holds, nothing here throws but for memory.
+// Reading JSON that came from outside. Whatever it holds, only a lack of memory makes these functions throw.
 #pragma once
 
 #include <json/value.h>
@@ -7,15 +7,16 @@
 
 namespace kova {
 
-// Parses `text` into `value`. False, with `value` as it was, when it is no JSON or nests too deeply.
-bool parseJson(const char *text, Json::Value &value);
+// Parses `text` into `value`. False, with `value` as it was, when the text is not JSON or nests too deeply.
+bool parseJson(Json::Value &value, const char *text);
 
 // The same for one of the device's files.
-bool parseJsonFile(const char *path, Json::Value &value);
+bool parseJsonFile(Json::Value &value, const char *path);
 
-// The member of an object; null when there is none, and when `value` is no object.
+// The member of an object; null when it has none of that name, or when `value` is not an object.
 const Json::Value &member(const Json::Value &value, const char *name);
 
+// Whether `value` is an object with that member.
 bool hasMember(const Json::Value &value, const char *name);
 
 // Text, numbers and booleans as text; anything else as the empty text.

@@ -1,50 +1,29 @@
 #include <kova/account.h>
 #include <kova/error.h>
+#include <kova/platform.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
-#include <type_traits>
 
+#include "base/text.h"
 #include "core/device_path.h"
 #include "core/guard.h"
 #include "core/handles.h"
 #include "core/log.h"
 #include "core/text.h"
 
-// Programs on the device pass this record around as bytes.
-static_assert(std::is_standard_layout_v<AccountInfo> && std::is_trivial_v<AccountInfo>);
-#define KOVA_FIELD_AT(field, place, width) \
-  static_assert(offsetof(AccountInfo, field) == (place) && sizeof(AccountInfo::field) == (width))
-KOVA_FIELD_AT(kovaID, 0, 4096);
-KOVA_FIELD_AT(kovaPW, 4096, 4096);
-KOVA_FIELD_AT(kovaIDSerial, 8192, 4096);
-KOVA_FIELD_AT(vx_auth_key, 12288, 4096);
-KOVA_FIELD_AT(full_name, 16384, 1024);
-KOVA_FIELD_AT(country, 17408, 256);
-KOVA_FIELD_AT(timezone, 17664, 256);
-KOVA_FIELD_AT(notify_language, 17920, 256);
-KOVA_FIELD_AT(critical_version_list, 18176, 1024);
-KOVA_FIELD_AT(critical_version_domain, 19200, 1024);
-KOVA_FIELD_AT(activated, 20224, 4);
-KOVA_FIELD_AT(disabled, 20228, 4);
-KOVA_FIELD_AT(enews, 20232, 4);
-KOVA_FIELD_AT(critical_release, 20236, 4);
-KOVA_FIELD_AT(enews_local_promotion, 20240, 4);
-KOVA_FIELD_AT(last_query_time, 20244, 4);
-#undef KOVA_FIELD_AT
-static_assert(sizeof(AccountInfo) == 20248);
-
 namespace kova {
 namespace {
 
 enum class Empty { kRefused, kAccepted };
 
-// The values that a read of the account file found.
+// The account file, and those of its values that were asked for.
 class AccountFile {
  public:
   static bool exists() { return access(DevicePath(kAccountFile).c_str(), F_OK) == 0; }
@@ -66,25 +45,25 @@ class AccountFile {
 
   const char *find(const char *key) const { return TLIBCSzHashGetValue(values_.get(), key); }
 
-  // Copies the value of `key` into the field; false, with a log line, when there is none.
+  // These copy the value of `key` into the field. False, with a log line, when there is none.
   template <std::size_t width>
-  bool text(const char *key, char (&field)[width], Empty empty) const {
+  bool readText(char (&field)[width], const char *key, Empty empty) const {
     const char *value = find(key);
-    if (value == nullptr || (empty == Empty::kRefused && isEmpty(value))) return missing(key);
+    if (value == nullptr || (empty == Empty::kRefused && isEmpty(value))) return logMissing(key);
     copyText(field, value);
     return true;
   }
 
-  bool flag(const char *key, int32_t &field) const {
+  bool readFlag(int32_t &field, const char *key) const {
     const char *value = find(key);
-    if (value == nullptr) return missing(key);
-    // Any beginning of "yes" counts, the empty one too.
+    if (value == nullptr) return logMissing(key);
+    // Every prefix of "yes" counts as yes, also the empty text.
     field = std::strncmp(value, "yes", std::min<std::size_t>(std::strlen(value), 4)) == 0 ? 1 : 0;
     return true;
   }
 
  private:
-  static bool missing(const char *key) {
+  static bool logMissing(const char *key) {
     log(here(), "key [%s] not found in %s, errno=%s/%d\n", key, kAccountFile, std::strerror(errno), errno);
     return false;
   }
@@ -92,18 +71,20 @@ class AccountFile {
   SzHash values_;
 };
 
-// Reads the profile until a key is missing. The query time counts only where all of it is there.
+// Reads the profile as far as its keys are there. Only a complete one has a query time.
 void readProfile(const AccountFile &file, AccountInfo &info) {
   const char *queried = file.find("last_query_time");
   if (queried == nullptr) return;
-  if (file.text("kovaID", info.kovaID, Empty::kRefused) && file.text("full_name", info.full_name, Empty::kRefused) &&
-      file.text("country", info.country, Empty::kAccepted) && file.text("timezone", info.timezone, Empty::kAccepted) &&
-      file.text("notify_language", info.notify_language, Empty::kAccepted) && file.flag("activated", info.activated) &&
-      file.flag("disabled", info.disabled) && file.flag("enews", info.enews) &&
-      file.flag("critical_release", info.critical_release) &&
-      file.flag("enews_local_promotion", info.enews_local_promotion) &&
-      file.text("critical_version_list", info.critical_version_list, Empty::kAccepted) &&
-      file.text("critical_version_domain", info.critical_version_domain, Empty::kAccepted)) {
+  if (file.readText(info.kovaID, "kovaID", Empty::kRefused) &&
+      file.readText(info.full_name, "full_name", Empty::kRefused) &&
+      file.readText(info.country, "country", Empty::kAccepted) &&
+      file.readText(info.timezone, "timezone", Empty::kAccepted) &&
+      file.readText(info.notify_language, "notify_language", Empty::kAccepted) &&
+      file.readFlag(info.activated, "activated") && file.readFlag(info.disabled, "disabled") &&
+      file.readFlag(info.enews, "enews") && file.readFlag(info.critical_release, "critical_release") &&
+      file.readFlag(info.enews_local_promotion, "enews_local_promotion") &&
+      file.readText(info.critical_version_list, "critical_version_list", Empty::kAccepted) &&
+      file.readText(info.critical_version_domain, "critical_version_domain", Empty::kAccepted)) {
     info.last_query_time = static_cast<int32_t>(std::strtoll(queried, nullptr, 10));
   }
 }
@@ -124,8 +105,8 @@ int TARVKOVAAccountGet(AccountInfo *info) {
                    "critical_version_list", "critical_version_domain", "kovaID"}) < 0) {
       return -1;
     }
-    if (!file.text("vx_auth_key", info->vx_auth_key, Empty::kRefused) ||
-        !file.text("kovaIDSerial", info->kovaIDSerial, Empty::kRefused)) {
+    if (!file.readText(info->vx_auth_key, "vx_auth_key", Empty::kRefused) ||
+        !file.readText(info->kovaIDSerial, "kovaIDSerial", Empty::kRefused)) {
       return fail(KOVA_ERR_ACCOUNT_GET);
     }
     readProfile(file, *info);
@@ -139,7 +120,8 @@ int TARVPaymentKovaAccountGet(AccountInfo *buf) {
     if (!AccountFile::exists()) return fail(KOVA_ERR_ACCOUNT_GET);
     AccountFile file;
     if (file.read({"kovaID", "kovaPW"}) < 0) return -1;
-    if (!file.text("kovaID", buf->kovaID, Empty::kRefused) || !file.text("kovaPW", buf->kovaPW, Empty::kRefused)) {
+    if (!file.readText(buf->kovaID, "kovaID", Empty::kRefused) ||
+        !file.readText(buf->kovaPW, "kovaPW", Empty::kRefused)) {
       return fail(KOVA_ERR_ACCOUNT_GET);
     }
     return 0;

@@ -1,4 +1,5 @@
 #include <kova/account.h>
+#include <kova/platform.h>
 #include <unistd.h>
 
 #include "core/device_path.h"
@@ -16,7 +17,7 @@ int TARVKOVAAccountRemove(void) {
       log(here(), "TLIBPluginSDKInit failed");
       return -1;
     }
-    // The other components see the account for the last time.
+    // The other components are told before the file is gone, so that they can still read the account.
     if (TLIBPluginAction(plugin.get(), kSignedOut) < 0) {
       log(here(), "TLIBPluginAction failed, action=%u", kSignedOut);
       return -1;

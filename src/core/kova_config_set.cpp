@@ -1,7 +1,9 @@
 #include <kova/account.h>
 #include <kova/error.h>
+#include <kova/platform.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -14,7 +16,7 @@
 namespace kova {
 namespace {
 
-// The keys to write. The first one that cannot be put ends the rest.
+// The keys to write. A function that puts one returns false, after it has logged, when that fails.
 class AccountKeys {
  public:
   bool allocated() const { return static_cast<bool>(keys_); }

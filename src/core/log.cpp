@@ -4,6 +4,7 @@
 #include <syslog.h>
 
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <string_view>
 
@@ -16,12 +17,13 @@ std::string_view unitOf(const Where &where) {
   return file.substr(0, file.find('.'));
 }
 
-void logList(const Where &where, const char *format, va_list arguments) {
-  // The prefix becomes part of the format, so that the message's own arguments are never cut or copied.
-  char line[512];
+void logArguments(const Where &where, const char *format, va_list arguments) {
+  // Only the format is put together here: the arguments may be of any length.
+  char fullFormat[512];
   const std::string_view unit = unitOf(where);
-  std::snprintf(line, sizeof line, "%.*s:%u %s", static_cast<int>(unit.size()), unit.data(), where.line(), format);
-  vsyslog(LOG_ERR, line, arguments);
+  std::snprintf(fullFormat, sizeof fullFormat, "%.*s:%u %s", static_cast<int>(unit.size()), unit.data(), where.line(),
+                format);
+  vsyslog(LOG_ERR, fullFormat, arguments);
 }
 
 }  // namespace
@@ -29,14 +31,14 @@ void logList(const Where &where, const char *format, va_list arguments) {
 void log(const Where &where, const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  logList(where, format, arguments);
+  logArguments(where, format, arguments);
   va_end(arguments);
 }
 
 int fail(const Where &where, int32_t code, const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  logList(where, format, arguments);
+  logArguments(where, format, arguments);
   va_end(arguments);
   return fail(code);
 }

@@ -1,4 +1,4 @@
-// The library's log line and the failure that most steps end in.
+// The library's log lines, and failures that set the error code.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 
 namespace kova {
 
-// A place in the code. The source unit that opens a log line is the name of the place's file, without its ending.
+// A place in the code. A log line begins with the name of the place's file, without its ending, and the line.
 using Where = std::source_location;
 
 // The place of the call itself.
@@ -17,7 +17,7 @@ consteval Where here(Where where = Where::current()) {
 // Logs "<unit>:<line> <text>" to the system log at error priority.
 void log(const Where &where, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-// Logs, sets the error code and returns -1. The arguments may still read the old code.
+// Logs, sets the error code and returns -1. The arguments are evaluated first and may read the old code.
 int fail(const Where &where, int32_t code, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
 // The same without a log line.

@@ -1,19 +1,9 @@
-// Fixed-width text fields.
+// Texts that C functions hand over.
 #pragma once
-
-#include <cstddef>
-#include <cstring>
 
 namespace kova {
 
-// Copies `text` into the field, cut to its width and NUL-terminated.
-template <std::size_t width>
-void copyText(char (&field)[width], const char *text) {
-  const std::size_t length = strnlen(text, width - 1);
-  std::memcpy(field, text, length);
-  field[length] = '\0';
-}
-
+// Null counts as empty.
 inline bool isEmpty(const char *text) {
   return text == nullptr || text[0] == '\0';
 }

@@ -1,4 +1,4 @@
-// Base64 text made by the compiler, so that what it stands for is not in the binary.
+// Base64 text made at compile time, so that the plain text is not in the binary.
 #pragma once
 
 #include <cstddef>

@@ -52,7 +52,7 @@ int Exchange::send(const Target &target, const Where &where) {
 }
 
 int Exchange::parseReply(Json::Value &reply, const Where &where) const {
-  if (parseJson(body(), reply)) return 0;
+  if (parseJson(reply, body())) return 0;
   return fail(where, KOVA_ERR_JSON_FORMAT, "Failed to parse json: %s", body());
 }
 

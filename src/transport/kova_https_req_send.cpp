@@ -2,19 +2,22 @@
 #include <kova/error.h>
 #include <kova/platform.h>
 #include <kova/transport.h>
+#include <strings.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
+#include "base/release.h"
+#include "base/text.h"
 #include "core/device_path.h"
 #include "core/guard.h"
 #include "core/handles.h"
 #include "core/log.h"
-#include "core/text.h"
 
 namespace kova {
 namespace {
@@ -26,51 +29,58 @@ using CurlText = std::unique_ptr<char, Release<curl_free>>;
 constexpr int32_t kGet = 1;
 constexpr unsigned kPauseSeconds = 1;
 
-// The reply body as it comes in.
-struct Body {
-  char *data = nullptr;
-  std::size_t length = 0;
-
+// The reply body as it arrives. It is NUL-terminated as soon as there is any of it.
+class Body {
+ public:
   Body() = default;
   Body(const Body &) = delete;
   Body &operator=(const Body &) = delete;
   ~Body() { clear(); }
 
-  void clear() {
-    std::free(data);
-    data = nullptr;
-    length = 0;
-  }
-};
+  const char *get() const { return data_; }
 
-// realloc that frees what it cannot grow.
-void *reallocf(void *memory, std::size_t size) {
-  void *grown = std::realloc(memory, size);
-  if (grown == nullptr) std::free(memory);
-  return grown;
-}
+  // False, with nothing kept of the body, when it cannot grow.
+  bool append(const char *chunk, std::size_t size) {
+    std::size_t needed = 0;
+    if (__builtin_add_overflow(length_ + 1, size, &needed)) {
+      clear();
+      return false;
+    }
+    auto *grown = static_cast<char *>(std::realloc(data_, needed));
+    if (grown == nullptr) {
+      clear();
+      return false;
+    }
+    data_ = grown;
+    std::memcpy(data_ + length_, chunk, size);
+    length_ += size;
+    data_[length_] = '\0';
+    return true;
+  }
+
+  void clear() {
+    std::free(data_);
+    data_ = nullptr;
+    length_ = 0;
+  }
+
+ private:
+  char *data_ = nullptr;
+  std::size_t length_ = 0;
+};
 
 // Returning less than the chunk makes libcurl abort the transfer.
 std::size_t WriteMemoryCallback(const char *chunk, std::size_t size, std::size_t count, void *user) {
   auto &body = *static_cast<Body *>(user);
   std::size_t added = 0;
-  std::size_t needed = 0;
-  if (__builtin_mul_overflow(size, count, &added) || __builtin_add_overflow(body.length + 1, added, &needed)) {
+  if (__builtin_mul_overflow(size, count, &added)) {
     body.clear();
     return 0;
   }
-  body.data = static_cast<char *>(reallocf(body.data, needed));
-  if (body.data == nullptr) {
-    body.length = 0;
-    return 0;
-  }
-  std::memcpy(body.data + body.length, chunk, added);
-  body.length += added;
-  body.data[body.length] = '\0';
-  return added;
+  return body.append(chunk, added) ? added : 0;
 }
 
-int appendPair(CURL *curl, const char *key, const char *value, SzText &parameters) {
+int appendPair(SzText &parameters, CURL *curl, const char *key, const char *value) {
   const CurlText escaped(curl_easy_escape(curl, value, 0));
   if (!escaped) return fail(here(), KOVA_ERR_REQUEST, "URL encoding failed: %s", value);
   if ((parameters.get()[0] != '\0' && !parameters.append("&")) || !parameters.append(key) || !parameters.append("=") ||
@@ -80,8 +90,8 @@ int appendPair(CURL *curl, const char *key, const char *value, SzText &parameter
   return 0;
 }
 
-// Everything that is sent: the device's serial number and token, then the hash in its own order.
-int buildParameters(CURL *curl, const HttpsRequest &request, SzText &parameters) {
+// Appends everything that is sent: the device's serial number and token, then the hash in its own order.
+int buildParameters(SzText &parameters, CURL *curl, const HttpsRequest &request) {
   char serial[256] = "";
   char token[33] = "";
   const char *given = TLIBCSzHashGetValue(request.params, "vx_sn");
@@ -95,14 +105,14 @@ int buildParameters(CURL *curl, const HttpsRequest &request, SzText &parameters)
   if (TLIBCSzHashEnumKey(request.params, keys.get()) < 1) {
     return fail(here(), KOVA_ERR_REQUEST, "no key in the hash, ERR=[0x%04X]", TLIBCErrGet());
   }
-  if (appendPair(curl, "vx_sn", serial, parameters) < 0 || appendPair(curl, "vx_token", token, parameters) < 0) {
+  if (appendPair(parameters, curl, "vx_sn", serial) < 0 || appendPair(parameters, curl, "vx_token", token) < 0) {
     return -1;
   }
   const std::size_t count = TLIBCSzListCount(keys.get());
   for (std::size_t i = 0; i < count; ++i) {
     const char *key = TLIBCSzListGet(keys.get(), i);
     const char *value = key != nullptr ? TLIBCSzHashGetValue(request.params, key) : nullptr;
-    if (value != nullptr && appendPair(curl, key, value, parameters) < 0) return -1;
+    if (value != nullptr && appendPair(parameters, curl, key, value) < 0) return -1;
   }
   return 0;
 }
@@ -129,7 +139,7 @@ class Transfer {
   int setVerification();
   int setTimeouts();
   int setCollector();
-  int keepRedirectsSecret();
+  int restrictRedirects();
 
   CURL *curl_;
   const HttpsRequest &request_;
@@ -142,7 +152,7 @@ class Transfer {
 int Transfer::setOptions() {
   if (setForm() < 0 || setTarget() < 0 || setVerification() < 0 || setTimeouts() < 0 || setCollector() < 0) return -1;
   curl_easy_setopt(curl_, CURLOPT_IPRESOLVE, CURL_IPRESOLVE_WHATEVER);
-  return keepRedirectsSecret();
+  return restrictRedirects();
 }
 
 int Transfer::setForm() {
@@ -168,7 +178,7 @@ int Transfer::setTarget() {
     return fail(here(), KOVA_ERR_REQUEST, "failed to set agent=%s, return value=%d, err=%s", agent, result,
                 curl_easy_strerror(result));
   }
-  // The list is made while the text is still empty: the Host header stays libcurl's own.
+  // The list is made before the text is filled: it holds an empty line, and libcurl sends its own Host header.
   char header[128] = "";
   headers_.reset(curl_slist_append(nullptr, header));
   std::snprintf(header, sizeof header, "Host: %s", request_.base);
@@ -181,8 +191,8 @@ int Transfer::setTarget() {
 }
 
 int Transfer::setVerification() {
-  // The bundle is named as the directory: a file there leaves libcurl with its built-in bundle, a directory of hashed
-  // certificates is trusted beside it.
+  // CURLOPT_CAPATH is for a directory. Where the path is a file libcurl uses its default bundle alone; where it is a
+  // directory of hashed certificates, libcurl trusts these as well.
   const DevicePath certificates("/etc/ssl/certs/ca-certificates.crt");
   CURLcode result = curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYPEER, 1L);
   if (result == CURLE_OK) result = curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYHOST, 2L);
@@ -228,8 +238,8 @@ int Transfer::setCollector() {
   return 0;
 }
 
-// A redirect that keeps the method would resend passwords: from https it leads to https or nowhere.
-int Transfer::keepRedirectsSecret() {
+// Some redirects resend the form, which may hold a password: from an https URL only those to https are followed.
+int Transfer::restrictRedirects() {
   if (strncasecmp(url_, "https:", 6) != 0) return 0;
   const CURLcode result = curl_easy_setopt(curl_, CURLOPT_REDIR_PROTOCOLS_STR, "https");
   if (result == CURLE_OK) return 0;
@@ -265,15 +275,15 @@ int Transfer::takeReply(HttpsResponse &response) {
     return fail(here(), KOVA_ERR_REQUEST, "%s, Failed to curl_easy_getinfo, code=%d, err=%s", url_, result,
                 curl_easy_strerror(result));
   }
-  // A status whose body timed out on the way is no reply.
+  // A status counts only when the transfer was complete: the body may have timed out.
   if (response.transfer_result != CURLE_OK) status = 0;
   response.http_status = static_cast<int32_t>(status);
   if (status != 200) {
     return fail(here(), KOVA_ERR_REQUEST, "%s, Failed to request packages, httpResponseCode=%ld", url_, status);
   }
-  if (body_.data == nullptr) return fail(here(), KOVA_ERR_REQUEST, "%s, Failed to get response", url_);
-  // Without memory for the copy the call still succeeds, with a null body: callers rely on the status alone.
-  response.body = strdup(body_.data);
+  if (body_.get() == nullptr) return fail(here(), KOVA_ERR_REQUEST, "%s, Failed to get response", url_);
+  // Where memory for the copy runs out the call succeeds with a null body.
+  response.body = strdup(body_.get());
   if (response.body != nullptr) TLIBCStrTrimSpace(response.body);
   return 0;
 }
@@ -293,7 +303,7 @@ int TARVKOVAHttpsRequestSend(const HttpsRequest *request, HttpsResponse *respons
     if (!parameters.allocated()) return fail(KOVA_ERR_SYSTEM);
     const Curl curl(curl_easy_init());
     if (!curl) return fail(here(), KOVA_ERR_REQUEST, "failed to init pCurl");
-    if (buildParameters(curl.get(), *request, parameters) < 0) return -1;
+    if (buildParameters(parameters, curl.get(), *request) < 0) return -1;
     Transfer transfer(curl.get(), *request, parameters.get());
     if (transfer.setOptions() < 0 || transfer.perform(response->transfer_result) < 0) return -1;
     return transfer.takeReply(*response);

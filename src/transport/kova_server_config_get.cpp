@@ -2,6 +2,7 @@
 #include <kova/platform.h>
 #include <kova/transport.h>
 
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -14,7 +15,7 @@
 namespace kova {
 namespace {
 
-// The hosts, as base64 text.
+// The hosts as base64 text, which the build is configured with.
 constexpr Base64 kFirst(KOVA_HOST_FIRST);
 constexpr Base64 kFirstTest(KOVA_HOST_FIRST_TEST);
 constexpr Base64 kFirstTest2(KOVA_HOST_FIRST_TEST2);
@@ -34,7 +35,8 @@ constexpr Environment kOthers[] = {
     {"test2", kFirstTest2.c_str(), kServiceTest.c_str()},
 };
 
-const Environment &environment() {
+// The environment that the device's settings name; production where they name none.
+const Environment &chosenEnvironment() {
   char setting[64] = "";
   if (TLIBCFileGetKeyValue("/etc.defaults/tarvinfo.conf", "tarvpkg_server", setting, sizeof setting, 0) > 0) {
     for (const Environment &other : kOthers) {
@@ -44,7 +46,8 @@ const Environment &environment() {
   return kProduction;
 }
 
-int putUrl(const char *base64, char (&url)[2048]) {
+// Decodes the host into its URL.
+int writeUrl(char (&url)[2048], const char *base64) {
   std::size_t length = std::strlen(base64);
   const std::unique_ptr<char[]> host(new (std::nothrow) char[length + 1]());
   if (!host) return fail(here(), KOVA_ERR_SYSTEM, "out of memory");
@@ -63,8 +66,8 @@ using namespace kova;
 int TARVKOVAServerConfigGet(ServerConfig *config) {
   return guarded([&] {
     if (config == nullptr) return fail(KOVA_ERR_BAD_PARAMETERS);
-    const Environment &chosen = environment();
-    if (putUrl(chosen.first, config->first_url) < 0) return -1;
-    return putUrl(chosen.service, config->service_url);
+    const Environment &chosen = chosenEnvironment();
+    if (writeUrl(config->first_url, chosen.first) < 0) return -1;
+    return writeUrl(config->service_url, chosen.service);
   });
 }

@@ -1,5 +1,6 @@
 #include <dirent.h>
 #include <kova/error.h>
+#include <kova/platform.h>
 #include <kova/unify.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,10 +11,10 @@
 #include <new>
 #include <string>
 
-#include "account/unified_flag.h"
+#include "base/release.h"
 #include "core/device_path.h"
+#include "core/device_settings.h"
 #include "core/guard.h"
-#include "core/handles.h"
 #include "core/json.h"
 #include "core/log.h"
 #include "transport/exchange.h"
@@ -25,19 +26,10 @@ using Directory = std::unique_ptr<DIR, Release<closedir>>;
 
 #define KOVA_HOOK_DIRECTORY "/usr/tarv/tarvkova/unify"
 
-// KOVA_ABANDON_LIST in the environment: set while the hooks run, gone afterwards, whoever had set it.
-class AbandonList {
- public:
-  static bool set(const char *types) { return setenv(kName, types, 1) == 0; }
-  AbandonList() = default;
-  AbandonList(const AbandonList &) = delete;
-  AbandonList &operator=(const AbandonList &) = delete;
-  ~AbandonList() { unsetenv(kName); }
+// The environment variable that tells the hooks which services are to let go of their accounts.
+constexpr char kAbandonList[] = "KOVA_ABANDON_LIST";
 
- private:
-  static constexpr char kName[] = "KOVA_ABANDON_LIST";
-};
-
+// Whether a directory entry is a regular file or a symbolic link to one. `path` is the device's path of it.
 bool isHook(const dirent &entry, const char *path) {
   if (entry.d_type == DT_REG) return true;
   if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return false;
@@ -45,18 +37,19 @@ bool isHook(const dirent &entry, const char *path) {
   return stat(DevicePath(path).c_str(), &target) == 0 && S_ISREG(target.st_mode);
 }
 
+// Runs every hook. The caller removes the environment variable that this sets.
 bool ExecCustomUnifyHook(const char *types) {
   if (types == nullptr) return false;
   const DevicePath hooks(KOVA_HOOK_DIRECTORY);
   if (access(hooks.c_str(), F_OK) != 0) return true;
   const Directory directory(opendir(hooks.c_str()));
-  if (!directory || !AbandonList::set(types)) return false;
+  if (!directory || setenv(kAbandonList, types, 1) != 0) return false;
   while (const dirent *entry = readdir(directory.get())) {
     const std::string name = entry->d_name;
     if (name == "." || name == "..") continue;
     char path[4096];
     std::snprintf(path, sizeof path, KOVA_HOOK_DIRECTORY "/%s", entry->d_name);
-    // One hook's failure is no other's business.
+    // A failing hook does not keep the others from running.
     if (isHook(*entry, path)) TLIBCExecv(path, nullptr, 1);
   }
   return true;
@@ -75,8 +68,8 @@ std::string serviceTypes(const Json::Value &accounts) {
   return types;
 }
 
-// Puts the merge list into the parameters, and takes its accounts out of the existing ones.
-int setMergeList(Exchange &exchange, const Json::Value &mergeList, Json::Value &existing) {
+// Sets the merge list as parameters and removes its accounts from `existing`.
+int setMergeList(Exchange &exchange, Json::Value &existing, const Json::Value &mergeList) {
   for (Json::ArrayIndex i = 0; i < mergeList.size(); ++i) {
     const Json::Value &account = mergeList[i];
     if (!hasMember(account, "passwd") || !hasMember(account, "email")) {
@@ -98,15 +91,17 @@ int RestartRelatedServices() {
   return -1;
 }
 
-// Tells the services that use the accounts left over. That the merge was done stands, also where memory runs out here.
-void abandon(const Json::Value &existing) try {
-  Json::Value accounts(Json::arrayValue);
-  for (const std::string &name : existing.getMemberNames()) accounts.append(name);
-  if (!accounts.empty() && TARVKOVAAbandonUnmerged(accounts) < 0) {
-    log(here(), "TARVKOVAAbandonUnmerged failed, jsonAccounts=%s", compactText(accounts).c_str());
+// Abandons the accounts that were not merged. The merge is done by then, so a failure is only logged.
+void abandonAccounts(const Json::Value &existing) {
+  try {
+    Json::Value accounts(Json::arrayValue);
+    for (const std::string &name : existing.getMemberNames()) accounts.append(name);
+    if (!accounts.empty() && TARVKOVAAbandonUnmerged(accounts) < 0) {
+      log(here(), "TARVKOVAAbandonUnmerged failed, jsonAccounts=%s", compactText(accounts).c_str());
+    }
+  } catch (const std::bad_alloc &) {
+    log(here(), "TARVKOVAAbandonUnmerged failed, jsonAccounts=");
   }
-} catch (const std::bad_alloc &) {
-  log(here(), "TARVKOVAAbandonUnmerged failed, jsonAccounts=");
 }
 
 }  // namespace
@@ -115,8 +110,7 @@ void abandon(const Json::Value &existing) try {
 using namespace kova;
 
 int TARVKOVAAbandonUnmerged(const Json::Value &accounts) {
-  return guarded([&] {
-    const AbandonList gone;
+  const int result = guarded([&] {
     TARVKOVAErrSet(KOVA_SUCCESS);
     Json::Value existing;
     if (TARVKOVAAccountScanExisting(existing) < 0) {
@@ -139,6 +133,8 @@ int TARVKOVAAbandonUnmerged(const Json::Value &accounts) {
     log(here(), "ExecCustomUnifyHook failed, abandon_list=%s", types.c_str());
     return -1;
   });
+  unsetenv(kAbandonList);  // also where the caller's environment had it
+  return result;
 }
 
 int TARVKOVAAccountMigrate(const char *email, const char *password, const Json::Value &mergeList) {
@@ -161,19 +157,19 @@ int TARVKOVAAccountMigrate(const char *email, const char *password, const Json::
       log(here(), "TARVKOVAAccountScanExisting failed");
       return -1;
     }
-    if (setMergeList(exchange, mergeList, existing) < 0) return -1;
+    if (setMergeList(exchange, existing, mergeList) < 0) return -1;
     if (mergeList.empty()) {
       TARVKOVAErrSet(KOVA_SUCCESS);
     } else {
       if (exchange.send({exchange.serviceUrl(), "account.php"}) < 0) return -1;
-      // The reply is a bare word.
+      // The reply is the result word alone.
       if (MapLibKovaCenterErrorCode(exchange.body()) != KOVA_SUCCESS) {
         log(here(), "Failed to migrate, resp=%s", exchange.body());
         return -1;
       }
     }
     existing.removeMember(email);
-    abandon(existing);
+    abandonAccounts(existing);
     if (RestartRelatedServices() < 0) log(here(), "RestartRelatedServices failed");
     return markUnified();
   });

@@ -1,4 +1,5 @@
 #include <kova/account.h>
+#include <kova/platform.h>
 #include <kova/unify.h>
 
 #include <cstdio>
@@ -6,8 +7,8 @@
 #include <string>
 #include <utility>
 
+#include "base/release.h"
 #include "core/guard.h"
-#include "core/handles.h"
 #include "core/json.h"
 #include "core/log.h"
 #include "core/text.h"
@@ -18,31 +19,33 @@ namespace {
 using Pipe = std::unique_ptr<FILE, Release<TLIBCPclose>>;
 using Line = char[1024];
 
-void add(Json::Value &accounts, const std::string &account, const char *type, const std::string &value) {
+void addService(Json::Value &accounts, const std::string &account, const char *type, const std::string &value) {
   Json::Value service(Json::objectValue);
   service["type"] = type;
   service["value"] = value;
   accounts[account]["services"].append(std::move(service));
 }
 
+// The account of the device's packages: the one whose password is stored.
 void addPackages(Json::Value &accounts) {
   const auto stored = std::make_unique<AccountInfo>();
   if (TARVPaymentKovaAccountGet(stored.get()) < 0) return;
-  add(accounts, stored->kovaID, "package", "Antivirus by McAfee");
+  addService(accounts, stored->kovaID, "package", "Antivirus by McAfee");
 }
 
+// The relay service's account, from its configuration.
 void addRelay(Json::Value &accounts) {
   Json::Value relay;
-  if (!parseJsonFile("/usr/tarv/etc/tarvrelayd/tarvrelayd.conf", relay)) return;
+  if (!parseJsonFile(relay, "/usr/tarv/etc/tarvrelayd/tarvrelayd.conf")) return;
   const Json::Value &alias = member(relay, "server_alias");
   const Json::Value &account = member(relay, "server_kova");
   if (!hasMember(alias, "alias") || !hasMember(account, "account")) return;
   const std::string name = textOf(member(account, "account"));
-  if (!name.empty()) add(accounts, name, "farlink", textOf(member(alias, "alias")));
+  if (!name.empty()) addService(accounts, name, "farlink", textOf(member(alias, "alias")));
 }
 
-// The first line that the dynamic DNS tool prints, with its newline.
-int readDdnsLine(const char *option, Line &line) {
+// Reads the first line that the dynamic DNS tool prints, with its newline. Returns 0, or -1 after it has logged.
+int readDdnsLine(Line &line, const char *option) {
   const char *const arguments[] = {option, nullptr};
   const Pipe pipe(TLIBCPopen("/usr/tarv/sbin/tarvddnsinfo", arguments, "r"));
   if (!pipe) {
@@ -56,12 +59,13 @@ int readDdnsLine(const char *option, Line &line) {
   return 0;
 }
 
+// The dynamic DNS service's account.
 void addDdns(Json::Value &accounts) {
   Line account = "";
   Line host = "";
-  if (readDdnsLine("--get-tarv-account", account) < 0 || isEmpty(account)) return;
-  if (readDdnsLine("--get-tarv-hostname", host) < 0 || isEmpty(host)) return;
-  add(accounts, account, "ddns", host);
+  if (readDdnsLine(account, "--get-tarv-account") < 0 || isEmpty(account)) return;
+  if (readDdnsLine(host, "--get-tarv-hostname") < 0 || isEmpty(host)) return;
+  addService(accounts, account, "ddns", host);
 }
 
 }  // namespace
