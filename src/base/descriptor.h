@@ -41,7 +41,7 @@ auto retried(Call call) {
 inline bool writeAll(int descriptor, std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = retried([&] { return write(descriptor, text.data(), text.size()); });
-    if (written < 0) return false;
+    if (written <= 0) return false;
     text.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
