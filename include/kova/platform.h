@@ -208,7 +208,7 @@ KOVA_API int TARVSysNotifySendNotifiction(const char *name, const TLIBCSzHash *p
  * would have needed, where that was the reason. */
 KOVA_API int TARVZoneGet(char *buffer, size_t size, int32_t *size_needed);
 /* Puts the named zone's properties into *details, which may be replaced by a larger hash: "nameInTZDB", its name in the
- * tz database, and "offset", its present distance from UTC in seconds. Returns their number; below 1 on failure. */
+ * tz database. A zone is known when it has a zone file. Returns the number of properties; below 1 on failure. */
 KOVA_API int TARVZoneGetInfo(const char *name, TLIBCSzHash **details);
 
 /* ---- Programs ---------------------------------------------------------------------------------------------------- */

@@ -12,7 +12,7 @@ constexpr std::array<uint8_t, 256> kDigits = [] {
   constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::array<uint8_t, 256> digits{};
   digits.fill(kNoDigit);
-  for (size_t i = 0; i < alphabet.size(); ++i) digits[static_cast<unsigned char>(alphabet[i])] = i;
+  for (std::size_t i = 0; i < alphabet.size(); ++i) digits[static_cast<unsigned char>(alphabet[i])] = i;
   return digits;
 }();
 
@@ -20,13 +20,13 @@ constexpr std::array<uint8_t, 256> kDigits = [] {
 
 using namespace kova::platform;
 
-int TARVEncodingBase64Decode(const char *text, size_t length, char *output, size_t *output_length) {
-  return guarded(0, [&] {
+int TARVEncodingBase64Decode(const char *text, std::size_t length, char *output, std::size_t *output_length) {
+  return withLastError(0, [&] {
     require(text != nullptr && output != nullptr && output_length != nullptr);
     if (length % 4 != 0) throw Failure{TLIBC_ERR_DECODE_FAILED};
     std::string_view digits(text, length);
     for (int padding = 0; padding < 2 && digits.ends_with('='); ++padding) digits.remove_suffix(1);
-    const size_t decoded = digits.size() / 4 * 3 + digits.size() % 4 * 3 / 4;
+    const std::size_t decoded = digits.size() / 4 * 3 + digits.size() % 4 * 3 / 4;
     if (decoded > *output_length) throw Failure{TLIBC_ERR_TOO_LONG};
 
     char *out = output;

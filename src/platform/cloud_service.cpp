@@ -10,14 +10,19 @@
 #include <array>
 #include <atomic>
 #include <cctype>
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "base/descriptor.h"
+#include "base/hexadecimal.h"
+#include "base/json.h"
+#include "base/release.h"
+#include "base/text.h"
 #include "platform/device.h"
 #include "platform/device_path.h"
 #include "platform/file.h"
@@ -29,28 +34,21 @@ namespace kova::platform {
 namespace {
 
 constexpr std::string_view kKeyFile = "/var/lib/kova/apikey";
-// Tells the account service for development, instead of the network, which key this device has registered.
+// The account service for development reads from this file which key the device has registered.
 constexpr std::string_view kEnrolmentFile = "/var/lib/kova/apikey.enrolled";
 constexpr mode_t kPrivateFile = 0600;
 constexpr mode_t kPrivateDirectory = 0700;
-constexpr size_t kRandomBytes = 32;
-constexpr size_t kKeyBufferSize = 1024;
+constexpr std::size_t kRandomBytes = 32;
+constexpr std::size_t kKeyBufferSize = 1024;
 
-// The number of the last failure: 0 for none, 1 for any.
+// The number of this layer's last failure: 0 for none, 1 for any.
 std::atomic<int> cloudError{0};
 
-template <typename Work>
-int cloudGuarded(Work &&work) noexcept {
-  const int result = guarded(-1, work);
+template <class Work>
+int withCloudError(Work &&work) noexcept {
+  const int result = withLastError(-1, work);
   if (result < 0) cloudError = 1;
   return result;
-}
-
-std::string hexadecimal(std::span<const unsigned char> bytes) {
-  constexpr std::string_view digits = "0123456789abcdef";
-  std::string text;
-  for (const unsigned char byte : bytes) text.append({digits[byte >> 4], digits[byte & 15]});
-  return text;
 }
 
 std::string newKey() {
@@ -60,7 +58,7 @@ std::string newKey() {
   return hexadecimal(bytes);
 }
 
-// The key that the key file's text holds; empty where that is no key.
+// The key in the text of the key file; empty where the text is not a key.
 std::string keyIn(std::string_view text) {
   const std::string_view key = trimmed(text, isSpace);
   const bool good = key.size() < kKeyBufferSize && std::all_of(key.begin(), key.end(), [](char c) { return c > ' '; });
@@ -69,14 +67,14 @@ std::string keyIn(std::string_view text) {
 
 std::string storedKey() {
   try {
-    const FileText text(devicePath(kKeyFile));
-    return keyIn(text.view());
+    return keyIn(readFile(devicePath(kKeyFile)));
   } catch (const Failure &failure) {
     if (failure.number != TLIBC_ERR_NOT_FOUND) throw;
     return "";
   }
 }
 
+// The path of the key file, whose directory exists from then on.
 std::string keyFileToWrite() {
   std::string path = devicePath(kKeyFile);
   makeDirectory(path.substr(0, path.rfind('/')), kPrivateDirectory);
@@ -87,7 +85,7 @@ std::string storeFirstKey() {
   std::string key;
   const FileEdit store = [&](std::string_view text) -> std::optional<std::string> {
     key = keyIn(text);
-    if (!key.empty()) return std::nullopt;  // another process was faster
+    if (!key.empty()) return std::nullopt;  // another process has stored one meanwhile
     key = newKey();
     return key + "\n";
   };
@@ -102,12 +100,15 @@ std::string enrolmentOf(std::string_view key) {
     throw Failure{TLIBC_ERR_DEVICE};
   }
   const std::string sha256 = hexadecimal({digest.data(), size});
-  return JsonObject().add("serial", serialNumber()).add("sha256", sha256).text() + "\n";
+  Json::Value enrolment;
+  enrolment["serial"] = jsonText(serialNumber());
+  enrolment["sha256"] = sha256;
+  return jsonLine(enrolment) + "\n";
 }
 
-// The service learns the key before the device keeps it: should the latter fail, the device goes on with a key that the
-// service no longer knows, and registers again. Both happen under the key file's lock, so that they always belong
-// together.
+// Makes a new key known to the service, then stores it. Where storing fails, the device has a key that the service no
+// longer knows, and so will register again. Both files are written under the key file's lock, so that two processes
+// cannot leave keys of different registrations in them.
 std::string registerKey() {
   std::string key = newKey();
   std::string enrolment = enrolmentOf(key);
@@ -122,10 +123,11 @@ std::string registerKey() {
   return key;
 }
 
+// The address of a network interface; nothing for the loopback and what is not like an Ethernet interface.
 std::optional<std::array<unsigned char, 6>> hardwareAddress(const ifaddrs &interface) {
   if (interface.ifa_addr == nullptr || interface.ifa_addr->sa_family != AF_PACKET) return std::nullopt;
   sockaddr_ll link;
-  memcpy(&link, interface.ifa_addr, sizeof link);
+  std::memcpy(&link, interface.ifa_addr, sizeof link);
   std::array<unsigned char, 6> address;
   if (link.sll_hatype != ARPHRD_ETHER || link.sll_halen != address.size()) return std::nullopt;
   std::copy_n(link.sll_addr, address.size(), address.begin());
@@ -136,8 +138,8 @@ std::optional<std::array<unsigned char, 6>> hardwareAddress(const ifaddrs &inter
 
 bool isMacAddress(std::string_view text) {
   if (text.size() != 17) return false;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const bool good = i % 3 == 2 ? text[i] == ':' : isxdigit(static_cast<unsigned char>(text[i])) != 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool good = i % 3 == 2 ? text[i] == ':' : std::isxdigit(static_cast<unsigned char>(text[i])) != 0;
     if (!good) return false;
   }
   return true;
@@ -146,14 +148,14 @@ bool isMacAddress(std::string_view text) {
 std::string firstInterfaceAddress() {
   ifaddrs *first = nullptr;
   if (getifaddrs(&first) != 0) throw Failure{TLIBC_ERR_DEVICE};
-  const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> interfaces(first, freeifaddrs);
+  const std::unique_ptr<ifaddrs, Release<freeifaddrs>> interfaces(first);
   for (const ifaddrs *interface = first; interface != nullptr; interface = interface->ifa_next) {
     const auto address = hardwareAddress(*interface);
     if (!address) continue;
     std::string text;
-    for (size_t i = 0; i < address->size(); ++i) {
+    for (std::size_t i = 0; i < address->size(); ++i) {
       if (i > 0) text += ':';
-      text += hexadecimal({address->data() + i, 1});
+      text += hexadecimal({&(*address)[i], 1});
     }
     return text;
   }
@@ -164,36 +166,37 @@ std::string firstInterfaceAddress() {
 }  // namespace kova::platform
 
 using namespace kova::platform;
+using kova::copyText;
 
 int TARVCloudServiceGetErrorCode(void) {
   return cloudError;
 }
 
-int TARVCloudServiceGetMacAddress(char *buffer, size_t size) {
-  return cloudGuarded([&] {
+int TARVCloudServiceGetMacAddress(char *buffer, std::size_t size) {
+  return withCloudError([&] {
     require(buffer != nullptr && size > 0);
     const std::optional<std::string> given = deviceEntry("mac");
     if (given && !isMacAddress(*given)) throw Failure{TLIBC_ERR_BAD_VALUE};
-    copyText(given ? *given : firstInterfaceAddress(), buffer, size);
+    copyText(buffer, size, given ? *given : firstInterfaceAddress());
     return 0;
   });
 }
 
 int TARVCloudServiceGetApiKey(char *key, int create) {
-  return cloudGuarded([&] {
+  return withCloudError([&] {
     require(key != nullptr);
     std::string stored = storedKey();
     if (stored.empty() && create != 0) stored = storeFirstKey();
     if (stored.empty()) throw Failure{TLIBC_ERR_NOT_FOUND};
-    copyText(stored, key, kKeyBufferSize);
+    copyText(key, kKeyBufferSize, stored);
     return 0;
   });
 }
 
 int TARVCloudServiceRegisterApiKey(char *key) {
-  return cloudGuarded([&] {
+  return withCloudError([&] {
     require(key != nullptr);
-    copyText(registerKey(), key, kKeyBufferSize);
+    copyText(key, kKeyBufferSize, registerKey());
     return 0;
   });
 }

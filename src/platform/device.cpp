@@ -1,8 +1,12 @@
 #include "platform/device.h"
 
+#include <kova/platform.h>
+
+#include <cstddef>
+
+#include "base/text.h"
 #include "platform/key_file.h"
 #include "platform/last_error.h"
-#include "platform/text.h"
 
 namespace kova::platform {
 namespace {
@@ -10,15 +14,15 @@ namespace {
 constexpr std::string_view kDeviceFile = "/etc.defaults/kovadevice.conf";
 constexpr std::string_view kCustomSerial = "custom_serial";
 constexpr std::string_view kFactorySerial = "serial";
-// The sizes at which callers read them, which is what the service gets to see.
-constexpr size_t kCustomSerialSize = 31;
-constexpr size_t kFactorySerialSize = 36;
+// Callers read the serial numbers into buffers of these sizes, so the service knows them cut to these.
+constexpr std::size_t kCustomSerialSize = 31;
+constexpr std::size_t kFactorySerialSize = 36;
 
-int copyEntry(std::string_view key, char *buffer, size_t size) {
+int copyEntry(char *buffer, std::size_t size, std::string_view key) {
   require(buffer != nullptr && size > 0);
   const std::optional<std::string> text = deviceEntry(key);
   if (!text) throw Failure{TLIBC_ERR_NOT_FOUND};
-  copyText(*text, buffer, size);
+  copyText(buffer, size, *text);
   return 0;
 }
 
@@ -39,25 +43,26 @@ std::string serialNumber() {
 }  // namespace kova::platform
 
 using namespace kova::platform;
+using kova::copyText;
 
-int TLIBGetCustomSerialNumber(char *buffer, size_t size) {
-  return guarded(-1, [&] { return copyEntry(kCustomSerial, buffer, size); });
+int TLIBGetCustomSerialNumber(char *buffer, std::size_t size) {
+  return withLastError(-1, [&] { return copyEntry(buffer, size, kCustomSerial); });
 }
 
-int TLIBGetSerialNumber(char *buffer, size_t size) {
-  return guarded(-1, [&] { return copyEntry(kFactorySerial, buffer, size); });
+int TLIBGetSerialNumber(char *buffer, std::size_t size) {
+  return withLastError(-1, [&] { return copyEntry(buffer, size, kFactorySerial); });
 }
 
-int TLIBVxinfoUserAgentGet(const char *package, char *buffer, size_t size) {
-  return guarded(-1, [&] {
+int TLIBVxinfoUserAgentGet(const char *package, char *buffer, std::size_t size) {
+  return withLastError(-1, [&] {
     require(package != nullptr && buffer != nullptr && size > 0);
     std::optional<std::string> agent = deviceEntry("user_agent");
     if (!agent) agent = std::string(package) + "/" KOVA_VERSION;
-    // It becomes a line of a request's header.
+    // A control character would break the request header that this becomes.
     for (const unsigned char c : *agent) {
       if (c < ' ' || c == 0x7F) throw Failure{TLIBC_ERR_BAD_VALUE};
     }
-    copyText(*agent, buffer, size);
+    copyText(buffer, size, *agent);
     return 0;
   });
 }

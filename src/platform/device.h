@@ -1,3 +1,4 @@
+// What the device file says about the device.
 #pragma once
 
 #include <optional>
@@ -6,7 +7,7 @@
 
 namespace kova::platform {
 
-// A text from the device file, which says what the device is; nothing where it does not say or says it empty.
+// An entry of the device file; nothing where it is missing or empty.
 std::optional<std::string> deviceEntry(std::string_view key);
 
 // The serial number by which the service knows the device: the custom one, else the one from the factory.

@@ -1,6 +1,7 @@
 #include "platform/device_path.h"
 
 #include <climits>
+#include <cstddef>
 #include <cstdlib>
 
 #include "platform/last_error.h"
@@ -19,7 +20,7 @@ std::string devicePath(std::string_view path) {
 
 bool isPlainRelativePath(std::string_view text) {
   while (true) {
-    const size_t slash = text.find('/');
+    const std::size_t slash = text.find('/');
     const std::string_view component = text.substr(0, slash);
     if (component.empty() || component == "." || component == "..") return false;
     if (slash == text.npos) return true;
@@ -31,8 +32,8 @@ bool isPlainRelativePath(std::string_view text) {
 
 using namespace kova::platform;
 
-int KovaDevicePath(const char *path, char *buffer, size_t size) {
-  return guarded(-1, [&] {
+int KovaDevicePath(const char *path, char *buffer, std::size_t size) {
+  return withLastError(-1, [&] {
     require(path != nullptr && buffer != nullptr);
     const std::string result = devicePath(path);
     if (result.size() >= size || result.size() > INT_MAX) throw Failure{TLIBC_ERR_TOO_LONG};

@@ -1,3 +1,4 @@
+// Paths of the device.
 #pragma once
 
 #include <string>
@@ -8,7 +9,7 @@ namespace kova::platform {
 // Where the device's absolute `path` lies on this machine.
 std::string devicePath(std::string_view path);
 
-// Whether `text` may stand in a path as one or more components that stay below the directory before them.
+// Whether `text` is one or more path components that cannot lead out of the directory to which they are appended.
 bool isPlainRelativePath(std::string_view text);
 
 }  // namespace kova::platform

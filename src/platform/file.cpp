@@ -3,27 +3,40 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
+#include <cerrno>
 #include <climits>
+#include <cstddef>
+#include <cstdio>
+#include <utility>
 
+#include "base/descriptor.h"
 #include "platform/last_error.h"
 
 namespace kova::platform {
 namespace {
 
-constexpr size_t kLargestFile = size_t{16} << 20;
+constexpr std::size_t kSizeLimit = std::size_t{16} << 20;
 constexpr int kMostLinks = 40;
-// Nothing that stands in a file's place, such as a FIFO or a terminal, can make opening it block or have other effects.
+// Opening a FIFO in place of the file does not block, and a terminal does not become the controlling one.
 constexpr int kReadFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 
 int openFailure() {
   return errno == ENOENT || errno == ENOTDIR ? TLIBC_ERR_NOT_FOUND : TLIBC_ERR_OPEN_FAILED;
 }
 
-Descriptor openToRead(const std::string &path) {
-  Descriptor file(retried([&] { return open(path.c_str(), kReadFlags); }));
-  if (!file) throw Failure{openFailure()};
-  return file;
+std::string readAll(const Descriptor &file) {
+  std::string text;
+  std::array<char, 16384> chunk;
+  while (text.size() < kSizeLimit) {
+    const ssize_t count = retried([&] { return read(file.get(), chunk.data(), chunk.size()); });
+    if (count < 0) throw Failure{TLIBC_ERR_READ_FAILED};
+    if (count == 0) return text;
+    text.append(chunk.data(), static_cast<std::size_t>(count));
+  }
+  throw Failure{TLIBC_ERR_TOO_LONG};
 }
 
 struct stat statusOf(const Descriptor &file) {
@@ -37,26 +50,18 @@ std::string followLinks(std::string path) {
     std::array<char, PATH_MAX> target;
     const ssize_t length = readlink(path.c_str(), target.data(), target.size());
     if (length < 0) return path;
-    const size_t directory = target[0] == '/' ? 0 : path.rfind('/') + 1;
-    path.replace(directory, path.npos, target.data(), length);
+    const std::size_t directory = target[0] == '/' ? 0 : path.rfind('/') + 1;
+    path.replace(directory, path.npos, target.data(), static_cast<std::size_t>(length));
   }
   throw Failure{TLIBC_ERR_OPEN_FAILED};
 }
 
-// The file stays: were it removed, a writer could wait for a lock that the next one no longer finds.
+// The lock file is never removed: else one writer could lock the removed file while another locks a new one.
 Descriptor takeLock(const Descriptor &directory, const std::string &name) {
   constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   Descriptor lock(retried([&] { return openat(directory.get(), name.c_str(), flags, 0600); }));
   if (!lock || retried([&] { return flock(lock.get(), LOCK_EX); }) != 0) throw Failure{TLIBC_ERR_LOCK_FAILED};
   return lock;
-}
-
-void writeAll(const Descriptor &file, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t count = retried([&] { return write(file.get(), text.data(), text.size()); });
-    if (count <= 0) throw Failure{TLIBC_ERR_WRITE_FAILED};
-    text.remove_prefix(count);
-  }
 }
 
 void sync(const Descriptor &file, bool isDirectory) {
@@ -65,7 +70,7 @@ void sync(const Descriptor &file, bool isDirectory) {
   if (!isDirectory || errno != EINVAL) throw Failure{TLIBC_ERR_WRITE_FAILED};
 }
 
-// A file under construction, removed unless it takes its place.
+// A new file under a temporary name. It is removed again unless it takes the place of another.
 class TemporaryFile {
  public:
   TemporaryFile(const Descriptor &directory, std::string name) : directory_(directory), name_(std::move(name)) {
@@ -80,7 +85,7 @@ class TemporaryFile {
     if (file_) unlinkat(directory_.get(), name_.c_str(), 0);
   }
 
-  // The owner first: a change of owner may take bits off the mode.
+  // To be called before setMode: a change of owner may clear bits of the mode.
   void setOwner(uid_t user, gid_t group) {
     const struct stat now = statusOf(file_);
     if ((now.st_uid != user || now.st_gid != group) && fchown(file_.get(), user, group) != 0) {
@@ -93,7 +98,7 @@ class TemporaryFile {
     }
   }
   void writeText(std::string_view text) {
-    writeAll(file_, text);
+    if (!writeAll(file_.get(), text)) throw Failure{TLIBC_ERR_WRITE_FAILED};
     sync(file_, false);
   }
   void takePlaceOf(const std::string &name) {
@@ -111,31 +116,15 @@ class TemporaryFile {
 
 }  // namespace
 
-FileText::FileText(const std::string &path) : FileText(openToRead(path).get()) {}
-
-void FileText::readFrom(int descriptor) {
-  char *target = buffer_.data();
-  size_t size = buffer_.size();
-  size_t length = 0;
-  while (true) {
-    if (length == size) {
-      if (size >= kLargestFile) throw Failure{TLIBC_ERR_TOO_LONG};
-      if (large_.empty()) large_.assign(target, length);
-      size *= 4;
-      large_.resize(size);
-      target = large_.data();
-    }
-    const ssize_t count = retried([&] { return ::read(descriptor, target + length, size - length); });
-    if (count < 0) throw Failure{TLIBC_ERR_READ_FAILED};
-    if (count == 0) break;
-    length += count;
-  }
-  view_ = {target, length};
+std::string readFile(const std::string &path) {
+  const Descriptor file(retried([&] { return open(path.c_str(), kReadFlags); }));
+  if (!file) throw Failure{openFailure()};
+  return readAll(file);
 }
 
 void updateFile(const std::string &path, mode_t newMode, const FileEdit &edit, ExistingMode existingMode) {
   const std::string real = followLinks(path);
-  const size_t slash = real.rfind('/');
+  const std::size_t slash = real.rfind('/');
   const std::string name = real.substr(slash + 1);
   require(slash != real.npos && !name.empty());
   const std::string parent = real.substr(0, slash + 1);
@@ -146,13 +135,13 @@ void updateFile(const std::string &path, mode_t newMode, const FileEdit &edit, E
   const Descriptor oldFile(retried([&] { return openat(directory.get(), name.c_str(), kReadFlags | O_NOFOLLOW); }));
   if (!oldFile && errno != ENOENT) throw Failure{TLIBC_ERR_OPEN_FAILED};
   std::optional<struct stat> oldStatus;
-  std::optional<FileText> oldText;
+  std::string oldText;
   if (oldFile) {
     oldStatus = statusOf(oldFile);
     if (!S_ISREG(oldStatus->st_mode)) throw Failure{TLIBC_ERR_OPEN_FAILED};
-    oldText.emplace(oldFile.get());
+    oldText = readAll(oldFile);
   }
-  const std::optional<std::string> newText = edit(oldText ? oldText->view() : std::string_view());
+  const std::optional<std::string> newText = edit(oldText);
   if (!newText) return;
 
   TemporaryFile newFile(directory, "." + name + ".tmp");
@@ -166,7 +155,7 @@ void updateFile(const std::string &path, mode_t newMode, const FileEdit &edit, E
 
 void makeDirectory(const std::string &path, mode_t mode) {
   if (mkdir(path.c_str(), mode) == 0 || errno == EEXIST) return;
-  const size_t slash = path.rfind('/');
+  const std::size_t slash = path.rfind('/');
   if (errno != ENOENT || slash == path.npos || slash == 0) throw Failure{TLIBC_ERR_WRITE_FAILED};
   makeDirectory(path.substr(0, slash), 0755);
   if (mkdir(path.c_str(), mode) != 0 && errno != EEXIST) throw Failure{TLIBC_ERR_WRITE_FAILED};

@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <deque>
+#include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "base/text.h"
 #include "platform/device_path.h"
 #include "platform/file.h"
 #include "platform/last_error.h"
@@ -26,12 +30,12 @@ struct KeyEntry {
   bool operator==(const KeyEntry &) const = default;
 };
 
-// The grammar of a line, for reading and for judging what is about to be written. A NUL makes a line no entry: behind
-// it the value could not be told to a caller.
+// The entry in a line; nothing where the line has none. Used for reading, and for checking a line before it is written.
+// A line with a NUL is not an entry, since callers read texts only up to a NUL.
 std::optional<KeyEntry> parseLine(std::string_view line, std::string_view separator) {
   line = trimmedFront(line, isBlank);
   if (line.starts_with('#') || line.find('\0') != line.npos) return std::nullopt;
-  const size_t found = separator.size() == 1 ? line.find(separator.front()) : line.find(separator);
+  const std::size_t found = separator.size() == 1 ? line.find(separator.front()) : line.find(separator);
   if (found == line.npos) return std::nullopt;
   const std::string_view key = trimmed(line.substr(0, found), isBlank);
   if (key.empty()) return std::nullopt;
@@ -52,12 +56,12 @@ std::optional<std::string_view> findValue(std::string_view text, std::string_vie
   return value;
 }
 
-// A printf format of two "%s" and literal text. It is not given to printf, so that nothing else in it can do harm.
+// A printf format of two "%s" and literal text, put together without printf: other conversions are refused.
 class LineFormat {
  public:
   explicit LineFormat(std::string_view format) {
-    size_t piece = 0;
-    for (size_t i = 0; i < format.size(); ++i) {
+    std::size_t piece = 0;
+    for (std::size_t i = 0; i < format.size(); ++i) {
       if (format[i] != '%') {
         pieces_[piece] += format[i];
         continue;
@@ -84,7 +88,7 @@ class LineFormat {
 
   const std::string &separator() const { return separator_; }
 
-  // The line for `key`, without a line end; only one that reads back as exactly this key and this value.
+  // The line for `key`, without a line end. Throws where it could not be read back as exactly this key and this value.
   std::string make(std::string_view key, std::string_view value) const {
     std::string line;
     line.append(pieces_[0]).append(key).append(pieces_[1]).append(value).append(pieces_[2]);
@@ -105,6 +109,7 @@ struct NewLine {
   bool written = false;
 };
 
+// The old text with its lines for these keys replaced, and the lines for keys that it does not have at its end.
 std::string withNewLines(std::string_view oldText, std::vector<NewLine> lines, std::string_view separator) {
   std::unordered_map<std::string_view, NewLine *> byKey;
   for (NewLine &line : lines) byKey.emplace(line.entry.key, &line);
@@ -145,8 +150,8 @@ int setKeys(std::string_view file, const std::vector<KeyEntry> &entries, std::st
 
 std::optional<std::string> readKey(std::string_view file, std::string_view key) {
   try {
-    const FileText text(devicePath(file));
-    return std::optional<std::string>(findValue(text.view(), key, "="));
+    const std::string text = readFile(devicePath(file));
+    return std::optional<std::string>(findValue(text, key, "="));
   } catch (const Failure &failure) {
     if (failure.number != TLIBC_ERR_NOT_FOUND) throw;
     return std::nullopt;
@@ -156,22 +161,23 @@ std::optional<std::string> readKey(std::string_view file, std::string_view key) 
 }  // namespace kova::platform
 
 using namespace kova::platform;
+using kova::copyText;
 
 int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSzHash *hash, const char *separator) {
-  return guarded(-1, [&] {
+  return withLastError(-1, [&] {
     require(file != nullptr && keys != nullptr && hash != nullptr && separator != nullptr && *separator != '\0');
-    const FileText text(devicePath(file));
-    const auto &items = keys->items();
+    const std::string text = readFile(devicePath(file));
+    const std::deque<std::string> &items = keys->items();
     std::vector<std::optional<std::string_view>> values(items.size());
     Line line;
-    for (Lines lines(text.view()); lines.next(line);) {
+    for (Lines lines(text); lines.next(line);) {
       const std::optional<KeyEntry> entry = parseLine(line.text, separator);
       if (!entry) continue;
       const auto key = std::find(items.begin(), items.end(), entry->key);
-      if (key != items.end()) values[key - items.begin()] = entry->value;
+      if (key != items.end()) values[static_cast<std::size_t>(key - items.begin())] = entry->value;
     }
     int found = 0;
-    for (size_t i = 0; i < values.size(); ++i) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
       if (!values[i]) continue;
       hash->set(items[i], *values[i]);
       ++found;
@@ -181,7 +187,7 @@ int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSzHash *has
 }
 
 int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int flags, const char *line_format) {
-  return guarded(-1, [&] {
+  return withLastError(-1, [&] {
     require(file != nullptr && hash != nullptr && flags == 0 && line_format != nullptr);
     std::vector<KeyEntry> entries;
     entries.reserve(hash->entries().size());
@@ -190,26 +196,26 @@ int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int flags, const
   });
 }
 
-int TLIBCFileGetKeyValue(const char *file, const char *key, char *buffer, size_t size, int flags) {
-  return guarded(-1, [&] {
+int TLIBCFileGetKeyValue(const char *file, const char *key, char *buffer, std::size_t size, int flags) {
+  return withLastError(-1, [&] {
     require(file != nullptr && key != nullptr && buffer != nullptr && size > 0 && flags == 0);
-    const FileText text(devicePath(file));
-    const std::string_view value = findValue(text.view(), key, "=").value_or("");
-    copyText(value, buffer, size);
+    const std::string text = readFile(devicePath(file));
+    const std::string_view value = findValue(text, key, "=").value_or("");
+    copyText(buffer, size, value);
     return static_cast<int>(value.size());
   });
 }
 
 int TLIBCFileCheckKeyValue(const char *file, const char *key, const char *value, int flags) {
-  return guarded(-1, [&] {
+  return withLastError(-1, [&] {
     require(file != nullptr && key != nullptr && value != nullptr && flags == 0);
-    const FileText text(devicePath(file));
-    return findValue(text.view(), key, "=") == std::string_view(value) ? 1 : 0;
+    const std::string text = readFile(devicePath(file));
+    return findValue(text, key, "=") == std::string_view(value) ? 1 : 0;
   });
 }
 
 int TLIBCINFOSetKeyValue(const char *key, const char *value) {
-  return guarded(-1, [&] {
+  return withLastError(-1, [&] {
     require(key != nullptr && value != nullptr);
     return setKeys("/etc/tarvinfo.conf", {{key, value}}, "%s=\"%s\"\n");
   });

@@ -1,3 +1,4 @@
+// Reading one key of a key file.
 #pragma once
 
 #include <optional>

@@ -5,16 +5,16 @@
 namespace kova::platform {
 namespace {
 
-std::atomic<int> last_error{TLIBC_ERR_NONE};
+std::atomic<int> lastError{TLIBC_ERR_NONE};
 
 }  // namespace
 
 void setLastError(int number) noexcept {
-  last_error.store(number, std::memory_order_relaxed);
+  lastError.store(number, std::memory_order_relaxed);
 }
 
 }  // namespace kova::platform
 
 int TLIBCErrGet(void) {
-  return kova::platform::last_error.load(std::memory_order_relaxed);
+  return kova::platform::lastError.load(std::memory_order_relaxed);
 }

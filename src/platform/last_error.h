@@ -1,5 +1,5 @@
-// How the platform's own work reports failure: it throws Failure, and the exported function's guard makes of it the
-// last error number and the function's failure result.
+// How the platform reports failure: its functions throw Failure, and the exported ones turn that into the last error
+// number and their failure result.
 #pragma once
 
 #include <kova/platform.h>
@@ -18,8 +18,9 @@ inline void require(bool argumentIsGood) {
   if (!argumentIsGood) throw Failure{TLIBC_ERR_BAD_PARAMETER};
 }
 
-template <typename Result, typename Work>
-Result guarded(Result failure, Work &&work) noexcept {
+// Runs the work of an exported function. Where that throws, sets the last error and returns `failure`.
+template <class Result, class Work>
+Result withLastError(Result failure, Work &&work) noexcept {
   try {
     return work();
   } catch (const Failure &thrown) {

@@ -1,4 +1,5 @@
 #include <dirent.h>
+#include <kova/platform.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "base/release.h"
 #include "platform/device_path.h"
 #include "platform/last_error.h"
 #include "platform/process.h"
@@ -18,9 +20,9 @@ struct TLIBPlugin {
 namespace kova::platform {
 namespace {
 
+// The names of the executables in a directory, in order; none where the directory is missing.
 std::vector<std::string> executablesOf(const std::string &directory) {
-  const auto close = [](DIR *open) { closedir(open); };
-  const std::unique_ptr<DIR, decltype(close)> entries(opendir(directory.c_str()));
+  const std::unique_ptr<DIR, Release<closedir>> entries(opendir(directory.c_str()));
   if (!entries) {
     if (errno == ENOENT) return {};
     throw Failure{TLIBC_ERR_OPEN_FAILED};
@@ -40,7 +42,7 @@ std::vector<std::string> executablesOf(const std::string &directory) {
 }
 
 bool succeeds(const std::string &program, const char *const arguments[]) noexcept {
-  return guarded(false, [&] { return run(program, arguments) == 0; });
+  return withLastError(false, [&] { return run(program, arguments) == 0; });
 }
 
 }  // namespace
@@ -49,7 +51,7 @@ bool succeeds(const std::string &program, const char *const arguments[]) noexcep
 using namespace kova::platform;
 
 TLIBPlugin *TLIBPluginSDKInit(const char *package, const char *action) {
-  return guarded<TLIBPlugin *>(nullptr, [&] {
+  return withLastError<TLIBPlugin *>(nullptr, [&] {
     require(package != nullptr && action != nullptr);
     require(isPlainRelativePath(package) && isPlainRelativePath(action));
     return new TLIBPlugin{devicePath(std::string("/usr/tarv/kova/plugin/") + package + "/" + action)};
@@ -57,7 +59,7 @@ TLIBPlugin *TLIBPluginSDKInit(const char *package, const char *action) {
 }
 
 int TLIBPluginAction(TLIBPlugin *plugin, int action) {
-  return guarded(-1, [&] {
+  return withLastError(-1, [&] {
     require(plugin != nullptr);
     const std::string number = std::to_string(action);
     const char *const arguments[] = {number.c_str(), nullptr};

@@ -8,13 +8,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <memory>
 #include <mutex>
 #include <string_view>
 #include <vector>
 
+#include "base/descriptor.h"
+#include "base/release.h"
 #include "platform/device_path.h"
-#include "platform/file.h"
 #include "platform/last_error.h"
 
 namespace kova::platform {
@@ -86,11 +88,11 @@ int exitCode(int status) {
   return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-// While it lives, children are ours to wait for: the program around us neither ignores their end nor waits for them in
-// a handler.
-class OwnChildren {
+// While this exists, only this thread waits for children: the calling program may ignore SIGCHLD, in which case there
+// would be nothing to wait for, or may wait for all children in a handler.
+class ChildWaitGuard {
  public:
-  OwnChildren() {
+  ChildWaitGuard() {
     sigset_t ends;
     sigemptyset(&ends);
     sigaddset(&ends, SIGCHLD);
@@ -99,9 +101,9 @@ class OwnChildren {
     standard.sa_handler = SIG_DFL;
     sigaction(SIGCHLD, &standard, &action_);
   }
-  OwnChildren(const OwnChildren &) = delete;
-  OwnChildren &operator=(const OwnChildren &) = delete;
-  ~OwnChildren() {
+  ChildWaitGuard(const ChildWaitGuard &) = delete;
+  ChildWaitGuard &operator=(const ChildWaitGuard &) = delete;
+  ~ChildWaitGuard() {
     sigaction(SIGCHLD, &action_, nullptr);
     pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
   }
@@ -111,9 +113,10 @@ class OwnChildren {
   struct sigaction action_;
 };
 
-// Starts a program that nobody waits for: as the child of a child that ends at once, so that no zombie of it can stay.
+// Starts a program that is not waited for. It is started by a child that ends at once, so that the system's init
+// process waits for it.
 void startDetached(const Program &program) {
-  const OwnChildren ours;
+  const ChildWaitGuard guard;
   const pid_t child = fork();
   if (child < 0) throw Failure{TLIBC_ERR_EXEC_FAILED};
   if (child == 0) {
@@ -123,16 +126,12 @@ void startDetached(const Program &program) {
   check(exitCode(waitFor(child)));
 }
 
-struct CloseStream {
-  void operator()(FILE *stream) const { fclose(stream); }
-};
-
 struct OpenPipe {
   FILE *stream;
   pid_t child;
 };
 
-// The programs between Popen and Pclose. Never destroyed: a Pclose may come after the static objects are gone.
+// The programs between Popen and Pclose. Never destroyed, since Pclose may be called while the process exits.
 struct OpenPipes {
   std::mutex mutex;
   std::vector<OpenPipe> list;
@@ -148,14 +147,14 @@ FILE *openProgram(const std::string &path, const char *const arguments[]) {
   if (pipe2(ends, O_CLOEXEC) != 0) throw Failure{TLIBC_ERR_OPEN_FAILED};
   Descriptor readEnd(ends[0]);
   const Descriptor writeEnd(ends[1]);
-  std::unique_ptr<FILE, CloseStream> stream(fdopen(readEnd.get(), "r"));
+  std::unique_ptr<std::FILE, Release<std::fclose>> stream(fdopen(readEnd.get(), "r"));
   if (!stream) throw Failure{TLIBC_ERR_OUT_OF_MEMORY};
   readEnd.release();
 
   const Program program(path, arguments, writeEnd);
   OpenPipes &pipes = openPipes();
   const std::lock_guard lock(pipes.mutex);
-  pipes.list.push_back({stream.get(), 0});  // before the start, after which nothing may fail
+  pipes.list.push_back({stream.get(), 0});  // first: once the program runs, nothing may fail
   try {
     pipes.list.back().child = program.start();
   } catch (...) {
@@ -179,28 +178,29 @@ pid_t takeChildOf(FILE *stream) {
 }  // namespace
 
 int run(const std::string &path, const char *const arguments[]) {
-  const OwnChildren ours;
+  const ChildWaitGuard guard;
   return exitCode(waitFor(Program(path, arguments).start()));
 }
 
 }  // namespace kova::platform
 
 using namespace kova::platform;
+using kova::retried;
 
 FILE *TLIBCPopen(const char *program, const char *const arguments[], const char *mode) {
-  return guarded<FILE *>(nullptr, [&] {
+  return withLastError<FILE *>(nullptr, [&] {
     require(program != nullptr && mode != nullptr && std::string_view(mode) == "r");
     return openProgram(devicePath(program), arguments);
   });
 }
 
 int TLIBCPclose(FILE *stream) {
-  return guarded(-1, [&] {
+  return withLastError(-1, [&] {
     require(stream != nullptr);
     const pid_t child = takeChildOf(stream);
-    fclose(stream);
+    std::fclose(stream);
     int status = 0;
-    // A program around us that ignores the end of its children, or waits for them itself, has taken the status.
+    // There is no status where the calling program ignores SIGCHLD or has waited for the child itself.
     const pid_t ended = retried([&] { return waitpid(child, &status, 0); });
     if (ended != child && errno != ECHILD) throw Failure{TLIBC_ERR_EXEC_FAILED};
     return status;
@@ -208,7 +208,7 @@ int TLIBCPclose(FILE *stream) {
 }
 
 int TLIBCExecv(const char *program, const char *const arguments[], int wait) {
-  return guarded(-1, [&] {
+  return withLastError(-1, [&] {
     require(program != nullptr);
     const std::string path = devicePath(program);
     if (wait != 0) return run(path, arguments);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -20,14 +21,13 @@ namespace {
 constexpr std::string_view kTable = "/etc/cron.d/tarvkova";
 constexpr std::string_view kHeader =
     "# Entries of the device's scheduler: minute, hour, day, month, weekdays, user, command.\n";
-constexpr std::string_view kBlanks = " \t";
 constexpr mode_t kTableMode = 0644;
-constexpr size_t kLongestCommand = 999;  // cron cuts longer ones
+constexpr std::size_t kLongestCommand = 999;  // cron cuts longer ones
 constexpr int kWeekdays = 7;
 constexpr int kEveryWeekday = (1 << kWeekdays) - 1;
 
-// The command as it stands in a cron table, where an unescaped "%" would end it. cron lets a backslash escape a "%" but
-// not a backslash, so that a "%" behind an odd number of them cannot be said.
+// The command as it is written in a cron table, where an unescaped "%" would end it. In cron a backslash escapes a "%"
+// but not another backslash, so a "%" behind an odd number of backslashes cannot be written.
 std::string tableCommand(std::string_view command) {
   require(!command.empty());
   std::string text;
@@ -44,24 +44,17 @@ std::string tableCommand(std::string_view command) {
   return text;
 }
 
-std::string_view withoutLeadingBlanks(std::string_view text) {
-  return text.substr(std::min(text.find_first_not_of(kBlanks), text.size()));
-}
-
-std::string_view withoutTrailingBlanks(std::string_view text) {
-  return text.substr(0, text.find_last_not_of(kBlanks) + 1);
-}
-
 // The command of a table's line; empty where it has none.
 std::string_view commandOf(std::string_view line) {
-  line = withoutLeadingBlanks(line);
+  line = trimmed(line, isBlank);
   if (line.starts_with('#')) return {};
-  // The time, in five fields or as "@weekly" and the like, and the user.
+  // Before it stand the time, in five fields or as a word such as "@weekly", and the user.
   const int fieldsBefore = line.starts_with('@') ? 2 : 6;
   for (int field = 0; field < fieldsBefore; ++field) {
-    line = withoutLeadingBlanks(line.substr(std::min(line.find_first_of(kBlanks), line.size())));
+    const auto end = std::find_if(line.begin(), line.end(), isBlank);
+    line = trimmedFront(std::string_view(end, line.end()), isBlank);
   }
-  return withoutTrailingBlanks(line);
+  return line;
 }
 
 std::string weekdayField(int weekdays) {
@@ -75,14 +68,14 @@ std::string weekdayField(int weekdays) {
   return field;
 }
 
-// The table with `entry`, which is empty or a whole line, in place of the lines for `command`; nothing where it is to
-// lose a command that it does not have. A table without entries keeps its header.
+// The table with `entry`, a whole line, in place of the lines for `command`, or without them where `entry` is empty.
+// Nothing where there is nothing to remove. A table without entries keeps its header.
 std::optional<std::string> withEntry(std::string_view table, std::string_view command, std::string_view entry) {
   std::string result;
   bool found = false;
   Line line;
   for (Lines lines(table); lines.next(line);) {
-    if (commandOf(line.text) != withoutTrailingBlanks(command)) {
+    if (commandOf(line.text) != trimmed(command, isBlank)) {
       result.append(line.text).append(line.end.empty() ? "\n" : line.end);
     } else if (!std::exchange(found, true)) {
       result.append(entry);
@@ -100,13 +93,13 @@ std::optional<std::string> withEntry(std::string_view table, std::string_view co
 using namespace kova::platform;
 
 int TARVScheduleSet(const TARVSchedule *schedule, int flags) {
-  return guarded(-1, [&] {
+  return withLastError(-1, [&] {
     require(schedule != nullptr && flags == 0);
     require(schedule->weekdays > 0 && schedule->weekdays <= kEveryWeekday);
     require(schedule->hour >= 0 && schedule->hour <= 23 && schedule->last_hour == schedule->hour);
     require(schedule->minute >= 0 && schedule->minute <= 59);
     require(schedule->reserved1 == 0 && schedule->reserved2 == 0);
-    require(memchr(schedule->command, '\0', sizeof schedule->command) != nullptr);
+    require(std::memchr(schedule->command, '\0', sizeof schedule->command) != nullptr);
     const std::string command = tableCommand(schedule->command);
     const std::string entry = std::to_string(schedule->minute) + " " + std::to_string(schedule->hour) + " * * " +
                               weekdayField(schedule->weekdays) + " root " + command + "\n";
@@ -118,7 +111,7 @@ int TARVScheduleSet(const TARVSchedule *schedule, int flags) {
 }
 
 int TARVScheduleRemove(const char *command) {
-  return guarded(-1, [&] {
+  return withLastError(-1, [&] {
     require(command != nullptr);
     const std::string inTable = tableCommand(command);
     const std::string path = devicePath(kTable);

@@ -7,7 +7,7 @@
 using namespace kova::platform;
 
 int TLIBServiceRestart(const char *name) {
-  return guarded(-1, [&] {
+  return withLastError(-1, [&] {
     require(name != nullptr);
     const std::string service = name;
     require(isPlainRelativePath(service) && service.find('/') == service.npos);

@@ -1,24 +1,18 @@
+// The list of texts behind TLIBCSzList.
 #pragma once
 
 #include <kova/platform.h>
 
+#include <deque>
+#include <string>
 #include <string_view>
-#include <vector>
-
-#include "platform/text_arena.h"
 
 struct TLIBCSzList {
  public:
-  void push(std::string_view text) {
-    if (items_.empty()) items_.reserve(kFirstItems);
-    items_.emplace_back(arena_.copy(text, text.size() + 1), text.size());
-  }
-  // Each of them NUL-terminated.
-  const std::pmr::vector<std::string_view> &items() const noexcept { return items_; }
+  void push(std::string_view text) { items_.emplace_back(text); }
+  // A deque: its items keep their addresses when others are added.
+  const std::deque<std::string> &items() const noexcept { return items_; }
 
  private:
-  static constexpr size_t kFirstItems = 16;
-
-  kova::platform::TextArena arena_;
-  std::pmr::vector<std::string_view> items_{arena_.resource()};
+  std::deque<std::string> items_;
 };
