@@ -1,4 +1,4 @@
-// How much memory the program holds: every allocation in the process is counted while somebody watches.
+// How much memory the program holds. Every allocation in the process is counted while a HeapWatch exists.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,5 @@
-// What the program puts in place of libcurl's functions: replies without a network, and transfers taken down to be
-// repeated by libcurl alone.
+// What the program defines in place of libcurl's functions: replies without a network, and the recording of transfers,
+// which libcurl alone can then repeat.
 #pragma once
 
 #include <curl/curl.h>
@@ -11,7 +11,7 @@
 
 namespace bench {
 
-// While it lives every transfer ends at once: with `result`, and with status 200 and `body` where that is good.
+// While it exists every transfer ends at once with `result`; where that is CURLE_OK, with status 200 and `body`.
 class CannedReply {
  public:
   explicit CannedReply(std::string_view body, CURLcode result = CURLE_OK);
@@ -20,7 +20,7 @@ class CannedReply {
   CannedReply &operator=(const CannedReply &) = delete;
 };
 
-// The options of one transfer, in their order. Where the reply goes is the transfer's own business.
+// The options of one transfer, in their order, without the values that say where the reply goes.
 struct Option {
   CURLoption name;
   long number = 0;

@@ -1,4 +1,4 @@
-// kova_bench: what the library costs beside the plain calls that do the same.
+// kova_bench: the time and memory that the library takes, beside plain calls that do the same.
 #include <curl/curl.h>
 
 #include <cstdio>

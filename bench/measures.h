@@ -27,7 +27,7 @@ void measureSession(const Setting &setting, Table &table);
 void measureAccountFile(const Setting &setting, Table &table);
 void measurePurchases(const Setting &setting, Table &table);
 
-// Ends the program where what is measured does not work.
+// Throws, naming `what`, when the condition does not hold.
 void require(bool works, const char *what);
 
 }  // namespace bench

@@ -1,4 +1,4 @@
-// Building the parameters of a request: the time for each is to stay the same however many there are.
+// Building the parameters of a request: the time for each should not depend on how many there are.
 #include <kova/platform.h>
 #include <kova/transport.h>
 

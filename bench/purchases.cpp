@@ -67,7 +67,7 @@ void measurePurchases(const Setting &setting, Table &table) {
     Json::Value value;
     const auto clear = [&value] {
       value = Json::Value(Json::objectValue);
-      // A large allocation is what makes the allocator merge the freed blocks; it is not to fall into the next time.
+      // A large allocation makes the allocator merge the freed blocks here, and not while the next run is timed.
       void *volatile large = std::malloc(1 << 20);
       std::free(large);
     };

@@ -11,7 +11,7 @@ class Table {
   // Times in nanoseconds; a mark of 0 is none.
   void addTimes(const std::string &measure, double ours, double reference, double mark);
   void addSizes(const std::string &measure, double oursBytes, double referenceBytes, double mark);
-  // A time for each size of a thing whose time per element is to stay level: the slowest against the fastest.
+  // For work whose time per element should not depend on the number of elements: the slowest beside the fastest.
   void addLevel(const std::string &measure, const std::vector<double> &timesPerElement, double mark);
 
   void print() const;

@@ -1,4 +1,5 @@
-// Timing by turns: each contender in its turn, again and again, so that what slows the machine slows all of them.
+// Timing in turns: the contenders run one after the other, many times, so that a slow moment of the machine affects all
+// of them.
 #pragma once
 
 #include <functional>
@@ -12,8 +13,8 @@ struct Contender {
   std::function<void()> prepare = {};  // before each sample, not timed
 };
 
-// The times of one run of each contender's work, in nanoseconds: a list for each, in which what stands at the same
-// place was measured at about the same time.
+// The times of one run of each contender's work, in nanoseconds: a list for each contender, with one time for each
+// sample.
 std::vector<std::vector<double>> sampleTimes(const std::vector<Contender> &contenders, unsigned samples);
 
 double medianOf(std::vector<double> samples);

@@ -1,4 +1,4 @@
-// The device token against the MD5 computations that it consists of.
+// The device token beside the MD5 computations that it takes.
 #define OPENSSL_SUPPRESS_DEPRECATED
 #include <kova/transport.h>
 #include <openssl/md5.h>
@@ -14,7 +14,7 @@
 namespace bench {
 namespace {
 
-constexpr std::size_t kDigits = 2 * MD5_DIGEST_LENGTH;
+constexpr std::size_t kDigits = std::size_t{2} * MD5_DIGEST_LENGTH;
 
 unsigned char md5(const char *text, std::size_t length) {
   MD5_CTX context;

@@ -109,9 +109,9 @@ KOVA_API int TARVEncodingBase64Decode(const char *text, size_t length, char *out
 
 /*
  * A key file has lines of a key, a separator and a value, which may stand in double quotes; blanks before each, and
- * behind a key or a quote, do not count. Lines that begin with "#", blank lines and lines that are no entry (no
- * separator, an unclosed quote) are no keys; of a key that stands twice the last counts. Line ends may be LF, CRLF or
- * CR.
+ * behind a key or a quote, do not count. Lines that begin with "#", blank lines and lines without an entry (no
+ * separator, an unclosed quote) are skipped; where a key occurs more than once, the last one counts. Line ends may be
+ * LF, CRLF or CR.
  *
  * Writing is atomic and locked: a reader, and a power cut at any moment, sees the whole old or the whole new file, and
  * two writers at once lose neither's keys. A new file has mode 0600; an existing one keeps mode and owner.

@@ -1,5 +1,5 @@
 /*
- * The way to the account service: base URLs, user agent, device identity and the one HTTPS request.
+ * Requests to the account service: base URLs, user agent, device identity and the one HTTPS request.
  */
 #ifndef KOVA_TRANSPORT_H
 #define KOVA_TRANSPORT_H
@@ -65,8 +65,8 @@ KOVA_API void TARVKOVAHttpsResponseFree(HttpsResponse *response);
 
 /*
  * Fills `buffer` (`size` bytes, cut to them) with the custom serial number or, when there is none, the factory one.
- * Returns 0, or -1 when `buffer` is null or `size` below 1, neither can be read, or the first character is no ASCII
- * letter or digit. The error code stays.
+ * Returns 0, or -1 when `buffer` is null or `size` below 1, neither can be read, or the first character is not an
+ * ASCII letter or digit. The error code stays.
  */
 KOVA_API int TARVKOVAGetSerialNumber(char *buffer, int32_t size);
 

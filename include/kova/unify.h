@@ -27,9 +27,9 @@ KOVA_API int TARVKOVAAccountScanExisting(Json::Value &result);
  * are abandoned, the dynamic DNS service is restarted and the device is marked as unified; of these only the mark can
  * fail the call. With an empty list nothing is sent.
  *
- * Returns 0; the code may then be 3, left by a scan. Else -1 with code 1 (a null text, a list that is no array, an
- * element without its members: nothing was sent), 4, 6, 8, 19 (mark not written), 22, 23, or what the service's refusal
- * maps to.
+ * Returns 0; the code may then be 3, left by a scan. Else -1 with code 1 (a null text, a list that is not an array,
+ * an element without its members: nothing was sent), 4, 6, 8, 19 (mark not written), 22, 23, or what the service's
+ * refusal maps to.
  */
 KOVA_API int TARVKOVAAccountMigrate(const char *email, const char *password, const Json::Value &mergeList);
 

@@ -19,7 +19,7 @@ const Json::Value &member(const Json::Value &value, const char *name);
 // Whether `value` is an object with that member.
 bool hasMember(const Json::Value &value, const char *name);
 
-// Text, numbers and booleans as text; anything else as the empty text.
+// Texts, numbers and booleans as text; anything else as the empty text.
 std::string textOf(const Json::Value &value);
 
 // Booleans and numbers as a truth value; anything else as false.

@@ -1,4 +1,4 @@
-// Texts that C functions hand over.
+// Texts from C interfaces.
 #pragma once
 
 namespace kova {

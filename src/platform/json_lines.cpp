@@ -40,7 +40,7 @@ std::size_t characterLength(std::string_view text) {
 
 }  // namespace
 
-// The JSON library would let an incomplete character take the bytes behind it with it.
+// Not left to the JSON library, which reads whatever follows the start of a character as the rest of that character.
 Json::Value jsonText(std::string_view text) {
   std::string valid;
   while (!text.empty()) {

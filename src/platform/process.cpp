@@ -88,8 +88,8 @@ int exitCode(int status) {
   return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-// While this exists, only this thread waits for children: the calling program may ignore SIGCHLD, in which case there
-// would be nothing to wait for, or may wait for all children in a handler.
+// While this exists, SIGCHLD has its default action and is blocked in this thread. Otherwise the calling program might
+// ignore the signal, so that there is no exit status to wait for, or might wait for all children in its handler.
 class ChildWaitGuard {
  public:
   ChildWaitGuard() {
