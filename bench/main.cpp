@@ -5,6 +5,7 @@
 #include <exception>
 #include <fstream>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 #include "bench/measures.h"

@@ -2,6 +2,7 @@
 #include <kova/session.h>
 
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "bench/hooks.h"

@@ -1,6 +1,7 @@
 #include "bench/table.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <initializer_list>
 

@@ -3,10 +3,10 @@
 #include <kova/services.h>
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "core/guard.h"
 #include "core/json.h"
@@ -39,8 +39,8 @@ void setDates(Exchange &exchange, const char *from, const char *to) {
 
 // The members of a purchase: their names for callers and in the service's entries.
 struct Member {
-  std::string_view name;
-  std::string_view nameInEntry;
+  const char *name;
+  const char *nameInEntry;
 };
 constexpr Member kMembers[] = {
     {"date", "create_at"}, {"item", "app"},      {"buyer_id", "paypal_id"}, {"transaction_id", "transaction_id"},
@@ -52,8 +52,9 @@ constexpr Member kMembers[] = {
 void makeLog(Json::Value &entry) {
   if (!entry.isObject()) entry = Json::Value(Json::objectValue);
   for (const auto &[name, nameInEntry] : kMembers) {
-    Json::Value &value = entry[name.data()];
-    if (name != nameInEntry && !entry.removeMember(nameInEntry.data(), &value)) value = Json::Value();
+    Json::Value &value = entry[name];
+    const bool isRenamed = std::strcmp(name, nameInEntry) != 0;
+    if (isRenamed && !entry.removeMember(nameInEntry, &value)) value = Json::Value();
   }
   Json::Value &price = entry["price"];
   if (price.type() != Json::realValue) price = numberOf(price);

@@ -5,7 +5,6 @@
 
 #include <memory>
 #include <new>
-#include <string>
 
 #include "core/guard.h"
 #include "core/handles.h"

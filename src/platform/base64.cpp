@@ -1,4 +1,5 @@
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -9,10 +10,11 @@ namespace {
 constexpr uint8_t kNoDigit = 0xFF;
 
 constexpr std::array<uint8_t, 256> kDigits = [] {
-  constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::array<uint8_t, 256> digits{};
   digits.fill(kNoDigit);
-  for (std::size_t i = 0; i < alphabet.size(); ++i) digits[static_cast<unsigned char>(alphabet[i])] = i;
+  uint8_t value = 0;
+  for (const char digit : kAlphabet) digits[static_cast<unsigned char>(digit)] = value++;
   return digits;
 }();
 

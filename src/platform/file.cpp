@@ -58,8 +58,8 @@ std::string followLinks(std::string path) {
 
 // The lock file is never removed: else one writer could lock the removed file while another locks a new one.
 Descriptor takeLock(const Descriptor &directory, const std::string &name) {
-  constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-  Descriptor lock(retried([&] { return openat(directory.get(), name.c_str(), flags, 0600); }));
+  constexpr int kFlags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+  Descriptor lock(retried([&] { return openat(directory.get(), name.c_str(), kFlags, 0600); }));
   if (!lock || retried([&] { return flock(lock.get(), LOCK_EX); }) != 0) throw Failure{TLIBC_ERR_LOCK_FAILED};
   return lock;
 }
@@ -75,8 +75,8 @@ class TemporaryFile {
  public:
   TemporaryFile(const Descriptor &directory, std::string name) : directory_(directory), name_(std::move(name)) {
     unlinkat(directory_.get(), name_.c_str(), 0);  // what a killed writer left behind
-    constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
-    file_ = Descriptor(retried([&] { return openat(directory_.get(), name_.c_str(), flags, 0600); }));
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
+    file_ = Descriptor(retried([&] { return openat(directory_.get(), name_.c_str(), kFlags, 0600); }));
     if (!file_) throw Failure{TLIBC_ERR_WRITE_FAILED};
   }
   TemporaryFile(const TemporaryFile &) = delete;

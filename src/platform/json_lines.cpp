@@ -63,17 +63,18 @@ void appendLine(std::string_view log, const Json::Value &object) {
   const std::string line = jsonLine(object) + "\n";
   const std::string path = devicePath(log);
   makeDirectory(path.substr(0, path.rfind('/')), 0755);
-  constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-  const Descriptor file(retried([&] { return open(path.c_str(), flags, 0600); }));
+  constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  const Descriptor file(retried([&] { return open(path.c_str(), kFlags, 0600); }));
   if (!file) throw Failure{TLIBC_ERR_OPEN_FAILED};
-  // Where there is room for a part of the line only, that part is removed again: nobody else may append meanwhile.
+  // Nothing may be appended between a write that had room for a part of the line only and the removal of that part.
   if (retried([&] { return flock(file.get(), LOCK_EX); }) != 0) throw Failure{TLIBC_ERR_LOCK_FAILED};
   struct stat before;
   if (fstat(file.get(), &before) != 0) throw Failure{TLIBC_ERR_WRITE_FAILED};
   const ssize_t written = retried([&] { return write(file.get(), line.data(), line.size()); });
   if (written == static_cast<ssize_t>(line.size())) return;
-  if (written > 0) [[maybe_unused]]
-    const int result = ftruncate(file.get(), before.st_size);
+  if (written > 0) {
+    [[maybe_unused]] const int truncated = ftruncate(file.get(), before.st_size);
+  }
   throw Failure{TLIBC_ERR_WRITE_FAILED};
 }
 

@@ -33,10 +33,10 @@ std::string zoneName() {
   std::array<char, PATH_MAX> target;
   const ssize_t length = readlink(devicePath("/etc/localtime").c_str(), target.data(), target.size());
   const std::string_view path(target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
-  constexpr std::string_view beforeName = "/zoneinfo/";
-  const std::size_t found = path.rfind(beforeName);
+  constexpr std::string_view kBeforeName = "/zoneinfo/";
+  const std::size_t found = path.rfind(kBeforeName);
   if (found == path.npos) throw Failure{TLIBC_ERR_NOT_FOUND};
-  std::string_view name = path.substr(found + beforeName.size());
+  std::string_view name = path.substr(found + kBeforeName.size());
   // These directories hold the same zones, without and with leap seconds.
   for (const std::string_view variant : {"posix/", "right/"}) {
     if (name.starts_with(variant)) name.remove_prefix(variant.size());
@@ -45,8 +45,8 @@ std::string zoneName() {
 }
 
 bool isZoneName(std::string_view name) {
-  constexpr std::string_view allowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_+-/";
-  return name.find_first_not_of(allowed) == name.npos && isPlainRelativePath(name);
+  constexpr std::string_view kAllowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_+-/";
+  return name.find_first_not_of(kAllowed) == name.npos && isPlainRelativePath(name);
 }
 
 // Fails unless the zone has a zone file: on the device or, where a device root has no zone files, on this machine.

@@ -24,7 +24,7 @@ namespace {
 
 using Directory = std::unique_ptr<DIR, Release<closedir>>;
 
-#define KOVA_HOOK_DIRECTORY "/usr/tarv/tarvkova/unify"
+constexpr char kHookDirectory[] = "/usr/tarv/tarvkova/unify";
 
 // The environment variable that tells the hooks which services are to let go of their accounts.
 constexpr char kAbandonList[] = "KOVA_ABANDON_LIST";
@@ -40,17 +40,16 @@ bool isHook(const dirent &entry, const char *path) {
 // Runs every hook. The caller removes the environment variable that this sets.
 bool ExecCustomUnifyHook(const char *types) {
   if (types == nullptr) return false;
-  const DevicePath hooks(KOVA_HOOK_DIRECTORY);
+  const DevicePath hooks(kHookDirectory);
   if (access(hooks.c_str(), F_OK) != 0) return true;
   const Directory directory(opendir(hooks.c_str()));
   if (!directory || setenv(kAbandonList, types, 1) != 0) return false;
   while (const dirent *entry = readdir(directory.get())) {
     const std::string name = entry->d_name;
     if (name == "." || name == "..") continue;
-    char path[4096];
-    std::snprintf(path, sizeof path, KOVA_HOOK_DIRECTORY "/%s", entry->d_name);
+    const std::string path = std::string(kHookDirectory) + "/" + name;
     // A failing hook does not keep the others from running.
-    if (isHook(*entry, path)) TLIBCExecv(path, nullptr, 1);
+    if (isHook(*entry, path.c_str())) TLIBCExecv(path.c_str(), nullptr, 1);
   }
   return true;
 }
