@@ -380,7 +380,8 @@ TEST_F(Platform, TheTimeZoneComesFromSettingOrLink) {
     return count >= 1 ? TLIBCSzHashGetValue(details, key) : "(failure)";
   };
   for (const char *name : {"Asia/Kathmandu", "UTC", "Etc/GMT+12"}) EXPECT_EQ(detail(name, "nameInTZDB"), name);
-  for (const char *name : {"/etc/passwd", "../zoneinfo/UTC", "Nowhere/City", ""}) EXPECT_EQ(detail(name, "nameInTZDB"), "(failure)") << name;
+  for (const char *name : {"/etc/passwd", "../zoneinfo/UTC", "Nowhere/City", ""})
+    EXPECT_EQ(detail(name, "nameInTZDB"), "(failure)") << name;
 }
 
 // ---- Programs ----

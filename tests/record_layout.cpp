@@ -5,8 +5,7 @@
 #include <type_traits>
 
 static_assert(std::is_standard_layout_v<AccountInfo> && std::is_trivial_v<AccountInfo>);
-#define KOVA_FIELD_AT(field, place, width) \
-  static_assert(offsetof(AccountInfo, field) == (place) && sizeof(AccountInfo::field) == (width))
+#define KOVA_FIELD_AT(f, at, size) static_assert(offsetof(AccountInfo, f) == (at) && sizeof(AccountInfo::f) == (size))
 KOVA_FIELD_AT(kovaID, 0, 4096);
 KOVA_FIELD_AT(kovaPW, 4096, 4096);
 KOVA_FIELD_AT(kovaIDSerial, 8192, 4096);

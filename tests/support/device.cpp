@@ -111,7 +111,8 @@ testing::AssertionResult loggedExactly(const std::vector<LogLine> &expected, con
     if (log[i].rfind(prefix, 0) != 0 || blank == std::string::npos || log[i].substr(blank + 1) != expected[i].text) {
       return failure << ", expected " << expected[i].unit << ":<line> " << expected[i].text;
     }
-    if (sourceLine(expected[i].unit, std::stoul(log[i].substr(prefix.size()))).empty()) return failure << ", line " << i << " is not in its file";
+    if (sourceLine(expected[i].unit, std::stoul(log[i].substr(prefix.size()))).empty())
+      return failure << ", line " << i << " is not in its file";
   }
   return testing::AssertionSuccess();
 }
