@@ -37,8 +37,10 @@ TEST_F(Live, PasswordsAreJudgedAndTheWireIsWhatTheServiceSees) {
   makeDevice(center);
   EXPECT_TRUE(ended(authen(), 0, 0));
   EXPECT_TRUE(ended(authen("wrong"), -1, 14));
-  for (const auto &[environment, host] : {std::pair{"test", "account-test.kova.example"}, {"test2", "account-test.kova.example"},
-           {"dev", "account-test.kova.example"}, {"", "account.kova.example"}}) {
+  for (const auto &[environment, host] : {std::pair{"test", "account-test.kova.example"},
+                                          {"test2", "account-test.kova.example"},
+                                          {"dev", "account-test.kova.example"},
+                                          {"", "account.kova.example"}}) {
     write("/etc.defaults/tarvinfo.conf", std::string("tarvpkg_server=\"") + environment + "\"\n");
     EXPECT_EQ(authen(), 0) << environment;
     const std::vector<Json::Value> journal = center.journal();
@@ -62,14 +64,21 @@ TEST_F(Live, MisbehaviourEndsInAFailureOrIsSurvived) {
     std::size_t pauses;
   };
   const std::string home = "https://account.kova.example/dnsauth.php";
-  const Case cases[] = {{"status 204", -1, "httpResponseCode=204", 0}, {"status 401", -1, "httpResponseCode=401", 0},
-      {"status 500", -1, "httpResponseCode=500", 0}, {"body ''", -1, "Failed to get response", 0},
-      {"body '  '", -1, "Failed to parse json: ", 0}, {"body nonsense", -1, "Failed to parse json: nonsense", 0},
+  const Case cases[] = {
+      {"status 204", -1, "httpResponseCode=204", 0},
+      {"status 401", -1, "httpResponseCode=401", 0},
+      {"status 500", -1, "httpResponseCode=500", 0},
+      {"body ''", -1, "Failed to get response", 0},
+      {"body '  '", -1, "Failed to parse json: ", 0},
+      {"body nonsense", -1, "Failed to parse json: nonsense", 0},
       {"redirect 307 " + home, 0, "", 0},
       {"redirect 302 " + home, -1, "Failed to authen ada@kova.example", 0},  // it becomes a GET without parameters
       {"redirect 302 https://elsewhere.example/", -1, "Failed to curl perform, code=56", 0},
-      {"cut", -1, "Failed to curl perform, code=18", 0}, {"reset", -1, "Failed to curl perform, code=", 0},
-      {"garbage", -1, "Failed to curl perform, code=1", 0}, {"drip 1", 0, "", 0}, {"silence --count 3", -1, "httpResponseCode=0", 3},
+      {"cut", -1, "Failed to curl perform, code=18", 0},
+      {"reset", -1, "Failed to curl perform, code=", 0},
+      {"garbage", -1, "Failed to curl perform, code=1", 0},
+      {"drip 1", 0, "", 0},
+      {"silence --count 3", -1, "httpResponseCode=0", 3},
       {"silence", 0, "", 1}};
   for (const Case &row : cases) {
     hooks::state().log.clear();
@@ -81,7 +90,8 @@ TEST_F(Live, MisbehaviourEndsInAFailureOrIsSurvived) {
     const auto before = files();
     EXPECT_EQ(authen(), row.result) << row.fault;
     EXPECT_EQ(hooks::state().pauses.size(), row.pauses) << row.fault;
-    EXPECT_TRUE(row.log.empty() ? hooks::state().log.empty() : logged(row.log)) << row.fault << testing::PrintToString(hooks::state().log);
+    EXPECT_TRUE(row.log.empty() ? hooks::state().log.empty() : logged(row.log))
+        << row.fault << testing::PrintToString(hooks::state().log);
     EXPECT_EQ(files(), before);
   }
 }

@@ -11,8 +11,8 @@ namespace {
 class Services : public DeviceTest {
  protected:
   Services() { write(kAccountFile, kSignedIn); }
-  int list(const char *from = nullptr, const char *to = nullptr, const Json::Value &apps = {}, const Json::Value &serials = {},
-      const Json::Value &prices = {}, const Json::Value &paypals = {}) {
+  int list(const char *from = nullptr, const char *to = nullptr, const Json::Value &apps = {},
+           const Json::Value &serials = {}, const Json::Value &prices = {}, const Json::Value &paypals = {}) {
     return TARVKOVAAccountPurchaseList("enu", from, to, apps, serials, prices, paypals, result_);
   }
   Json::Value result_ = Json::Value(Json::objectValue);
@@ -24,10 +24,13 @@ TEST_F(Services, RegistrationSendsWhatItIsGiven) {
   const auto before = files();
   answer({{"good\n"}});
   EXPECT_TRUE(ended(TARVKOVAAccountRegister("ada@kova.example", "s&cret", "Ada L\xC3\xB6v", true), 0, 0));
-  EXPECT_EQ(sent(), "action=register&email=ada%40kova.example&passwd=s%26cret&full_name=Ada%20L%C3%B6v" + identity + "enu" + end + "true");
+  EXPECT_EQ(sent(), "action=register&email=ada%40kova.example&passwd=s%26cret&full_name=Ada%20L%C3%B6v" + identity +
+                        "enu" + end + "true");
   EXPECT_EQ(files(), before);
   for (const auto &[setting, language] :
-      {std::pair{"ger", "ger"}, {"", "enu"}, {"abcdefghijklmnopqrstuvwxyz0123456789", "abcdefghijklmnopqrstuvwxyz01234"}}) {
+       {std::pair{"ger", "ger"},
+        {"", "enu"},
+        {"abcdefghijklmnopqrstuvwxyz0123456789", "abcdefghijklmnopqrstuvwxyz01234"}}) {
     write(kInfoFile, std::string("language=\"") + setting + "\"\ntimezone=\"Europe/Berlin\"\n");
     answer({{"good"}});
     EXPECT_EQ(TARVKOVAAccountRegister("", "", "", false), 0);
@@ -42,7 +45,8 @@ TEST_F(Services, ServiceCheckMergesTwoReplies) {
     answer({{R"({"code":"good","alias":"x","ddns":{"a":[1]}})"}, {R"({"code":"good","entries":)" + entries + "}"}});
     EXPECT_TRUE(ended(TARVKOVAAccountServiceCheck("47&11", "key-1", result_), 0, 0));
     const bool isHeld = entries == "[{}]" || entries == "{\"a\":1}";
-    EXPECT_EQ(result_, parsed(std::string(R"({"alias":"x","ddns":{"a":[1]},"mcafee":)") + (isHeld ? "true}" : "false}")));
+    EXPECT_EQ(result_,
+              parsed(std::string(R"({"alias":"x","ddns":{"a":[1]},"mcafee":)") + (isHeld ? "true}" : "false}")));
     EXPECT_EQ(sent(0), "action=check" + rest);
     EXPECT_EQ(hooks::state().attempts.at(1).url, "https://query.kova.example/api/query.php");
     EXPECT_EQ(sent(1), "action=get_history" + rest + "&apps=Antivirus%20by%20McAfee");
@@ -54,15 +58,17 @@ TEST_F(Services, PurchaseFiltersAreJoined) {
     const char *from, *to, *apps, *serials, *prices, *paypals, *sent;
   };
   const Case cases[] = {{nullptr, nullptr, "null", "null", "null", "null", ""},
-      {"2026-01-01", nullptr, "null", "null", "null", "null", "&dates=2026-01-01%2C"},
-      {nullptr, "2026-02-01", "null", "null", "null", "null", "&dates=%2C2026-02-01"},
-      {"a", "b", R"(["x\u0000y","y z","w"])", "[]", R"([5,9.5,"7",true])", R"(["p",[1],{},null])",
-          "&dates=a%2Cb&apps=x%2Cy%20z%2Cw&serials=&prices=5%2C9.5%2C7%2Ctrue&paypals=p%2C%2C%2C"},
-      {nullptr, nullptr, "{}", "\"text\"", "7", "true", ""}};
+                        {"2026-01-01", nullptr, "null", "null", "null", "null", "&dates=2026-01-01%2C"},
+                        {nullptr, "2026-02-01", "null", "null", "null", "null", "&dates=%2C2026-02-01"},
+                        {"a", "b", R"(["x\u0000y","y z","w"])", "[]", R"([5,9.5,"7",true])", R"(["p",[1],{},null])",
+                         "&dates=a%2Cb&apps=x%2Cy%20z%2Cw&serials=&prices=5%2C9.5%2C7%2Ctrue&paypals=p%2C%2C%2C"},
+                        {nullptr, nullptr, "{}", "\"text\"", "7", "true", ""}};
   for (const Case &row : cases) {
     answer({{kGood}});
-    EXPECT_TRUE(ended(list(row.from, row.to, parsed(row.apps), parsed(row.serials), parsed(row.prices), parsed(row.paypals)), 0, 0));
-    EXPECT_EQ(sent(), std::string("action=get_history&kova_id=4711&auth_key=key-1&serial=1430TST000001&language=enu") + row.sent);
+    EXPECT_TRUE(ended(
+        list(row.from, row.to, parsed(row.apps), parsed(row.serials), parsed(row.prices), parsed(row.paypals)), 0, 0));
+    EXPECT_EQ(sent(), std::string("action=get_history&kova_id=4711&auth_key=key-1&serial=1430TST000001&language=enu") +
+                          row.sent);
     EXPECT_EQ(compact(result_), R"({"logs":[],"offset":0,"total":0})");
   }
 }
@@ -83,7 +89,8 @@ TEST_F(Services, PurchaseEntriesAreRenamed) {
   };
   const Json::Value &logs = result_["logs"];
   ASSERT_EQ(logs.size(), 12U);
-  EXPECT_EQ(logs[0],
+  EXPECT_EQ(
+      logs[0],
       log(R"({"date":"2026-01-02","item":"A","buyer_id":"p","transaction_id":"t","model":"M","serial":"S","price":5.0,"pay_status":{"deep":[1]}})"));
   EXPECT_EQ(logs[1], log(R"({"price":9.5,"item":["x"]})"));
   EXPECT_EQ(logs[2], log(R"({"price":1.0})"));

@@ -83,20 +83,28 @@ TEST_F(Tool, AnAccountsLife) {
   center_.command("purchase add ada@kova.example --price 5 --date 2026-02-01 --app Tea,green --transaction t1");
   center_.command("purchase add ada@kova.example --price 7.5 --date 2026-03-01 --app Mate --transaction t2");
   expect({{"check ada@kova.example", "ada-pw\n", 0, "accepts the password of ada@kova.example."},
-      {"--json check ada@kova.example", "ada-pw", 0, R"("full_name":"Ada")"},
-      {"check ada@kova.example --json", "wrong\n", 4, "14 authentication_failed"},
-      {"check ada@kova.example", "", 1, "no password was given"}, {"check --json", "", 2, "0 usage"},
-      {"check ada@kova.example --json", "ada-pw\n", 5, "4 unreachable", "", "reset"}, {"status --json", "", 3, "3 not_signed_in"},
-      {"register eve@kova.example --name Eve", "new-pw\n", 0, "eve@kova.example is registered"},
-      {"register eve@kova.example --name Eve --json", "new-pw\n", 6, "16 account_in_use"},
-      {"login ada@kova.example", "wrong\n", 4, "does not accept this e-mail address"},
-      {"login ada@kova.example", "ada-pw\n", 0, "Signed in as ada@kova.example."}, {"status --json", "", 0, R"("source":"stored")"},
-      {"set --name 'Ada L.' --enews on", "", 0, "The account is updated."}, {"status", "", 0, "Ada L."},
-      {"status --refresh", "", 0, "the service, now"}, {"passwd", "ada-pw\nnew-pw\n", 0, "The password is changed."},
-      {"services --json", "", 0, R"("mcafee":false)"}, {"purchases", "", 0, "2 purchases  12.50\n"},
-      {"purchases --csv --price 5", "", 0, "\n2026-02-01 00:00:00,\"Tea,green\",TV218,,5,Completed,,t1\n"},
-      {"purchases --json --from 2026-02-15", "", 0, R"("total":1)"}, {"--report_info", "", 0, ""}, {"logout", "", 0, "Signed out."},
-      {"login ada@kova.example --json", "new-pw\n", 0, R"("ok":true)"}});
+          {"--json check ada@kova.example", "ada-pw", 0, R"("full_name":"Ada")"},
+          {"check ada@kova.example --json", "wrong\n", 4, "14 authentication_failed"},
+          {"check ada@kova.example", "", 1, "no password was given"},
+          {"check --json", "", 2, "0 usage"},
+          {"check ada@kova.example --json", "ada-pw\n", 5, "4 unreachable", "", "reset"},
+          {"status --json", "", 3, "3 not_signed_in"},
+          {"register eve@kova.example --name Eve", "new-pw\n", 0, "eve@kova.example is registered"},
+          {"register eve@kova.example --name Eve --json", "new-pw\n", 6, "16 account_in_use"},
+          {"login ada@kova.example", "wrong\n", 4, "does not accept this e-mail address"},
+          {"login ada@kova.example", "ada-pw\n", 0, "Signed in as ada@kova.example."},
+          {"status --json", "", 0, R"("source":"stored")"},
+          {"set --name 'Ada L.' --enews on", "", 0, "The account is updated."},
+          {"status", "", 0, "Ada L."},
+          {"status --refresh", "", 0, "the service, now"},
+          {"passwd", "ada-pw\nnew-pw\n", 0, "The password is changed."},
+          {"services --json", "", 0, R"("mcafee":false)"},
+          {"purchases", "", 0, "2 purchases  12.50\n"},
+          {"purchases --csv --price 5", "", 0, "\n2026-02-01 00:00:00,\"Tea,green\",TV218,,5,Completed,,t1\n"},
+          {"purchases --json --from 2026-02-15", "", 0, R"("total":1)"},
+          {"--report_info", "", 0, ""},
+          {"logout", "", 0, "Signed out."},
+          {"login ada@kova.example --json", "new-pw\n", 0, R"("ok":true)"}});
   const std::size_t requests = center_.journal().size();
   expect({{"logout --local", "", 0, "Signed out."}, {"status", "", 3, "not signed in"}});
   EXPECT_EQ(center_.journal().size(), requests) << "the service is not told";
@@ -109,18 +117,22 @@ TEST_F(Tool, HalfASuccessIsToldAsOne) {
   const std::string refused = R"(--action query body '{"code":"badauth"}')";
   const std::string earlier = "the stored profile is still the earlier one";
   expect({{"login ada@kova.example", "ada-pw\n", 3, "no key that works", "", noKeys},
-      {"login ada@kova.example --json", "ada-pw\n", 3, "3 not_signed_in", "", refused},
-      {"login ada@kova.example", "ada-pw\n", 0, "Signed in", "could not be fetched: the service", noProfile},
-      {"status", "", 0, "the service, now"}, {"login bob@kova.example", "bob-pw\n", 3, "not signed in as bob@kova.example", "", noKeys},
-      {"login bob@kova.example", "bob-pw\n", 0, "Signed in", earlier, noProfile}, {"login ada@kova.example", "ada-pw\n", 0, "Signed in"},
-      {"set --name 'Ada\nL.'", "", 0, "updated", "fetched, but not stored"}, {"status --refresh", "", 0, "Ada?L.", earlier},
-      {"set --name Ada", "", 0, "updated", earlier, noProfile}, {"passwd", "ada-pw\nnew-pw\n", 0, "changed", "signed out now", refused},
-      {"login ada@kova.example", "new-pw\n", 0, "Signed in"}});
+          {"login ada@kova.example --json", "ada-pw\n", 3, "3 not_signed_in", "", refused},
+          {"login ada@kova.example", "ada-pw\n", 0, "Signed in", "could not be fetched: the service", noProfile},
+          {"status", "", 0, "the service, now"},
+          {"login bob@kova.example", "bob-pw\n", 3, "not signed in as bob@kova.example", "", noKeys},
+          {"login bob@kova.example", "bob-pw\n", 0, "Signed in", earlier, noProfile},
+          {"login ada@kova.example", "ada-pw\n", 0, "Signed in"},
+          {"set --name 'Ada\nL.'", "", 0, "updated", "fetched, but not stored"},
+          {"status --refresh", "", 0, "Ada?L.", earlier},
+          {"set --name Ada", "", 0, "updated", earlier, noProfile},
+          {"passwd", "ada-pw\nnew-pw\n", 0, "changed", "signed out now", refused},
+          {"login ada@kova.example", "new-pw\n", 0, "Signed in"}});
   const std::string component = "/usr/tarv/kova/plugin/kova/kova/logout/stubborn";
   writeProgram(component, "#!/bin/sh\nexit 1\n");
   center_.command("account revoke ada@kova.example");
   expect({{"status --refresh", "", 3, "could not be signed out here"},
-      {"logout --local", "", 1, "a component of this device failed to sign out"}});
+          {"logout --local", "", 1, "a component of this device failed to sign out"}});
   fs::remove(at(component));
   expect({{"status --refresh", "", 3, "signed out now"}, {"status", "", 3, "this device is not signed in"}});
 }
@@ -132,15 +144,16 @@ TEST_F(Tool, AccountsAreUnified) {
   fs::permissions(at("/passwords"), fs::perms(0600));
   const std::string merge = "migrate ada@kova.example --merge bob@kova.example";
   const auto before = files();
-  expect({{"accounts", "", 0, "bob@kova.example  farlink  bob\n"}, {"unify --json", "", 1, "0 several_accounts"},
-      {merge + " --dry-run", "", 0, "would be merged into ada@kova.example.\nThis account would be abandoned"},
-      {"abandon cyd@kova.example", "", 2, "--yes is needed"}});
+  expect({{"accounts", "", 0, "bob@kova.example  farlink  bob\n"},
+          {"unify --json", "", 1, "0 several_accounts"},
+          {merge + " --dry-run", "", 0, "would be merged into ada@kova.example.\nThis account would be abandoned"},
+          {"abandon cyd@kova.example", "", 2, "--yes is needed"}});
   EXPECT_EQ(files(), before);
   EXPECT_TRUE(center_.journal().empty());
   expect({{merge, "ada-pw\nwrong\n", 4, "does not accept"},
-      {merge + " --passwords " + at("/passwords").string(), "", 0, "bob@kova.example is merged into ada"},
-      {"abandon --all --yes --json", "", 0, R"("services":["package","farlink","ddns"])"},
-      {"unify", "", 0, "This device is unified; sign in"}});
+          {merge + " --passwords " + at("/passwords").string(), "", 0, "bob@kova.example is merged into ada"},
+          {"abandon --all --yes --json", "", 0, R"("services":["package","farlink","ddns"])"},
+          {"unify", "", 0, "This device is unified; sign in"}});
   EXPECT_EQ(read("/var/log/kova/unify.log"), "ddns\npackage,farlink,ddns\n");
   makeDevice("--relay-account ada@kova.example --relay-alias ada");  // which takes the mark off, too
   fs::remove(at("/etc/kova.conf"));
@@ -148,14 +161,17 @@ TEST_F(Tool, AccountsAreUnified) {
   makeDevice("--relay-account ada@kova.example --relay-alias ada");
   expect({{"unify --json", "", 0, R"("signed_in":"ada@kova.example")"}, {"status", "", 0, "Name:              Ada"}});
   makeDevice("--relay-account ada@kova.example --relay-alias ada --ddns-account ada@kova.example --ddns-host ada");
-  expect({{"accounts", "", 0, "ada@kova.example (with a line end)  ddns"}, {"migrate ada@kova.example --dry-run", "", 0, "line end"}});
+  expect({{"accounts", "", 0, "ada@kova.example (with a line end)  ddns"},
+          {"migrate ada@kova.example --dry-run", "", 0, "line end"}});
   const std::string bound = "--relay-account cyd@kova.example --relay-alias cyd";
   center_.command("account add cyd@kova.example --name Cyd", "cyd-pw");
   makeDevice(bound);
-  expect({{"unify", "", 0, "signed in as ada@kova.example", "no key", R"(--action get_auth_key body '{"code":"good"}')"}});
+  expect(
+      {{"unify", "", 0, "signed in as ada@kova.example", "no key", R"(--action get_auth_key body '{"code":"good"}')"}});
   makeDevice(bound);
   center_.command("fault add --action query status 500");
-  expect({{"unify", "", 0, "This device is unified.", "could not be fetched", R"(--action get_auth_key body '{"code":"good"}')"}});
+  expect({{"unify", "", 0, "This device is unified.", "could not be fetched",
+           R"(--action get_auth_key body '{"code":"good"}')"}});
   makeDevice(bound);
   expect({{"unify", "", 0, "signed in as cyd@kova.example"}, {"status", "", 0, "Cyd"}});
 }
@@ -171,9 +187,15 @@ TEST_F(Tool, TheTerminalIsAskedAndShownWhatFits) {
   };
   const std::string ofAda = "Password of ada@kova.example: ", forEve = "Password for eve@kova.example";
   const std::vector<Talk> talks = {{"check ada@kova.example", {{ofAda, "ada-pw"}}, 0, ofAda + "\r\n"},
-      {"register eve@kova.example --name E", {{forEve + ": ", "new-pw"}, {forEve + " again: ", "ada-pw"}}, 1, "passwords differ"},
-      {"login ada@kova.example", {{ofAda, "ada-pw"}}, 0, "Signed in"}, {"accounts", {}, 0, "\u2026"}, {"status", {}, 0, "Ada"},
-      {"purchases", {}, 0, "Total"}, {"abandon --all", {{"[y/N] ", "n"}}, 1, "bob@kova.example"}};
+                                   {"register eve@kova.example --name E",
+                                    {{forEve + ": ", "new-pw"}, {forEve + " again: ", "ada-pw"}},
+                                    1,
+                                    "passwords differ"},
+                                   {"login ada@kova.example", {{ofAda, "ada-pw"}}, 0, "Signed in"},
+                                   {"accounts", {}, 0, "\u2026"},
+                                   {"status", {}, 0, "Ada"},
+                                   {"purchases", {}, 0, "Total"},
+                                   {"abandon --all", {{"[y/N] ", "n"}}, 1, "bob@kova.example"}};
   center_.command("purchase add ada@kova.example");
   for (const auto &[arguments, answers, exit, expected] : talks) {
     SCOPED_TRACE(arguments);
@@ -201,7 +223,8 @@ TEST_F(Tool, TheTerminalIsAskedAndShownWhatFits) {
     EXPECT_NE(shown.find(expected), std::string::npos) << shown;
     std::istringstream lines(shown);
     for (std::string line; answers.empty() && std::getline(lines, line);) {
-      const auto columns = std::count_if(line.begin(), line.end(), [](char byte) { return byte != '\r' && (byte & 0xC0) != 0x80; });
+      const auto columns =
+          std::count_if(line.begin(), line.end(), [](char byte) { return byte != '\r' && (byte & 0xC0) != 0x80; });
       EXPECT_LE(columns, 38) << line;
     }
     hidesSecrets(shown);

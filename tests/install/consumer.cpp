@@ -4,5 +4,6 @@
 
 int main() {
   Json::Value reply;
-  return TARVKOVAAccountAuthen(nullptr, "", nullptr, reply) == -1 && TARVKOVAErrGet() == KOVA_ERR_BAD_PARAMETERS ? 0 : 1;
+  return TARVKOVAAccountAuthen(nullptr, "", nullptr, reply) == -1 && TARVKOVAErrGet() == KOVA_ERR_BAD_PARAMETERS ? 0
+                                                                                                                 : 1;
 }

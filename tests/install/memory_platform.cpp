@@ -1,8 +1,7 @@
 // A second implementation of the platform interface, as small as can be: a device that lives in memory. It shows that
-// the library can be built on somebody else's platform; what this device cannot do fails as the interface says.
+// the library can be built on another platform; what this device cannot do fails as the interface says.
 #include <kova/platform.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string>
@@ -23,43 +22,48 @@ int fail(int error = TLIBC_ERR_DEVICE) {
   return -1;
 }
 
-int copy(const std::string &text, char *buffer, size_t size) {
+int copyText(char *buffer, size_t size, const std::string &text) {
   std::snprintf(buffer, size, "%s", text.c_str());
   return 0;
 }
 
 }  // namespace
 
+#define OPERATION(signature, result) \
+  signature {                        \
+    return result;                   \
+  }
+#define UNAVAILABLE(signature) OPERATION(int signature, fail())
+
 int KovaDevicePath(const char *path, char *buffer, size_t size) {
   if (std::strlen(path) >= size) return fail(TLIBC_ERR_TOO_LONG);
-  // The account "file" exists as long as memory has one.
+  // The account "file" exists once the memory holds one.
   const bool exists = std::strcmp(path, "/etc/kova.conf") != 0 || files.count(path) != 0;
-  return copy(exists ? "/" : path, buffer, size);
+  return copyText(buffer, size, exists ? "/" : path);
 }
-int TLIBCErrGet() { return lastError; }
+OPERATION(int TLIBCErrGet(), lastError)
 
-TLIBCSzList *TLIBCSzListAlloc(size_t) { return new TLIBCSzList; }
-int TLIBCSzListPush(TLIBCSzList *list, const char *text) { return list->emplace_back(text), 0; }
-size_t TLIBCSzListCount(const TLIBCSzList *list) { return list->size(); }
-const char *TLIBCSzListGet(const TLIBCSzList *list, size_t index) { return index < list->size() ? (*list)[index].c_str() : nullptr; }
-void TLIBCSzListFree(TLIBCSzList *list) { delete list; }
+OPERATION(TLIBCSzList *TLIBCSzListAlloc(size_t), new TLIBCSzList)
+OPERATION(int TLIBCSzListPush(TLIBCSzList *list, const char *text), (list->emplace_back(text), 0))
+OPERATION(size_t TLIBCSzListCount(const TLIBCSzList *list), list->size())
+const char *TLIBCSzListGet(const TLIBCSzList *list, size_t index) {
+  return index < list->size() ? (*list)[index].c_str() : nullptr;
+}
+OPERATION(void TLIBCSzListFree(TLIBCSzList *list), delete list)
 
-// Sorted, where a hash proper keeps the order of insertion: nothing is sent from here.
-TLIBCSzHash *TLIBCSzHashAlloc(size_t) { return new TLIBCSzHash; }
+// Sorted, where a real device keeps the order of insertion: nothing is sent from here.
+OPERATION(TLIBCSzHash *TLIBCSzHashAlloc(size_t), new TLIBCSzHash)
 const char *TLIBCSzHashGetValue(const TLIBCSzHash *hash, const char *key) {
   const auto found = hash->find(key);
   return found != hash->end() ? found->second.c_str() : nullptr;
 }
-int TLIBCSzHashSetValue(TLIBCSzHash *hash, const char *key, const char *value) { return (*hash)[key] = value, 0; }
-int TLIBCSzHashEnumKey(const TLIBCSzHash *hash, TLIBCSzList *keys) {
-  for (const auto &entry : *hash) keys->push_back(entry.first);
-  return static_cast<int>(hash->size());
-}
-void TLIBCSzHashFree(TLIBCSzHash *hash) { delete hash; }
+OPERATION(int TLIBCSzHashSetValue(TLIBCSzHash *hash, const char *key, const char *value), ((*hash)[key] = value, 0))
+UNAVAILABLE(TLIBCSzHashEnumKey(const TLIBCSzHash *, TLIBCSzList *))
+OPERATION(void TLIBCSzHashFree(TLIBCSzHash *hash), delete hash)
 
-int TLIBCStrCat(TLIBCSzText *, const char *) { return fail(); }
-char *TLIBCStrTrimSpace(char *text) { return text; }
-int TARVEncodingBase64Decode(const char *, size_t, char *, size_t *) { return fail() + 1; }
+UNAVAILABLE(TLIBCStrCat(TLIBCSzText *, const char *))
+OPERATION(char *TLIBCStrTrimSpace(char *text), text)
+OPERATION(int TARVEncodingBase64Decode(const char *, size_t, char *, size_t *), 0)
 
 int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSzHash *hash, const char *) {
   if (files.count(file) == 0) return fail(TLIBC_ERR_NOT_FOUND);
@@ -72,29 +76,29 @@ int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int, const char 
   for (const auto &[key, value] : *hash) files[file][key] = value;
   return 0;
 }
-int TLIBCFileGetKeyValue(const char *, const char *, char *, size_t, int) { return fail(TLIBC_ERR_NOT_FOUND); }
-int TLIBCFileCheckKeyValue(const char *, const char *, const char *, int) { return fail(TLIBC_ERR_NOT_FOUND); }
-int TLIBCINFOSetKeyValue(const char *, const char *) { return fail(); }
+UNAVAILABLE(TLIBCFileGetKeyValue(const char *, const char *, char *, size_t, int))
+UNAVAILABLE(TLIBCFileCheckKeyValue(const char *, const char *, const char *, int))
+UNAVAILABLE(TLIBCINFOSetKeyValue(const char *, const char *))
 
-int TLIBGetCustomSerialNumber(char *, size_t) { return fail(); }
-int TLIBGetSerialNumber(char *buffer, size_t size) { return copy("MEMORY1", buffer, size); }
-int TLIBVxinfoUserAgentGet(const char *package, char *buffer, size_t size) { return copy(package, buffer, size); }
+UNAVAILABLE(TLIBGetCustomSerialNumber(char *, size_t))
+OPERATION(int TLIBGetSerialNumber(char *buffer, size_t size), copyText(buffer, size, "MEMORY1"))
+UNAVAILABLE(TLIBVxinfoUserAgentGet(const char *, char *, size_t))
 
-TLIBPlugin *TLIBPluginSDKInit(const char *, const char *) { return new TLIBPlugin; }
-int TLIBPluginAction(TLIBPlugin *, int) { return 0; }
-void TLIBPluginExit(TLIBPlugin *plugin) { delete plugin; }
+OPERATION(TLIBPlugin *TLIBPluginSDKInit(const char *, const char *), nullptr)
+UNAVAILABLE(TLIBPluginAction(TLIBPlugin *, int))
+OPERATION(void TLIBPluginExit(TLIBPlugin *), static_cast<void>(0))
 
-int TARVCloudServiceGetErrorCode() { return 1; }
-int TARVCloudServiceGetMacAddress(char *, size_t) { return fail(); }
-int TARVCloudServiceGetApiKey(char *, int) { return fail(); }
-int TARVCloudServiceRegisterApiKey(char *) { return fail(); }
-int TARVScheduleSet(const TARVSchedule *, int) { return fail(); }
-int TARVScheduleRemove(const char *) { return fail(); }
-int TARVLogSet1(int, int, uint32_t, const char *, const char *, const char *, const char *) { return fail(); }
-int TARVSysNotifySendNotifiction(const char *, const TLIBCSzHash *) { return fail(); }
-int TARVZoneGet(char *, size_t, int32_t *) { return fail(); }
-int TARVZoneGetInfo(const char *, TLIBCSzHash **) { return fail(); }
-FILE *TLIBCPopen(const char *, const char *const[], const char *) { return fail(), nullptr; }
-int TLIBCPclose(FILE *) { return fail(); }
-int TLIBCExecv(const char *, const char *const[], int) { return fail(); }
-int TLIBServiceRestart(const char *) { return fail(); }
+UNAVAILABLE(TARVCloudServiceGetErrorCode())
+UNAVAILABLE(TARVCloudServiceGetMacAddress(char *, size_t))
+UNAVAILABLE(TARVCloudServiceGetApiKey(char *, int))
+UNAVAILABLE(TARVCloudServiceRegisterApiKey(char *))
+UNAVAILABLE(TARVScheduleSet(const TARVSchedule *, int))
+UNAVAILABLE(TARVScheduleRemove(const char *))
+UNAVAILABLE(TARVLogSet1(int, int, uint32_t, const char *, const char *, const char *, const char *))
+UNAVAILABLE(TARVSysNotifySendNotifiction(const char *, const TLIBCSzHash *))
+UNAVAILABLE(TARVZoneGet(char *, size_t, int32_t *))
+UNAVAILABLE(TARVZoneGetInfo(const char *, TLIBCSzHash **))
+OPERATION(FILE *TLIBCPopen(const char *, const char *const[], const char *), nullptr)
+UNAVAILABLE(TLIBCPclose(FILE *))
+UNAVAILABLE(TLIBCExecv(const char *, const char *const[], int))
+UNAVAILABLE(TLIBServiceRestart(const char *))

@@ -54,7 +54,8 @@ class Center {
 
   void command(const std::string &words, const std::string &input = "") const {
     const std::size_t name = words.find(' ');
-    const std::string line = "printf '%s\\n' '" + input + "' | " KOVA_CENTER " " + words + " --state " + state() + " > /dev/null";
+    const std::string line =
+        "printf '%s\\n' '" + input + "' | " KOVA_CENTER " " + words + " --state " + state() + " > /dev/null";
     EXPECT_EQ(std::system(line.c_str()), 0) << words.substr(0, name);
   }
 

@@ -7,11 +7,12 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "support/hooks.h"
 
-// An empty directory that goes with its owner.
+// An empty directory that is removed with its owner.
 class TemporaryDirectory {
  public:
   TemporaryDirectory();
@@ -38,9 +39,8 @@ inline constexpr char kUnknownKey[] = R"({"code":"apikey_not_found"})";
 // The API key that the device has.
 inline constexpr char kApiKey[] = "00112233445566778899aabbccddeeff00112233445566778899aabbccddeeff";
 
-// The base of the tests that need a device: KOVA_DEVICE_ROOT names a directory with a serial number,
-// a MAC address, a time zone and an API key, and every function
-// is the real one again at the end.
+// The base of the tests that need a device: KOVA_DEVICE_ROOT names a directory with a serial number, a MAC address, a
+// time zone and an API key, and every function is the real one again at the end.
 class DeviceTest : public testing::Test {
  protected:
   DeviceTest();
@@ -51,14 +51,18 @@ class DeviceTest : public testing::Test {
   void write(std::string_view devicePath, std::string_view text) const { writeFile(at(devicePath), text); }
   // The same, executable when it is a script.
   void writeProgram(std::string_view devicePath, std::string_view text) const;
-  // Gives these replies in place of the network from here on, lets these functions fail, and forgets what was before.
-  void answer(std::vector<hooks::Reply> replies = {}, std::map<std::string, int> failures = {});
-  // Whether the file has this text in it.
-  bool has(std::string_view devicePath, const std::string &text) const { return read(devicePath).find(text) != std::string::npos; }
+  // From here on these replies come in place of the network's, and these functions fail; what was recorded is
+  // forgotten.
+  void answer(std::vector<hooks::Reply> replies = {}, hooks::Failing failing = {});
+  bool has(std::string_view devicePath, const std::string &text) const {
+    return read(devicePath).find(text) != std::string::npos;
+  }
   bool exists(std::string_view devicePath) const { return std::filesystem::exists(at(devicePath)); }
   void remove(std::string_view devicePath) const { std::filesystem::remove_all(at(devicePath)); }
-  std::filesystem::perms mode(std::string_view devicePath) const { return std::filesystem::status(at(devicePath)).permissions(); }
-  // The device's files and their contents, but for locks.
+  std::filesystem::perms mode(std::string_view devicePath) const {
+    return std::filesystem::status(at(devicePath)).permissions();
+  }
+  // The device's files and their contents, without the lock files.
   std::map<std::string, std::string> files() const;
 
   TemporaryDirectory root_;
@@ -67,12 +71,10 @@ class DeviceTest : public testing::Test {
 // The form of an attempt after serial number and token, which are checked here.
 std::string sent(std::size_t attempt = 0);
 
-// Whether the log, or what `unit` put there, holds exactly these lines, each "<unit>:<line> <text>" given as unit and text. The line must
-// be one of the unit's source file on which something is reported or a step is taken.
-struct LogLine {
-  std::string unit;
-  std::string text;
-};
+// A log line is "<unit>:<line> <text>"; here it is the unit and the text.
+using LogLine = std::pair<std::string, std::string>;
+
+// Whether the log holds exactly these lines. With a unit given, only its lines count.
 testing::AssertionResult loggedExactly(const std::vector<LogLine> &expected, const std::string &unit = "");
 
 // Whether a call gave this result and left this error code and, where a log is given, exactly that.

@@ -35,10 +35,8 @@ void capture(const char *format, va_list arguments) {
   current.log.push_back(std::move(line));
 }
 
-bool fails(const char *name) {
-  const int call = ++current.calls[name];
-  const auto found = current.failures.find(name);
-  return found != current.failures.end() && (found->second == 0 || found->second == call);
+bool fails(const std::string &name, const char *text = "") {
+  return current.failing.count(name) != 0 || current.failing.count(name + " " + text) != 0;
 }
 
 // Whether this system call fails.
@@ -52,20 +50,26 @@ bool isCut(const char *name) {
 }
 
 std::string lastOption(CURLoption option) {
-  const auto found = std::find_if(current.options.rbegin(), current.options.rend(), [&](const auto &set) { return set.first == option; });
-  return found != current.options.rend() ? found->second : "";
+  std::string last;
+  for (const auto &[set, value] : current.options) last = set == option ? value : last;
+  return last;
 }
 
 const Reply &takeReply() {
   static const Reply none{};
-  return current.replies.empty() ? none : current.replies[std::min(current.attempts.size(), current.replies.size()) - 1];
+  return current.replies.empty() ? none
+                                 : current.replies[std::min(current.attempts.size(), current.replies.size()) - 1];
 }
 
 }  // namespace
 
-State &state() { return current; }
+State &state() {
+  return current;
+}
 
-void reset() { current = {}; }
+void reset() {
+  current = {};
+}
 
 }  // namespace hooks
 
@@ -74,21 +78,27 @@ using hooks::current;
 extern "C" {
 
 // Too large an allocation fails under the sanitizers as it does without them.
-const char *__asan_default_options() { return "allocator_may_return_null=1"; }
+const char *__asan_default_options() {
+  return "allocator_may_return_null=1";
+}
 
 void vsyslog(int priority, const char *format, va_list arguments) {
   if (priority == LOG_ERR) hooks::capture(format, arguments);
 }
-void __vsyslog_chk(int priority, int, const char *format, va_list arguments) { vsyslog(priority, format, arguments); }
+void __vsyslog_chk(int priority, int, const char *format, va_list arguments) {
+  vsyslog(priority, format, arguments);
+}
 
 // Under the sanitizers, memory is theirs to hand out.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__clang__)
 void *__libc_malloc(std::size_t size);
-void *malloc(std::size_t size) noexcept { return size != 0 && size == current.failingAllocation ? nullptr : __libc_malloc(size); }
+void *malloc(std::size_t size) noexcept {
+  return size != 0 && size == current.failingAllocation ? nullptr : __libc_malloc(size);
+}
 #endif
 
 unsigned sleep(unsigned seconds) {
-  // Another thread's pause, such as the fuzzer's own, is none of the library's.
+  // The fuzzer has a thread of its own that sleeps.
   if (gettid() != getpid()) return hooks::next<unsigned (*)(unsigned)>("sleep")(seconds);
   current.pauses.push_back(seconds);
   return 0;
@@ -113,8 +123,8 @@ CURLcode curl_easy_setopt(CURL *handle, CURLoption option, ...) {
   } else if (option < CURLOPTTYPE_OBJECTPOINT) {
     const long value = va_arg(arguments, long);
     shown = std::to_string(value);
-    result = option == CURLOPT_TIMEOUT && current.timeoutMilliseconds != 0 ? real(handle, CURLOPT_TIMEOUT_MS, current.timeoutMilliseconds)
-                                                                           : real(handle, option, value);
+    const bool isShortened = option == CURLOPT_TIMEOUT && current.timeoutMilliseconds != 0;
+    result = isShortened ? real(handle, CURLOPT_TIMEOUT_MS, current.timeoutMilliseconds) : real(handle, option, value);
   } else {
     void *value = va_arg(arguments, void *);
     if (option == CURLOPT_WRITEFUNCTION) {
@@ -145,7 +155,9 @@ CURLcode curl_easy_perform(CURL *handle) {
     const std::size_t length = std::min(reply.chunk, reply.body.size() - at);
     if (hooks::writeFunction(reply.body.data() + at, 1, length, hooks::writeData) != length) return CURLE_WRITE_ERROR;
   }
-  if (current.hugeChunk && hooks::writeFunction(reply.body.data(), SIZE_MAX / 4, 1, hooks::writeData) == 0) { return CURLE_WRITE_ERROR; }
+  if (current.hugeChunk && hooks::writeFunction(reply.body.data(), SIZE_MAX / 4, 1, hooks::writeData) == 0) {
+    return CURLE_WRITE_ERROR;
+  }
   return reply.result;
 }
 
@@ -168,21 +180,18 @@ char *strdup(const char *text) noexcept {
   return isReply && hooks::fails("strdup") ? nullptr : real(text);
 }
 
-int TARVScheduleSet(const TARVSchedule *schedule, int flags) {
-  if (hooks::fails("TARVScheduleSet")) return 1;
-  if (current.onSchedule) current.onSchedule(*schedule);
-  return hooks::next<int (*)(const TARVSchedule *, int)>("TARVScheduleSet")(schedule, flags);
-}
-
-// A read error on the stream of a program: both answers come together.
+// A line of a program that cannot be read: both answers come together.
 char *fgets(char *buffer, int size, FILE *stream) {
-  return hooks::fails("fgets") ? nullptr : hooks::next<char *(*)(char *, int, FILE *)>("fgets")(buffer, size, stream);
+  const char *line = hooks::next<char *(*)(char *, int, FILE *)>("fgets")(buffer, size, stream);
+  return line == nullptr || hooks::fails("fgets", line) ? nullptr : buffer;
 }
-int ferror(FILE *stream) noexcept { return hooks::fails("ferror") ? 1 : hooks::next<int (*)(FILE *)>("ferror")(stream); }
+int ferror(FILE *stream) noexcept {
+  return hooks::fails("ferror") ? 1 : hooks::next<int (*)(FILE *)>("ferror")(stream);
+}
 
-// A zone whose details lack their name is asked for by that name.
-const char *TLIBCSzHashGetValue(const TLIBCSzHash *hash, const char *key) {
-  return hooks::fails(key) ? nullptr : hooks::next<const char *(*)(const TLIBCSzHash *, const char *)>("TLIBCSzHashGetValue")(hash, key);
+TLIBCSzHash *TLIBCSzHashAlloc(size_t size) {
+  if (++current.hashes == current.failingHash) return nullptr;
+  return hooks::next<TLIBCSzHash *(*)(size_t)>("TLIBCSzHashAlloc")(size);
 }
 
 #define SYSTEM_CALL(type, name, parameters, arguments)               \
@@ -204,37 +213,40 @@ int openat64(int directory, const char *path, int flags, ...) {
   return hooks::isCut("openat") ? -1 : real(directory, path, flags, mode);
 }
 
-// A function that fails when a test says so, and is the real one otherwise.
-#define FALLIBLE(type, name, parameters, arguments, failure)                  \
-  type name parameters {                                                      \
-    static const auto real = hooks::next<type(*) parameters>(#name);          \
-    return hooks::fails(#name) ? static_cast<type>(failure) : real arguments; \
+// A function that fails when a test says so, maybe only for one text, and is the real one otherwise.
+#define FALLIBLE_FOR(text, type, name, parameters, arguments, failure)              \
+  type name parameters {                                                            \
+    static const auto real = hooks::next<type(*) parameters>(#name);                \
+    return hooks::fails(#name, text) ? static_cast<type>(failure) : real arguments; \
   }
+#define FALLIBLE(type, name, parameters, arguments, failure) \
+  FALLIBLE_FOR("", type, name, parameters, arguments, failure)
 
 FALLIBLE(CURL *, curl_easy_init, (), (), nullptr)
-FALLIBLE(char *, curl_easy_escape, (CURL * h, const char *t, int n), (h, t, n), nullptr)
+FALLIBLE_FOR(t, char *, curl_easy_escape, (CURL * h, const char *t, int n), (h, t, n), nullptr)
 FALLIBLE(DIR *, opendir, (const char *path), (path), nullptr)
-FALLIBLE(int, MD5_Init, (void *context), (context), 0)
+FALLIBLE_FOR(std::string(static_cast<const char *>(d), n).c_str(), int, MD5_Update, (void *c, const void *d, size_t n),
+             (c, d, n), 0)
 FALLIBLE(TLIBCSzList *, TLIBCSzListAlloc, (size_t n), (n), nullptr)
 FALLIBLE(int, TLIBCSzListPush, (TLIBCSzList * l, const char *t), (l, t), -1)
-FALLIBLE(TLIBCSzHash *, TLIBCSzHashAlloc, (size_t n), (n), nullptr)
-FALLIBLE(int, TLIBCSzHashSetValue, (TLIBCSzHash * h, const char *k, const char *v), (h, k, v), -1)
-FALLIBLE(int, TLIBCStrCat, (TLIBCSzText * b, const char *t), (b, t), -1)
+FALLIBLE_FOR(k, const char *, TLIBCSzHashGetValue, (const TLIBCSzHash *h, const char *k), (h, k), nullptr)
+FALLIBLE_FOR(k, int, TLIBCSzHashSetValue, (TLIBCSzHash * h, const char *k, const char *v), (h, k, v), -1)
+FALLIBLE_FOR(t, int, TLIBCStrCat, (TLIBCSzText * b, const char *t), (b, t), -1)
 FALLIBLE(int, TLIBCFileGetKeys, (const char *f, const TLIBCSzList *l, TLIBCSzHash *h, const char *s), (f, l, h, s), -1)
 FALLIBLE(int, TLIBCFileSetKeys, (const char *f, const TLIBCSzHash *h, int n, const char *l), (f, h, n, l), -1)
 FALLIBLE(int, TLIBGetCustomSerialNumber, (char *b, size_t n), (b, n), -1)
 FALLIBLE(int, TLIBGetSerialNumber, (char *b, size_t n), (b, n), -1)
 FALLIBLE(int, TLIBVxinfoUserAgentGet, (const char *p, char *b, size_t n), (p, b, n), -1)
-FALLIBLE(int, TARVEncodingBase64Decode, (const char *t, size_t n, char *o, size_t *l), (t, n, o, l), 0)
+FALLIBLE_FOR(t, int, TARVEncodingBase64Decode, (const char *t, size_t n, char *o, size_t *l), (t, n, o, l), 0)
 FALLIBLE(TLIBPlugin *, TLIBPluginSDKInit, (const char *p, const char *a), (p, a), nullptr)
 FALLIBLE(int, TLIBPluginAction, (TLIBPlugin * p, int a), (p, a), -1)
 FALLIBLE(int, TARVCloudServiceGetErrorCode, (), (), hooks::current.cloudError)
 FALLIBLE(int, TARVCloudServiceGetMacAddress, (char *b, size_t n), (b, n), -1)
 FALLIBLE(int, TARVCloudServiceGetApiKey, (char *k, int c), (k, c), -1)
 FALLIBLE(int, TARVCloudServiceRegisterApiKey, (char *k), (k), -1)
+FALLIBLE(int, TARVScheduleSet, (const TARVSchedule *s, int f), (s, f), 1)
 FALLIBLE(int, TARVSysNotifySendNotifiction, (const char *n, const TLIBCSzHash *h), (n, h), -1)
 FALLIBLE(int, TARVZoneGet, (char *b, size_t n, int32_t *s), (b, n, s), -1)
-FALLIBLE(int, TARVZoneGetInfo, (const char *n, TLIBCSzHash **d), (n, d), 0)
 FALLIBLE(int, TLIBCINFOSetKeyValue, (const char *k, const char *v), (k, v), -1)
 FALLIBLE(int, TLIBServiceRestart, (const char *n), (n), 1)
 FALLIBLE(int, TLIBCErrGet, (), (), 0xABC)

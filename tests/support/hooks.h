@@ -1,14 +1,14 @@
-// What the test program puts in place of libc, libcurl and platform functions: defining one here replaces it for
-// libkova.
+// What the test program puts in place of libc, libcurl and platform functions: a function that it defines replaces that
+// of a library.
 #pragma once
 
 #include <curl/curl.h>
 #include <kova/platform.h>
 
 #include <ctime>
-#include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -30,31 +30,33 @@ struct Attempt {
   long ipResolve = -1;
 };
 
+// The functions that fail, by name, or by name and the text that they are given: "TLIBCSzHashSetValue action".
+using Failing = std::set<std::string>;
+
 struct State {
-  std::vector<std::string> log;         // the messages given to syslog
-  std::vector<unsigned> pauses;         // the seconds given to sleep
-  std::optional<std::time_t> now;       // what time() tells, when set
-  std::map<std::string, int> failures;  // which call of a function, counted from 1, is to fail; 0: all of them
-  std::map<std::string, int> calls;     // the calls of the functions that can fail
-  int cloudError = 1;                   // what a failing TARVCloudServiceGetErrorCode tells
-  std::size_t failingAllocation = 0;    // the size of which no memory is to be had, without the sanitizers
+  std::vector<std::string> log;    // the messages given to syslog
+  std::vector<unsigned> pauses;    // the seconds given to sleep
+  std::optional<std::time_t> now;  // what time() tells, when set
+  Failing failing;
+  int failingHash = 0;                // which allocation of a hash fails, counted from 1
+  int hashes = 0;                     // the allocations of hashes so far
+  int cloudError = 1;                 // what a failing TARVCloudServiceGetErrorCode tells
+  std::size_t failingAllocation = 0;  // the size of which no memory is to be had, without the sanitizers
 
-  long timeoutMilliseconds = 0;  // in place of CURLOPT_TIMEOUT, when set
-
-  // The system calls that change files. Counted from 1, before the one at `cutAt` the process ends, and the one at
-  // `failAt` fails with `failWith`. 0: none.
+  // The system calls that change files. Counted from 1, the process ends before the one at `cutAt`, and the one at
+  // `failAt` fails with `failWith`.
   std::vector<std::string> systemCalls;
   int cutAt = 0;
   int failAt = 0;
   int failWith = 0;
 
-  bool wired = false;          // replies come from here instead of from the network
-  std::vector<Reply> replies;  // one for each attempt; the last one stays
-  bool hugeChunk = false;      // the collector is told of a chunk that no memory can hold
+  bool wired = false;            // replies come from here instead of from the network
+  std::vector<Reply> replies;    // one for each attempt; the last one stays
+  bool hugeChunk = false;        // the collector is told of a chunk that no memory can hold
+  long timeoutMilliseconds = 0;  // in place of CURLOPT_TIMEOUT, when set
   std::vector<Attempt> attempts;
-  std::vector<std::pair<CURLoption, std::string>> options;  // in the order set; numbers and pointers in decimal
+  std::vector<std::pair<CURLoption, std::string>> options;  // in the order set; numbers in decimal
   std::map<CURLoption, CURLcode> optionFailures;
-  std::function<void(const TARVSchedule &)> onSchedule;
 };
 
 State &state();
