@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 using Json::Value;
 using Call = std::function<int(Value &)>;
 using Files = std::map<std::string, std::string>;
-using Replies = std::vector<hooks::Reply>;
+using Texts = std::vector<std::string>;
 
 constexpr char kAuthen[] = "kova_account_authen", kUnified[] = "kova_account_is_unified",
                kLogin[] = "kova_account_login";
@@ -25,25 +25,23 @@ constexpr char kLogout[] = "kova_account_logout", kMigrate[] = "kova_account_mig
 constexpr char kQuery[] = "kova_account_query_info", kRegister[] = "kova_account_register";
 constexpr char kCheck[] = "kova_account_service_check", kPurchases[] = "kova_account_purchase_list";
 constexpr char kUpdate[] = "kova_account_set_info";
+constexpr char kBadauth[] = R"({"code":"badauth"})", kBefore[] = R"({"kept":1})";
+constexpr char kRelay[] = "/usr/tarv/etc/tarvrelayd/tarvrelayd.conf";
 constexpr char kKeys[] = R"({"code":"good","kova_id":"4711","auth_key":"key-1"})";
 constexpr char kProfile[] =
     R"({"activated":true,"code":"good","country":"DE","critical_release":0,"critical_version_list":{},"disabled":false,)"
     R"("email":"ada@kova.example","enews":1,"enews_local_promotion":"yes","full_name":"Ada","notify_language":"ger",)"
     R"("timezone":"UTC"})";
-constexpr char kBadauth[] = R"({"code":"badauth"})";
-constexpr char kBefore[] = R"({"kept":1})";
-constexpr char kRelay[] = "/usr/tarv/etc/tarvrelayd/tarvrelayd.conf";
 const std::string kUnsent = "Failed to send https request. err=[0x0ABC]";
-const std::string kNoParameters = "Failed to alloc https request, err=[0x0ABC]";
 
 // An operation with good arguments; its value begins as kBefore.
 struct Operation {
   std::string unit;
-  Call run;
+  Call call;
   std::string url;
-  Files files = {};              // what the device needs for it
-  std::string replyLogged = "";  // what begins the log line on a bare word that is no success; else replies are JSON
-  bool keepsValue = false;       // a failure leaves the caller's value
+  Files files = {};               // what the device needs for it
+  std::string refusedReply = "";  // what begins the log line when a reply that is a bare word is refused
+  bool keepsValue = false;        // a failure leaves the caller's value
 };
 
 Call migrating(const char *list) {
@@ -61,19 +59,19 @@ int purchases(const char *language, Value &result) {
 const std::vector<Operation> &operations() {
   static const Files account = {{kAccountFile, kSignedIn}};
   static const Files inUse = {
-      {kRelay, R"({"server_kova": {"account": "ada@kova.example"}, "server_alias": {"alias": "ada"}})"},
+      {kRelay, R"({"server_kova":{"account":"ada@kova.example"},"server_alias":{"alias":"ada"}})"},
       {"/usr/tarv/sbin/tarvddnsinfo", "#!/bin/sh\n"},
       {"/usr/tarv/etc/rc.d/ddns", "#!/bin/sh\n"}};
   static const std::string sign = "https://account.kova.example/dnsauth.php";
   static const std::string keep = "https://account.kova.example/account.php";
+  static const std::string list = "https://query.kova.example/api/query.php";
   static const std::vector<Operation> all = {
       {kAuthen, [](Value &v) { return TARVKOVAAccountAuthen("ada@kova.example", "secret", nullptr, v); }, sign},
       {kUnified, [](Value &v) { return TARVKOVAAccountIsUnified(v); }, sign, inUse},
       {kLogin, [](Value &v) { return TARVKOVAAccountLogin("ada@kova.example", "secret", v, false); }, sign},
       {kLogout, [](Value &) { return TARVKOVAAccountLogout(); }, sign, account},
       {kMigrate, migrating(R"([{"email":"bob","passwd":"secret"}])"), keep, inUse, "Failed to migrate, resp="},
-      {kPurchases, [](Value &v) { return purchases("enu", v); }, "https://query.kova.example/api/query.php", account,
-       "", true},
+      {kPurchases, [](Value &v) { return purchases("enu", v); }, list, account, "", true},
       {kQuery, [](Value &v) { return TARVKOVAAccountQueryInfo(v, true, false); }, sign, account, "", true},
       {kRegister,
        [](Value &) { return TARVKOVAAccountRegister("e", "secret", "Ada", true); },
@@ -87,91 +85,92 @@ const std::vector<Operation> &operations() {
   return all;
 }
 
-const Operation &operation(const std::string &unit) {
-  return *std::ranges::find(operations(), unit, &Operation::unit);
-}
-
-// One outcome. As many requests are sent as there are replies.
-struct Outcome {
-  Replies replies;
-  int result;
-  int32_t code;
-  std::vector<std::string> texts = {};  // all that the operation's unit logs
-  hooks::Failing failing = {};
-  Files files = {};            // beside the operation's own
-  Call run = {};               // in place of the operation's own
-  const char *left = kBefore;  // what a failure makes of the caller's value
-};
-
-class Device : public DeviceTest {
+// One run of an operation, on a device of its own.
+class Trial : public DeviceTest {
  public:
-  using DeviceTest::answer, DeviceTest::exists, DeviceTest::at;
-  void TestBody() override {}
-  void prepare(const Files &files) const {
-    for (const auto &[path, text] : files) writeProgram(path, text);
+  explicit Trial(const std::string &unit) : operation_(*std::ranges::find(operations(), unit, &Operation::unit)) {
+    with(operation_.files);
   }
-  // A failure changes no file but those of an API key that was registered.
-  void expect(const Operation &operation, const Outcome &outcome) {
-    SCOPED_TRACE(operation.unit + ": " + testing::PrintToString(outcome.texts));
-    prepare(operation.files);
-    prepare(outcome.files);
-    answer(outcome.replies, outcome.failing);
+  void TestBody() override {}
+
+  Trial &with(const Files &files) {
+    for (const auto &[path, text] : files) writeProgram(path, text);
+    return *this;
+  }
+  Trial &replies(std::vector<hooks::Reply> replies) { return replies_ = std::move(replies), *this; }
+  Trial &failing(hooks::Failing failing) { return failing_ = std::move(failing), *this; }
+  Trial &withoutHash(int number) { return failingHash_ = number, *this; }
+  Trial &calling(Call call) { return call_ = std::move(call), *this; }
+  // What a failure makes of the caller's value, when it does not keep it.
+  Trial &leaving(const char *value) { return left_ = value, *this; }
+
+  int run() {
+    answer(replies_, failing_);
+    hooks::state().failingHash = failingHash_;
+    return (call_ ? call_ : operation_.call)(value_);
+  }
+  // As many requests are sent as there are replies, and the operation's unit logs these texts. A failure changes no
+  // file but those of an API key that was registered.
+  void ends(int result, int32_t code, const Texts &texts = {}) {
+    SCOPED_TRACE(operation_.unit + ": " + testing::PrintToString(texts));
     const Files before = files();
-    Value value = parsed(kBefore);
     std::vector<LogLine> log;
-    for (const std::string &text : outcome.texts) log.emplace_back(operation.unit, text);
-    EXPECT_TRUE(ended((outcome.run ? outcome.run : operation.run)(value), outcome.result, outcome.code));
-    EXPECT_TRUE(loggedExactly(log, operation.unit));
-    EXPECT_EQ(hooks::state().attempts.size(), outcome.replies.size());
-    EXPECT_TRUE(hooks::state().attempts.empty() || hooks::state().attempts[0].url == operation.url);
-    if (outcome.result == 0) return;
-    EXPECT_TRUE(!operation.keepsValue || outcome.run || value == parsed(outcome.left)) << value;
+    for (const std::string &text : texts) log.emplace_back(operation_.unit, text);
+    EXPECT_TRUE(ended(run(), result, code));
+    EXPECT_TRUE(loggedExactly(log, operation_.unit));
+    EXPECT_EQ(hooks::state().attempts.size(), replies_.size());
+    EXPECT_TRUE(hooks::state().attempts.empty() || hooks::state().attempts[0].url == operation_.url);
+    if (result == 0) return;
+    EXPECT_TRUE(!operation_.keepsValue || call_ || value_ == parsed(left_)) << value_;
     Files after = files();
-    if (!outcome.texts.empty() && outcome.texts[0].rfind("ApiKey not found", 0) == 0) {
+    if (!texts.empty() && texts[0].rfind("ApiKey not found", 0) == 0) {
       after["var/lib/kova/apikey"] = kApiKey;
       after.erase("var/lib/kova/apikey.enrolled");
     }
     EXPECT_EQ(after, before);
   }
-};
-
-void expect(const std::string &unit, const std::vector<Outcome> &outcomes) {
-  for (const Outcome &outcome : outcomes) Device().expect(operation(unit), outcome);
-}
-
-// The end of an operation that gets these replies; all but a success is logged with the reply.
-void expectReplies(const std::string &unit, const std::string &text,
-                   const std::vector<std::pair<std::string, int32_t>> &replies) {
-  for (const auto &[body, code] : replies) {
-    if (code == 0) expect(unit, {{{{body + " "}}, 0, 0}});
-    if (code != 0) expect(unit, {{{{body + " "}}, -1, code, {text + body}}});
+  // A step's failure. The sign-in without a password tells of it once more.
+  void fails(int32_t code, Texts texts) {
+    const std::string again = "DirectLoginByApiKey failed, account=ada@kova.example, code=" + std::to_string(code);
+    if (operation_.unit == kUnified) texts.push_back(again);
+    ends(-1, code, texts);
   }
-}
+  // One reply, which is logged when it is not a success.
+  void repliedEnds(const std::string &body, int32_t code, const std::string &text) {
+    replies({{body + " "}}).ends(code == 0 ? 0 : -1, code, code == 0 ? Texts() : Texts{text + body});
+  }
+  // The line of code that the unit's first log line names.
+  std::size_t loggedLine() const {
+    for (const std::string &line : hooks::state().log) {
+      if (line.rfind(operation_.unit + ":", 0) == 0) return std::stoul(line.substr(operation_.unit.size() + 1));
+    }
+    return 0;
+  }
+  using DeviceTest::exists;
 
-void expectRefused(const std::string &unit, const std::string &text, const std::vector<Call> &runs) {
-  for (const Call &run : runs) expect(unit, {{{}, -1, 1, {text}, {}, {}, run}});
-}
-
-std::string directLoginFailed(int32_t code) {
-  return "DirectLoginByApiKey failed, account=ada@kova.example, code=" + std::to_string(code);
-}
+ private:
+  const Operation &operation_;
+  std::vector<hooks::Reply> replies_;
+  hooks::Failing failing_;
+  int failingHash_ = 0;
+  Call call_;
+  const char *left_ = kBefore;
+  Value value_ = parsed(kBefore);
+};
 
 // ---- What all of them have in common ----
 
 TEST(Operations, SendNothingWhenAParameterCannotBeSet) {
   for (const Operation &operation : operations()) {
-    Device device;
-    Value value;
-    device.prepare(operation.files);
-    device.answer({{"", 500}});
-    operation.run(value = parsed(kBefore));
+    Trial complete(operation.unit);
+    complete.replies({{"", 500}}).run();
     std::istringstream form(sent());
     std::set<std::string> keys;
     for (std::string pair; std::getline(form, pair, '&');) keys.insert(pair.substr(0, pair.find('=')));
     EXPECT_GE(keys.size(), 4U) << operation.unit;
     for (const std::string &key : keys) {
-      device.answer({}, {"TLIBCSzHashSetValue " + key});
-      EXPECT_TRUE(ended(operation.run(value = parsed(kBefore)), -1, 6)) << operation.unit << " " << key;
+      Trial trial(operation.unit);
+      EXPECT_TRUE(ended(trial.failing({"TLIBCSzHashSetValue " + key}).run(), -1, 6)) << operation.unit << " " << key;
       EXPECT_TRUE(hooks::state().attempts.empty());
     }
   }
@@ -179,12 +178,9 @@ TEST(Operations, SendNothingWhenAParameterCannotBeSet) {
 
 TEST(Operations, SurviveAnyReply) {
   for (const Operation &operation : operations()) {
-    Device device;
     for (const char *body : {"null", "[]", "7", "\"good\"", "{\"code\":{}}", "{\"code\":[{\"good\":1}],\"x\":1}"}) {
-      device.prepare(operation.files);
-      device.answer({{body}});
-      Value value = parsed(kBefore);
-      operation.run(value);
+      Trial trial(operation.unit);
+      trial.replies({{body}}).run();
       EXPECT_NE(TARVKOVAErrGet(), 6) << operation.unit << body;
     }
   }
@@ -195,90 +191,72 @@ TEST(Operations, TakeTheirStepsInOrder) {
   const Step config = {"TARVEncodingBase64Decode", 23}, serial = {"TLIBGetSerialNumber", 8};
   const Step mac = {"TARVCloudServiceGetMacAddress", 20}, key = {"TARVCloudServiceGetApiKey", 15};
   const Step digest = {"MD5_Update", 0}, token = {"MD5_Update", 22}, zone = {"TARVZoneGet", 0};
-  const Step parameters = {"TLIBCSzHashSetValue action", 6}, scan = {"TARVKOVAAccountScanExisting", 23};
+  const Step fill = {"TLIBCSzHashSetValue action", 6}, scan = {"TARVKOVAAccountScanExisting", 23};
   const std::map<std::string, std::vector<Step>> orders = {
-      {kAuthen, {config, serial, digest, parameters}},
-      {kUnified, {serial, config, mac, key, parameters}},
-      {kLogin, {config, serial, mac, key, parameters}},
-      {kLogout, {serial, config, parameters}},
-      {kMigrate, {config, serial, token, parameters, scan}},
-      {kPurchases, {config, serial, parameters}},
-      {kQuery, {config, serial, parameters}},
-      {kRegister, {serial, config, token, zone, parameters}},
-      {kCheck, {config, serial, parameters}},
-      {kUpdate, {config, serial, parameters}},
-      {kReport, {config, zone, serial, parameters}},
+      {kAuthen, {config, serial, digest, fill}},
+      {kUnified, {serial, config, mac, key, fill}},
+      {kLogin, {config, serial, mac, key, fill}},
+      {kLogout, {serial, config, fill}},
+      {kMigrate, {config, serial, token, fill, scan}},
+      {kPurchases, {config, serial, fill}},
+      {kQuery, {config, serial, fill}},
+      {kRegister, {serial, config, token, zone, fill}},
+      {kCheck, {config, serial, fill}},
+      {kUpdate, {config, serial, fill}},
+      {kReport, {config, zone, serial, fill}},
   };
-  for (const Operation &operation : operations()) {
-    Device device;
-    device.prepare(operation.files);
-    for (std::vector<Step> left = orders.at(operation.unit); !left.empty(); left.erase(left.begin())) {
+  for (const auto &[unit, order] : orders) {
+    for (auto step = order.begin(); step != order.end(); ++step) {
       hooks::Failing failing = {"TARVCloudServiceGetErrorCode"};
-      for (const auto &[name, code] : left) failing.insert(name);
-      device.answer({}, failing);
-      Value value = parsed(kBefore);
-      EXPECT_TRUE(ended(operation.run(value), -1, left[0].second)) << operation.unit << " " << left[0].first;
+      for (auto left = step; left != order.end(); ++left) failing.insert(left->first);
+      EXPECT_TRUE(ended(Trial(unit).failing(failing).run(), -1, step->second)) << unit << " " << step->first;
     }
   }
 }
 
 TEST(Operations, FailWithTheirSteps) {
   for (const Operation &operation : operations()) {
-    const auto fails = [&](int32_t code, const std::string &text, const Replies &replies, hooks::Failing failing = {},
-                           const Files &files = {}) {
-      std::vector<std::string> texts = {text};
-      if (operation.unit == kUnified) texts.push_back(directLoginFailed(code));
-      Device().expect(operation, {replies, -1, code, texts, std::move(failing), files});
-    };
-    const std::string unsent = (operation.unit == kRegister ? "f" : "F") + kUnsent.substr(1);
-    fails(23, "TARVKOVAServerConfigGet, code=6", {}, {"TARVEncodingBase64Decode"});
-    fails(8, "Failed to get serial number, err=[0x0ABC]", {}, {}, {{kDeviceFile, ""}});
-    fails(4, unsent, {}, {}, {{kDeviceFile, "serial=\"-1\"\nmac=\"02:00:00:00:00:01\"\n"}});
-    for (const long status : {204L, 401L, 500L}) fails(4, unsent, {{kGood, status}});
-    const bool isJson = operation.replyLogged.empty();
+    const std::string &unit = operation.unit, unsent = (unit == kRegister ? "f" : "F") + kUnsent.substr(1);
+    Trial(unit).failing({"TARVEncodingBase64Decode"}).fails(23, {"TARVKOVAServerConfigGet, code=6"});
+    Trial(unit).with({{kDeviceFile, ""}}).fails(8, {"Failed to get serial number, err=[0x0ABC]"});
+    Trial(unit).with({{kDeviceFile, "serial=\"-1\"\nmac=\"02:00:00:00:00:01\"\n"}}).fails(4, {unsent});
+    for (const long status : {204L, 401L, 500L}) Trial(unit).replies({{kGood, status}}).fails(4, {unsent});
+    const bool isJson = operation.refusedReply.empty();
     const int32_t code = isJson ? 2 : 24;
-    const std::string text = isJson ? "Failed to parse json: " : operation.replyLogged;
+    const std::string refused = isJson ? "Failed to parse json: " : operation.refusedReply;
     for (const std::string &body : {std::string("<html>"), std::string("\xEF\xBB\xBF{}"), std::string(1001, '[')}) {
-      fails(code, text + body, {{body}});
+      Trial(unit).replies({{body}}).fails(code, {refused + body});
     }
-    fails(code, text, {{"  "}});
-    fails(code, text, {{std::string("\0{}", 3)}});
-    fails(code, text, {{kGood}}, {"strdup"});
+    Trial(unit).replies({{"  "}}).fails(code, {refused});
+    Trial(unit).replies({{std::string("\0{}", 3)}}).fails(code, {refused});
+    Trial(unit).replies({{kGood}}).failing({"strdup"}).fails(code, {refused});
   }
 }
 
-// What an operation ends with, and how many requests it sent, when one of its hashes cannot be allocated; by what its
-// unit logs then.
+// Result, error code and requests of an operation that lacks one of its hashes, by the texts that are logged then.
 using WithoutHash = std::map<std::string, std::tuple<int, int32_t, std::size_t>>;
-WithoutHash withoutHashes(const Operation &operation, const Call &run, const Replies &replies = {{"", 500}}) {
-  WithoutHash outcomes;
+WithoutHash withoutHashes(const std::string &unit, const std::vector<hooks::Reply> &replies, const Call &call = {}) {
+  WithoutHash ends;
   for (int hash = 1;; ++hash) {
-    Device device;
-    device.prepare(operation.files);
-    device.answer(replies);
-    hooks::state().failingHash = hash;
-    Value value = parsed(kBefore);
-    const int result = run(value);
-    if (hooks::state().hashes < hash) return outcomes;
+    Trial trial(unit);
+    const int result = trial.replies(replies).calling(call).withoutHash(hash).run();
+    if (hooks::state().hashes < hash) return ends;
     for (const std::string &line : hooks::state().log) {
-      if (line.rfind(operation.unit + ":", 0) != 0) continue;
-      outcomes[line.substr(line.find(' ') + 1)] = {result, TARVKOVAErrGet(), hooks::state().attempts.size()};
+      ends[line.substr(line.find(' ') + 1)] = {result, TARVKOVAErrGet(), hooks::state().attempts.size()};
     }
   }
 }
 
 TEST(Operations, FailWithoutTheirHashes) {
-  const WithoutHash::mapped_type nothingSent = {-1, 6, 0};
+  const WithoutHash::mapped_type nothingSent = {-1, 6, 0}, updated = {0, 0, 2};
   for (const Operation &operation : operations()) {
-    WithoutHash outcomes = withoutHashes(operation, operation.run);
-    EXPECT_EQ(outcomes[kNoParameters], nothingSent) << operation.unit;
+    WithoutHash ends = withoutHashes(operation.unit, {{"", 500}});
+    EXPECT_EQ(ends["Failed to alloc https request, err=[0x0ABC]"], nothingSent) << operation.unit;
     if (operation.unit != kRegister && operation.unit != kReport) continue;
-    EXPECT_EQ(outcomes["Failed to alloc pTZInfo, err=[0x0ABC]"], nothingSent) << operation.unit;
+    EXPECT_EQ(ends["Failed to alloc pTZInfo, err=[0x0ABC]"], nothingSent) << operation.unit;
   }
-  const Call changePassword = [](Value &) { return update("new"); };
-  WithoutHash outcomes = withoutHashes(operation(kUpdate), changePassword, {{"good"}, {kProfile}});
-  const WithoutHash::mapped_type updated = {0, 0, 2};
-  EXPECT_EQ(outcomes["Failed to alloc notification hash, err=[0x0ABC]"], updated);
+  WithoutHash ends = withoutHashes(kUpdate, {{"good"}, {kProfile}}, [](Value &) { return update("new"); });
+  EXPECT_EQ(ends["Failed to alloc notification hash, err=[0x0ABC]"], updated);
 }
 
 std::vector<std::string> sourceLines(const std::string &unit) {
@@ -291,27 +269,16 @@ std::vector<std::string> sourceLines(const std::string &unit) {
   return lines;
 }
 
-// The line that the unit logged first.
-std::size_t loggedLine(const std::string &unit) {
-  for (const std::string &line : hooks::state().log) {
-    if (line.rfind(unit + ":", 0) == 0) return std::stoul(line.substr(unit.size() + 1));
-  }
-  return 0;
-}
-
-// A line of code that operations share would be the same for all of them, or none of the operation's file.
+// A line of the code that the operations share would be the same for all of them.
 TEST(Operations, LogTheLineOfTheirOwnStatement) {
   std::set<std::size_t> configLines, sendLines;
   for (const Operation &operation : operations()) {
     SCOPED_TRACE(operation.unit);
     const std::vector<std::string> source = sourceLines(operation.unit);
     const auto lineOfFailure = [&](const hooks::Failing &failing) {
-      Device device;
-      device.prepare(operation.files);
-      device.answer({{"", 500}}, failing);
-      Value value = parsed(kBefore);
-      operation.run(value);
-      return loggedLine(operation.unit);
+      Trial trial(operation.unit);
+      trial.replies({{"", 500}}).failing(failing).run();
+      return trial.loggedLine();
     };
     const std::size_t config = lineOfFailure({"TARVEncodingBase64Decode"}), send = lineOfFailure({});
     EXPECT_EQ(config, lineOfFailure({"TARVEncodingBase64Decode"}));
@@ -327,215 +294,223 @@ TEST(Operations, LogTheLineOfTheirOwnStatement) {
   EXPECT_GT(sendLines.size(), operations().size() / 2);
 }
 
+TEST(Operations, RefuseMissingArguments) {
+  const std::string plural = "Bad Parameters", singular = "Bad parameter";
+  const std::tuple<const char *, std::string, Call> calls[] = {
+      {kAuthen, plural, [](Value &v) { return TARVKOVAAccountAuthen(nullptr, "x", nullptr, v); }},
+      {kAuthen, plural, [](Value &v) { return TARVKOVAAccountAuthen("x", nullptr, nullptr, v); }},
+      {kLogin, plural, [](Value &v) { return TARVKOVAAccountLogin(nullptr, "x", v, false); }},
+      {kLogin, plural, [](Value &v) { return TARVKOVAAccountLogin("x", nullptr, v, false); }},
+      {kRegister, plural, [](Value &) { return TARVKOVAAccountRegister(nullptr, "p", "n", true); }},
+      {kRegister, plural, [](Value &) { return TARVKOVAAccountRegister("e", nullptr, "n", true); }},
+      {kRegister, plural, [](Value &) { return TARVKOVAAccountRegister("e", "p", nullptr, true); }},
+      {kMigrate, plural, [](Value &) { return TARVKOVAAccountMigrate(nullptr, "p", Json::arrayValue); }},
+      {kMigrate, plural, [](Value &) { return TARVKOVAAccountMigrate("e", nullptr, Json::arrayValue); }},
+      {kCheck, singular, [](Value &v) { return TARVKOVAAccountServiceCheck(nullptr, "key-1", v); }},
+      {kCheck, singular, [](Value &v) { return TARVKOVAAccountServiceCheck("4711", nullptr, v); }},
+      {kCheck, singular, [](Value &v) { return TARVKOVAAccountServiceCheck("4711", "key-1", v = {}); }},
+      {kPurchases, singular, [](Value &v) { return purchases(nullptr, v); }},
+      {kPurchases, singular, [](Value &v) { return purchases("enu", v = {}); }},
+  };
+  for (const auto &[unit, text, call] : calls) Trial(unit).calling(call).ends(-1, 1, {text});
+}
+
+// The reply may replace the value that the caller's text lies in.
+TEST(Operations, TakeArgumentsFromTheirOwnResult) {
+  static constexpr char kText[] = "ada@kova.example";
+  const Call authen = [](Value &v) { return TARVKOVAAccountAuthen((v = kText).asCString(), "x", nullptr, v); };
+  const Call login = [](Value &v) { return TARVKOVAAccountLogin((v = kText).asCString(), "x", v, false); };
+  const Call check = [](Value &v) { return TARVKOVAAccountServiceCheck("4711", (v["key"] = kText).asCString(), v); };
+  const std::string refused = std::string("ada@kova.example, resp=") + kBadauth;
+  Trial(kAuthen).replies({{kBadauth}}).calling(authen).ends(-1, 14, {"Failed to authen " + refused});
+  Trial(kLogin).replies({{kBadauth}}).calling(login).ends(-1, 14, {"Failed to login " + refused});
+  const hooks::Reply services = {R"({"code":"good","alias":"x","ddns":"y"})"},
+                     none = {R"({"code":"good","entries":[]})"};
+  Trial(kCheck).replies({services, none}).calling(check).ends(0, 0);
+}
+
 // ---- One by one ----
 
 TEST(Operations, PasswordCheckEnds) {
   const std::string refused = "Failed to authen ada@kova.example, resp=";
   for (const char *body : {"{}", "null", "17", "\"badauth\"", R"([{"code":"badauth"}])", R"({"code":"account_userid"})",
                            R"({"code":"bad","code":"good"})"}) {
-    expectReplies(kAuthen, refused, {{body, 0}});
+    Trial(kAuthen).repliedEnds(body, 0, refused);
   }
-  for (const char *word : {"\"\"", "\"x\"", "null", "0", "true", "{}", "[\"good\"]", R"("\u0000good")"}) {
-    expectReplies(kAuthen, refused, {{std::string("{\"code\":") + word + "}", 24}});
+  for (const char *word : {"\"\"", "null", "0", "true", "{}", "[\"good\"]", R"("\u0000good")"}) {
+    Trial(kAuthen).repliedEnds(std::string("{\"code\":") + word + "}", 24, refused);
   }
-  expectReplies(kAuthen, refused,
-                {{R"({"code":"badauth","detail":"no"})", 14}, {R"({"code":"account_unverified"})", 18}});
-  expect(kAuthen, {{{}, -1, 0, {"Failed to get md5 string"}, {"MD5_Update secret"}}});
-  expectRefused(kAuthen, "Bad Parameters",
-                {[](Value &v) { return TARVKOVAAccountAuthen(nullptr, "x", nullptr, v); },
-                 [](Value &v) { return TARVKOVAAccountAuthen("x", nullptr, nullptr, v); }});
-  // The caller's text may lie in the value that the reply replaces.
-  const Call fromReply = [](Value &v) {
-    return TARVKOVAAccountAuthen((v = "ada@kova.example").asCString(), "secret", nullptr, v);
-  };
-  expect(kAuthen, {{{{kBadauth}}, -1, 14, {refused + kBadauth}, {}, {}, fromReply}});
+  Trial(kAuthen).repliedEnds(R"({"code":"badauth","detail":"no"})", 14, refused);
+  Trial(kAuthen).repliedEnds(R"({"code":"account_unverified"})", 18, refused);
+  Trial(kAuthen).failing({"MD5_Update secret"}).ends(-1, 0, {"Failed to get md5 string"});
 }
 
 // Both sign in with the API key: one with a password, one without.
-TEST(Operations, BothLoginsEnd) {
+TEST(Operations, BothSignInsEnd) {
   const std::string registering = "ApiKey not found. Register new one.", unread = "Failed to parse json: ";
+  const std::string registration = "TARVCloudServiceRegisterApiKey";
   for (const std::string unit : {kLogin, kUnified}) {
     const bool isLogin = unit == kLogin;
-    const std::string refused =
-        isLogin ? "Failed to login ada@kova.example, resp="
-                : "DirectLoginByApiKey failed, account=ada@kova.example, http-status: 200 response: ";
-    const auto fails = [&](int32_t code, std::vector<std::string> texts, const Replies &replies,
-                           hooks::Failing failing = {}, const Files &files = {}) {
-      if (!isLogin) texts.push_back(directLoginFailed(code));
-      expect(unit, {{replies, -1, code, texts, std::move(failing), files}});
-    };
+    const std::string refused = isLogin ? "Failed to login ada@kova.example, resp="
+                                        : "DirectLoginByApiKey failed, account=ada@kova.example, "
+                                          "http-status: 200 response: ";
+    const std::string withoutResult = isLogin ? refused + "{}" : unread + "{}";
     for (const std::string body : {"{}", "[]"}) {
-      fails(isLogin ? 5 : 2, {isLogin ? "bad response, no code" : unread + body}, {{body}});
+      Trial(unit).replies({{body}}).fails(isLogin ? 5 : 2, {isLogin ? "bad response, no code" : unread + body});
     }
-    fails(14, {refused + kBadauth}, {{kBadauth}});
-    fails(26, {registering, refused + kUnknownKey}, {{kUnknownKey}, {kUnknownKey}});
-    fails(14, {registering, refused + kBadauth}, {{kUnknownKey}, {kBadauth}});
-    fails(isLogin ? 24 : 2, {registering, (isLogin ? refused : unread) + "{}"}, {{kUnknownKey}, {"{}"}});
-    fails(2, {registering, unread + "<"}, {{kUnknownKey}, {"<"}});
-    fails(4, {registering, kUnsent}, {{kUnknownKey}, {"", 500}});
-    fails(26, {registering, "TARVCloudServiceRegisterApiKey failed"}, {{kUnknownKey}},
-          {"TARVCloudServiceRegisterApiKey"});
-    fails(20, {"Failed to get mac address"}, {}, {}, {{kDeviceFile, "serial=\"S\"\nmac=\"02:00:00:00:00:0g\"\n"}});
-    fails(15, {"Failed to get apikey"}, {}, {"TARVCloudServiceGetApiKey", "TARVCloudServiceGetErrorCode"});
-    fails(19, {isLogin ? "TARVKOVAAccountSet failed, code=19" : "TARVKOVAAccountSet failed"}, {{kKeys}},
-          {"TLIBCFileSetKeys"});
+    Trial(unit).replies({{kBadauth}}).fails(14, {refused + kBadauth});
+    Trial(unit).replies({{kUnknownKey}, {kUnknownKey}}).fails(26, {registering, refused + kUnknownKey});
+    Trial(unit).replies({{kUnknownKey}, {kBadauth}}).fails(14, {registering, refused + kBadauth});
+    Trial(unit).replies({{kUnknownKey}, {"{}"}}).fails(isLogin ? 24 : 2, {registering, withoutResult});
+    Trial(unit).replies({{kUnknownKey}, {"<"}}).fails(2, {registering, unread + "<"});
+    Trial(unit).replies({{kUnknownKey}, {"", 500}}).fails(4, {registering, kUnsent});
+    Trial(unit).replies({{kUnknownKey}}).failing({registration}).fails(26, {registering, registration + " failed"});
+    const Files badAddress = {{kDeviceFile, "serial=\"S\"\nmac=\"02:00:00:00:00:0g\"\n"}};
+    Trial(unit).with(badAddress).fails(20, {"Failed to get mac address"});
+    const hooks::Failing keyFailure = {"TARVCloudServiceGetApiKey", "TARVCloudServiceGetErrorCode"};
+    Trial(unit).failing(keyFailure).fails(15, {"Failed to get apikey"});
+    const std::string unstored = "TARVKOVAAccountSet failed";
+    Trial(unit).replies({{kKeys}}).failing({"TLIBCFileSetKeys"}).fails(19, {unstored + (isLogin ? ", code=19" : "")});
   }
-  expect(kUnified, {{{}, -1, 23, {"TARVKOVAAccountScanExisting failed"}, {"TARVKOVAAccountScanExisting"}}});
-}
-
-TEST(Operations, LoginEnds) {
-  expectRefused(kLogin, "Bad Parameters",
-                {[](Value &v) { return TARVKOVAAccountLogin(nullptr, "x", v, false); },
-                 [](Value &v) { return TARVKOVAAccountLogin("x", nullptr, v, false); }});
-  const Call fromReply = [](Value &v) {
-    return TARVKOVAAccountLogin((v = "ada@kova.example").asCString(), "secret", v, false);
-  };
-  const std::string refused = std::string("Failed to login ada@kova.example, resp=") + kBadauth;
-  const std::string done = "Logged in Kova Center as ada@kova.example";
-  expect(kLogin, {{{{kBadauth}}, -1, 14, {refused}, {}, {}, fromReply}, {{{kKeys}, {"", 500}}, 0, 4, {done}}});
-  Device device;
-  device.expect(operation(kLogin),
-                {{{kKeys}, {kProfile}}, 0, 0, {"Failed to add crontab for kova", done}, {"TARVScheduleSet"}});
-  EXPECT_FALSE(device.exists(kCron));
+  const std::string scan = "TARVKOVAAccountScanExisting", done = "Logged in Kova Center as ada@kova.example";
+  Trial(kUnified).failing({scan}).ends(-1, 23, {scan + " failed"});
+  Trial(kLogin).replies({{kKeys}, {"", 500}}).ends(0, 4, {done});
+  Trial unscheduled(kLogin);
+  unscheduled.replies({{kKeys}, {kProfile}}).failing({"TARVScheduleSet"});
+  unscheduled.ends(0, 0, {"Failed to add crontab for kova", done});
+  EXPECT_FALSE(unscheduled.exists(kCron));
 }
 
 TEST(Operations, QueryEnds) {
   const std::string insufficient = "Server returned insufficient data. resp=", refused = "Failed to query 4711, resp=";
-  for (const auto &[body, shown] : {std::pair{"{}", R"({"code":null})"},
-                                    {"null", R"({"code":null})"},
-                                    {"[ 1 ]", "[1]"},
-                                    {R"("good")", R"("good")"}}) {
-    expect(kQuery, {{{{body}}, -1, 5, {insufficient + shown}}});
-  }
-  const Call intoText = [](Value &) {
-    Value text = "not an object";
-    return TARVKOVAAccountQueryInfo(text, true, false);
-  };
-  expect(kQuery, {{{}, -1, 1, {}, {}, {}, intoText}});
+  Trial(kQuery).replies({{"{}"}}).ends(-1, 5, {insufficient + R"({"code":null})"});
+  Trial(kQuery).replies({{"null"}}).ends(-1, 5, {insufficient + R"({"code":null})"});
+  Trial(kQuery).replies({{"[ 1 ]"}}).ends(-1, 5, {insufficient + "[1]"});
+  Value text = "not an object";
+  Trial(kQuery).calling([&](Value &) { return TARVKOVAAccountQueryInfo(text, true, false); }).ends(-1, 1);
   for (const std::string &name : parsed(kProfile).getMemberNames()) {
     Value reply = parsed(kProfile);
     reply.removeMember(name);
     const std::string body = compact(reply);
-    if (name != "code") expect(kQuery, {{{{body}}, -1, 5, {insufficient + body}}});
-    if (name == "code") expect(kQuery, {{{{body}}, -1, 24, {refused + body + ", code=24"}}});
+    if (name != "code") Trial(kQuery).replies({{body}}).ends(-1, 5, {insufficient + body});
+    if (name == "code") Trial(kQuery).replies({{body}}).ends(-1, 24, {refused + body + ", code=24"});
   }
   for (const auto &[word, code] : {std::pair<Value, int>{"badauthx", 14}, {"badsys", 6}, {"", 24}, {7, 24}}) {
     Value reply = parsed(kProfile);
     reply["code"] = word;
     const std::string body = compact(reply);
-    expect(kQuery, {{{{body}}, -1, code, {refused + body + ", code=" + std::to_string(code)}}});
+    Trial(kQuery).replies({{body}}).ends(-1, code, {refused + body + ", code=" + std::to_string(code)});
   }
 }
 
 TEST(Operations, UpdateEnds) {
-  expectReplies(kUpdate, "Failed to update account:4711, resp=",
-                {{"good", 0}, {"badauth", 14}, {"badparam", 1}, {kGood, 24}, {"", 24}});
-  for (const char *unit : {kUpdate, kPurchases}) {
-    expect(unit, {{{}, -1, 3, {"TARVKOVAAccountGet failed"}, {}, {{kAccountFile, ""}}}});
+  for (const auto &[word, code] : {std::pair{"good", 0}, {"badauth", 14}, {"badparam", 1}, {kGood, 24}, {"", 24}}) {
+    Trial(kUpdate).repliedEnds(word, code, "Failed to update account:4711, resp=");
   }
-  const Files catalogue = {{"/usr/tarv/share/kova/notifications.conf", R"({"KovaPasswordChanged":{"text":"T"}})"}};
-  const std::string noProfile = R"({"code":"x"})";
-  for (const auto &[profile, code, text, failing] :
-       {std::tuple{noProfile.c_str(), 5, "TARVKOVAAccountQueryInfo failed, code=5", ""},
-        {kProfile, 0, "Cant set kova account", "TLIBCSzHashSetValue %KOVA_ACCOUNT%"},
-        {kProfile, 0, "Send notification failed", "TARVSysNotifySendNotifiction"}}) {
-    Device device;
-    const Call changePassword = [](Value &) { return update("new"); };
-    device.expect(operation(kUpdate), {{{"good"}, {profile}}, 0, code, {text}, {failing}, catalogue, changePassword});
-    EXPECT_FALSE(device.exists("/var/log/kova/notifications.jsonl")) << text;
+  for (const char *unit : {kUpdate, kPurchases}) {
+    Trial(unit).with({{kAccountFile, ""}}).ends(-1, 3, {"TARVKOVAAccountGet failed"});
+  }
+  const std::tuple<const char *, const char *, int32_t, std::string> unnotified[] = {
+      {R"({"code":"x"})", "", 5, "TARVKOVAAccountQueryInfo failed, code=5"},
+      {kProfile, "TLIBCSzHashSetValue %KOVA_ACCOUNT%", 0, "Cant set kova account"},
+      {kProfile, "TARVSysNotifySendNotifiction", 0, "Send notification failed"},
+  };
+  for (const auto &[profile, failing, code, text] : unnotified) {
+    Trial trial(kUpdate);
+    trial.with({{"/usr/tarv/share/kova/notifications.conf", R"({"KovaPasswordChanged":{"text":"T"}})"}});
+    trial.replies({{"good"}, {profile}}).failing({failing}).calling([](Value &) { return update("new"); });
+    trial.ends(0, code, {text});
+    EXPECT_FALSE(trial.exists("/var/log/kova/notifications.jsonl")) << text;
   }
 }
 
 TEST(Operations, ReportEnds) {
-  expect(kReport, {{{{"{}"}}, -1, 5},
-                   {{{"[]"}}, -1, 5},
-                   {{}, 0, 0, {}, {}, {{kAccountFile, ""}}},
-                   {{}, 0, 0, {}, {}, {{kInfoFile, "kova_disable_report=\"yes\"\n"}}},
-                   {{{kGood}}, 0, 0, {}, {}, {{kInfoFile, "kova_disable_report=\"Yes\"\ntimezone=\"UTC\"\n"}}}});
-  expectReplies(kReport, "Failed to query service check, resp=", {{kBadauth, 14}});
-}
-
-TEST(Operations, TheTimeZoneMustBeKnown) {
-  const std::string noZone = "failed to get time zone, size need: ", noDetails = "failed to get timezone info[0x0ABC]";
-  for (const char *unit : {kRegister, kReport}) {
-    const auto in = [](const std::string &zone) { return Files{{kInfoFile, "timezone=\"" + zone + "\"\n"}}; };
-    expect(unit, {{{}, -1, 0, {noZone + "-1, err=[0x0ABC]"}, {"TARVZoneGet"}},
-                  {{}, -1, 0, {noZone + "301, err=[0x0ABC]"}, {}, in(std::string(300, 'z'))},
-                  {{}, -1, 6, {noDetails}, {}, in("Europe/Nowhere")},
-                  {{}, -1, 6, {noDetails}, {}, in("../../etc/passwd")},
-                  {{}, -1, 6, {"failed to get tmz[0x0ABC]"}, {"TLIBCSzHashGetValue nameInTZDB"}}});
-  }
+  Trial(kReport).replies({{"{}"}}).ends(-1, 5);
+  Trial(kReport).replies({{"[]"}}).ends(-1, 5);
+  Trial(kReport).repliedEnds(kBadauth, 14, "Failed to query service check, resp=");
+  Trial(kReport).with({{kAccountFile, ""}}).ends(0, 0);
+  Trial(kReport).with({{kInfoFile, "kova_disable_report=\"yes\"\n"}}).ends(0, 0);
+  const Files caseCounts = {{kInfoFile, "kova_disable_report=\"Yes\"\ntimezone=\"UTC\"\n"}};
+  Trial(kReport).with(caseCounts).replies({{kGood}}).ends(0, 0);
 }
 
 TEST(Operations, RegistrationEnds) {
-  expectReplies(kRegister, "Failed to register e, resp=",
-                {{"account_inused", 16}, {"serial_exceed_max_account_register", 17}, {"badparam", 1}, {"no such", 24}});
-  expectRefused(kRegister, "Bad Parameters",
-                {[](Value &) { return TARVKOVAAccountRegister(nullptr, "p", "n", true); },
-                 [](Value &) { return TARVKOVAAccountRegister("e", nullptr, "n", true); },
-                 [](Value &) { return TARVKOVAAccountRegister("e", "p", nullptr, true); }});
+  for (const auto &[word, code] :
+       {std::pair{"account_inused", 16}, {"serial_exceed_max_account_register", 17}, {"x", 24}}) {
+    Trial(kRegister).repliedEnds(word, code, "Failed to register e, resp=");
+  }
   for (const char *unit : {kRegister, kMigrate}) {
-    expect(unit, {{{}, -1, 22, {"TARVVxtokenGenerateToken Failed, err=[0x0ABC]"}, {"MD5_Update 1430TST000001"}}});
+    Trial trial(unit);
+    trial.failing({"MD5_Update 1430TST000001"}).ends(-1, 22, {"TARVVxtokenGenerateToken Failed, err=[0x0ABC]"});
+  }
+}
+
+TEST(Operations, TheTimeZoneMustBeKnown) {
+  for (const char *unit : {kRegister, kReport}) {
+    const std::string noZone = "failed to get time zone, size need: ";
+    Trial(unit).failing({"TARVZoneGet"}).ends(-1, 0, {noZone + "-1, err=[0x0ABC]"});
+    const std::string longZone = "timezone=\"" + std::string(300, 'z') + "\"\n";
+    Trial(unit).with({{kInfoFile, longZone}}).ends(-1, 0, {noZone + "301, err=[0x0ABC]"});
+    for (const std::string zone : {"Europe/Nowhere", "../../etc/passwd"}) {
+      const Files information = {{kInfoFile, "timezone=\"" + zone + "\"\n"}};
+      Trial(unit).with(information).ends(-1, 6, {"failed to get timezone info[0x0ABC]"});
+    }
+    Trial(unit).failing({"TLIBCSzHashGetValue nameInTZDB"}).ends(-1, 6, {"failed to get tmz[0x0ABC]"});
   }
 }
 
 TEST(Operations, ServiceCheckEnds) {
-  const std::string first = R"({"code":"good","alias":"x","ddns":"y"})", second = R"({"code":"good","entries":[]})";
   const std::string refused = R"({"code":"x","entries":1})", text = "Failed to query service check, resp=";
-  static constexpr char kHalf[] = R"({"alias":"x","ddns":"y"})";
-  expectReplies(kCheck, text, {{R"({"code":"badauth","alias":1,"ddns":2})", 14}});
+  constexpr char kHalf[] = R"({"alias":"x","ddns":"y"})";
+  Trial(kCheck).repliedEnds(R"({"code":"badauth","alias":1,"ddns":2})", 14, text);
   for (const char *body : {R"({"code":"good","alias":"x"})", kHalf, R"({"code":"badauth","alias":"x"})", "[]"}) {
-    expect(kCheck, {{{{body}}, -1, 5}});
+    Trial(kCheck).replies({{body}}).ends(-1, 5);
   }
-  const Call fromResult = [](Value &v) {
-    v = parsed(R"({"id":"4711","key":"key-1"})");
-    return TARVKOVAAccountServiceCheck(v["id"].asCString(), v["key"].asCString(), v);
+  const std::tuple<hooks::Reply, int32_t, Texts> seconds[] = {
+      {{kGood}, 5, {}},
+      {{kBadauth}, 5, {}},
+      {{refused}, 24, {text + refused}},
+      {{"<"}, 2, {"Failed to parse json: <"}},
+      {{"", 500}, 4, {kUnsent}},
   };
-  expect(kCheck, {{{{first}, {kGood}}, -1, 5, {}, {}, {}, {}, kHalf},
-                  {{{first}, {kBadauth}}, -1, 5, {}, {}, {}, {}, kHalf},
-                  {{{first}, {refused}}, -1, 24, {text + refused}, {}, {}, {}, kHalf},
-                  {{{first}, {"<"}}, -1, 2, {"Failed to parse json: <"}, {}, {}, {}, kHalf},
-                  {{{first}, {"", 500}}, -1, 4, {kUnsent}, {}, {}, {}, kHalf},
-                  {{{first}, {second}}, 0, 0, {}, {}, {}, fromResult}});
-  expectRefused(kCheck, "Bad parameter",
-                {[](Value &v) { return TARVKOVAAccountServiceCheck(nullptr, "key-1", v); },
-                 [](Value &v) { return TARVKOVAAccountServiceCheck("4711", nullptr, v); },
-                 [](Value &v) { return TARVKOVAAccountServiceCheck("4711", "key-1", v = {}); }});
+  for (const auto &[second, code, texts] : seconds) {
+    const hooks::Reply first = {R"({"code":"good","alias":"x","ddns":"y"})"};
+    Trial(kCheck).replies({first, second}).leaving(kHalf).ends(-1, code, texts);
+  }
 }
 
 TEST(Operations, PurchaseListEnds) {
-  expect(kPurchases, {{{{"{\"entries\":[]}"}}, -1, 5}, {{{"[]"}}, -1, 5}});
-  expectReplies(kPurchases, "Failed to query purchase info, resp=", {{kBadauth, 14}});
-  expectRefused(kPurchases, "Bad parameter",
-                {[](Value &v) { return purchases(nullptr, v); }, [](Value &v) { return purchases("enu", v = {}); }});
+  Trial(kPurchases).replies({{"{\"entries\":[]}"}}).ends(-1, 5);
+  Trial(kPurchases).replies({{"[]"}}).ends(-1, 5);
+  Trial(kPurchases).repliedEnds(kBadauth, 14, "Failed to query purchase info, resp=");
 }
 
 TEST(Operations, MigrationEnds) {
-  expectReplies(kMigrate,
-                "Failed to migrate, resp=", {{"badauth", 14}, {"account_not_found", 25}, {"?", 24}, {"good", 0}});
-  std::vector<Call> refused = {[](Value &) { return TARVKOVAAccountMigrate(nullptr, "p", Json::arrayValue); },
-                               [](Value &) { return TARVKOVAAccountMigrate("e", nullptr, Json::arrayValue); }};
+  for (const auto &[word, code] : {std::pair{"badauth", 14}, {"account_not_found", 25}, {"?", 24}, {"good", 0}}) {
+    Trial(kMigrate).repliedEnds(word, code, "Failed to migrate, resp=");
+  }
   for (const char *list : {R"([{"email":"a","passwd":"b"},{"email":"c"}])", R"([{"passwd":"b"}])", "[7]", "[null]",
                            R"([["email","passwd"]])", "{}", "null"}) {
-    refused.push_back(migrating(list));
+    Trial(kMigrate).calling(migrating(list)).ends(-1, 1, {"Bad Parameters"});
   }
-  expectRefused(kMigrate, "Bad Parameters", refused);
   for (const char *accounts : {"{}", "\"B\"", "true"}) {
-    expectRefused(kMigrate, "Bad parameters", {[=](Value &) { return TARVKOVAAbandonUnmerged(parsed(accounts)); }});
+    const Call abandon = [&](Value &) { return TARVKOVAAbandonUnmerged(parsed(accounts)); };
+    Trial(kMigrate).calling(abandon).ends(-1, 1, {"Bad parameters"});
   }
+  const Call abandonAll = [](Value &) { return TARVKOVAAbandonUnmerged(Value()); };
+  const std::string scan = "TARVKOVAAccountScanExisting";
+  Trial(kMigrate).failing({scan}).ends(-1, 23, {scan + " failed"});
+  Trial(kMigrate).failing({scan}).calling(abandonAll).ends(-1, 23, {scan + " failed"});
   const Files left = {{kRelay, R"({"server_kova":{"account":"eve"},"server_alias":{"alias":"a"}})"},
                       {"/usr/tarv/tarvkova/unify/hook", "#!/bin/sh\n"}};
-  const std::string unhooked = "ExecCustomUnifyHook failed, abandon_list=farlink",
-                    noScan = "TARVKOVAAccountScanExisting";
-  const Call abandonAll = [](Value &) { return TARVKOVAAbandonUnmerged(Value()); };
-  const std::string unmarked = "Failed to update kova_unified in /etc/tarvinfo.conf[0x0ABC]";
-  expect(kMigrate,
-         {{{}, -1, 23, {noScan + " failed"}, {noScan}},
-          {{}, -1, 23, {noScan + " failed"}, {noScan}, {}, abandonAll},
-          {{}, -1, 3, {unhooked}, {"opendir"}, left, abandonAll},
-          {{{"good"}}, 0, 3, {unhooked, R"(TARVKOVAAbandonUnmerged failed, jsonAccounts=["eve"])"}, {"opendir"}, left},
-          {{{"good"}}, 0, 0, {"Failed to restart DDNS", "RestartRelatedServices failed"}, {"TLIBServiceRestart"}},
-          {{{"good"}}, -1, 19, {unmarked}, {"TLIBCINFOSetKeyValue"}}});
+  const std::string unhooked = "ExecCustomUnifyHook failed, abandon_list=farlink";
+  const std::string unabandoned = R"(TARVKOVAAbandonUnmerged failed, jsonAccounts=["eve"])";
+  Trial(kMigrate).with(left).failing({"opendir"}).calling(abandonAll).ends(-1, 3, {unhooked});
+  Trial(kMigrate).with(left).replies({{"good"}}).failing({"opendir"}).ends(0, 3, {unhooked, unabandoned});
+  const Texts unstarted = {"Failed to restart DDNS", "RestartRelatedServices failed"};
+  Trial(kMigrate).replies({{"good"}}).failing({"TLIBServiceRestart"}).ends(0, 0, unstarted);
+  const Texts unmarked = {"Failed to update kova_unified in /etc/tarvinfo.conf[0x0ABC]"};
+  Trial(kMigrate).replies({{"good"}}).failing({"TLIBCINFOSetKeyValue"}).ends(-1, 19, unmarked);
 }
 
 }  // namespace

@@ -56,8 +56,7 @@ TEST_F(Transport, EnvironmentChoosesTheBaseUrls) {
       {"dev", "query-dev", "account-test"},
       {"test2", "query-test2", "account-test"},
       {"Test", "query", "account"},
-      {"dev ", "query", "account"},
-      {"testtesttesttesttesttesttesttesttesttesttesttesttesttesttesttesttest", "query", "account"}};
+  };
   const auto config = std::make_unique<ServerConfig>();
   for (const auto &[setting, first, service] : cases) {
     write("/etc.defaults/tarvinfo.conf", std::string("tarvpkg_server=\"") + setting + "\"");
@@ -86,11 +85,9 @@ TEST_F(Transport, AllocationsOfItsOwnFail) {
     return TARVKOVAGenerateToken("id", nullptr, serial, sizeof serial, token, sizeof token);
   };
   EXPECT_TRUE(ended(without(1024, makeToken), -1, 77, {{kToken, "Fail to allocate"}}));
-  hooks::state().log.clear();
-  EXPECT_TRUE(ended(without(1024, [&] { return TARVKOVAHttpsRequestSend(request_.get(), &response_); }), -1, 6, {}));
-  hooks::state().log.clear();
-  EXPECT_TRUE(ended(without(1024, [&] { return TARVKOVAAccountAuthen("a", "b", nullptr, reply); }), -1, 4,
-                    {{"kova_account_authen", "Failed to send https request. err=[0x0ABC]"}}))
+  EXPECT_EQ(without(1024, [&] { return TARVKOVAHttpsRequestSend(request_.get(), &response_); }), -1);
+  EXPECT_EQ(TARVKOVAErrGet(), 6);
+  EXPECT_TRUE(ended(without(1024, [&] { return TARVKOVAAccountAuthen("a", "b", nullptr, reply); }), -1, 4))
       << "whatever the transport set";
   hooks::state().log.clear();
   EXPECT_TRUE(ended(without(sizeof "cXVlcnkua292YS5leGFtcGxl", [&] { return TARVKOVAServerConfigGet(config.get()); }),
@@ -119,17 +116,17 @@ TEST_F(Transport, SerialNumberComesFromTheDevice) {
       {"custom_serial=\"C1\"\nserial=\"F1\"\n", "C1", ""},
       {"custom_serial=\"123456789012345678901234567890123456\"\n", "123456789012345678901234567890", ""},
       {"custom_serial=\"\"\nserial=\"F1\"\n", "F1", ""},
-      {"serial=\"F1\"\n", "F1", ""},
       {"serial=\"-1\"\n", "-1", "Serial number is invalid: [-1][0x0ABC]"},
       {"serial=\"\xC3\xBC\"\n", "\xC3\xBC", "Serial number is invalid: [\xC3\xBC][0x0ABC]"},
-      {"", "", "Failed to get serial number from flash. [0x0ABC]"}};
+      {"", "", "Failed to get serial number from flash. [0x0ABC]"},
+  };
   for (const auto &[device, expected, text] : cases) {
     answer();
     write(kDeviceFile, device);
     char serial[64] = "";
     EXPECT_EQ(TARVKOVAGetSerialNumber(serial, sizeof serial), text.empty() ? 0 : -1) << device;
     EXPECT_STREQ(serial, expected) << device;
-    EXPECT_TRUE(loggedExactly(text.empty() ? std::vector<LogLine>() : std::vector<LogLine>{{kToken, text}})) << device;
+    EXPECT_TRUE(text.empty() ? hooks::state().log.empty() : loggedExactly({{kToken, text}})) << device;
   }
   answer();
   char cut[4] = "";
@@ -220,8 +217,8 @@ TEST_F(Transport, TheFormBeginsWithSerialAndToken) {
   request_->method = 1;
   EXPECT_EQ(send(), 0);
   EXPECT_EQ(attempt().url, kUrl + "?" + identity + escaped) << "a GET carries everything in its URL";
-  for (const auto &[option, value] : hooks::state().options)
-    EXPECT_TRUE(option != CURLOPT_POST && option != CURLOPT_POSTFIELDS);
+  for (const auto &set : hooks::state().options)
+    EXPECT_TRUE(set.first != CURLOPT_POST && set.first != CURLOPT_POSTFIELDS);
   request_->method = 0;
 
   std::strcpy(request_->account.kovaID, "id");
@@ -245,11 +242,10 @@ TEST_F(Transport, TheFormBeginsWithSerialAndToken) {
 }
 
 TEST_F(Transport, OptionsAreSetInOrderAndMayFail) {
-  const std::string code = "code=48, err=An unknown option was passed in to libcurl",
-                    value = "return value=" + code.substr(5);
-  const std::string verification = "Failed to set curl opt error:(48)An unknown option was passed in to libcurl";
-  const std::string post = kUrl + ", Failed to set POST parameters, " + code,
-                    url = "Failed to set url to " + kUrl + ", " + code;
+  const std::string unknown = "An unknown option was passed in to libcurl", value = "return value=48, err=" + unknown;
+  const std::string verification = "Failed to set curl opt error:(48)" + unknown;
+  const std::string post = kUrl + ", Failed to set POST parameters, code=48, err=" + unknown;
+  const std::string url = "Failed to set url to " + kUrl + ", code=48, err=" + unknown;
   const std::string header = "failed to set req=" + kUrl + ", header=Host: " + kBase + ", " + value;
   struct Case {
     CURLoption option;
@@ -260,24 +256,26 @@ TEST_F(Transport, OptionsAreSetInOrderAndMayFail) {
     request_->short_timeout = isShort;
     ASSERT_EQ(send(), 0);
     const std::string seconds = isShort ? "15" : "120";
-    const Case cases[] = {{CURLOPT_POST, "1", post},
-                          {CURLOPT_POSTFIELDS, attempt().form, post},
-                          {CURLOPT_URL, kUrl, url},
-                          {CURLOPT_FOLLOWLOCATION, "1", url},
-                          {CURLOPT_USERAGENT, "TestDevice/1.0", "failed to set agent=TestDevice/1.0, " + value},
-                          {CURLOPT_HTTPHEADER, "[]", header},
-                          {CURLOPT_SSL_VERIFYPEER, "1", verification},
-                          {CURLOPT_SSL_VERIFYHOST, "2", verification},
-                          {CURLOPT_CAPATH, at("/etc/ssl/certs/ca-certificates.crt"), verification},
-                          {CURLOPT_SSLVERSION, "1", verification},
-                          {CURLOPT_LOW_SPEED_LIMIT, "128", "Failed to set time-out, " + value, false},
-                          {CURLOPT_LOW_SPEED_TIME, "60", "Failed to set time-out, " + value, false},
-                          {CURLOPT_CONNECTTIMEOUT, seconds, "failed to set time-out, " + value, false},
-                          {CURLOPT_TIMEOUT, seconds, "failed to set time-out, " + value},
-                          {CURLOPT_WRITEFUNCTION, "", "failed to write function WriteMemoryCallback, " + value},
-                          {CURLOPT_WRITEDATA, "", "failed to write data, " + value},
-                          {CURLOPT_IPRESOLVE, "0", ""},
-                          {CURLOPT_REDIR_PROTOCOLS_STR, "https", verification}};
+    const Case cases[] = {
+        {CURLOPT_POST, "1", post},
+        {CURLOPT_POSTFIELDS, attempt().form, post},
+        {CURLOPT_URL, kUrl, url},
+        {CURLOPT_FOLLOWLOCATION, "1", url},
+        {CURLOPT_USERAGENT, "TestDevice/1.0", "failed to set agent=TestDevice/1.0, " + value},
+        {CURLOPT_HTTPHEADER, "[]", header},
+        {CURLOPT_SSL_VERIFYPEER, "1", verification},
+        {CURLOPT_SSL_VERIFYHOST, "2", verification},
+        {CURLOPT_CAPATH, at("/etc/ssl/certs/ca-certificates.crt"), verification},
+        {CURLOPT_SSLVERSION, "1", verification},
+        {CURLOPT_LOW_SPEED_LIMIT, "128", "Failed to set time-out, " + value, false},
+        {CURLOPT_LOW_SPEED_TIME, "60", "Failed to set time-out, " + value, false},
+        {CURLOPT_CONNECTTIMEOUT, seconds, "failed to set time-out, " + value, false},
+        {CURLOPT_TIMEOUT, seconds, "failed to set time-out, " + value},
+        {CURLOPT_WRITEFUNCTION, "", "failed to write function WriteMemoryCallback, " + value},
+        {CURLOPT_WRITEDATA, "", "failed to write data, " + value},
+        {CURLOPT_IPRESOLVE, "0", ""},
+        {CURLOPT_REDIR_PROTOCOLS_STR, "https", verification},
+    };
     std::vector<std::pair<CURLoption, std::string>> expected;
     for (const Case &row : cases) expected.emplace_back(row.option, row.value);
     EXPECT_EQ(hooks::state().options, expected);
@@ -326,18 +324,22 @@ TEST_F(Transport, NameAndTimeOutFailuresAreTriedAgain) {
     std::size_t pauses;
     std::string text;
   };
-  const hooks::Reply late = {"", 0, CURLE_OPERATION_TIMEDOUT}, noHost = {"", 0, CURLE_COULDNT_RESOLVE_HOST},
-                     noProxy = {"", 0, CURLE_COULDNT_RESOLVE_PROXY};
-  const hooks::Reply half = {"{\"half\":", 200, CURLE_OPERATION_TIMEDOUT}, refused = {"", 0, CURLE_COULDNT_CONNECT},
-                     untrusted = {"", 0, CURLE_PEER_FAILED_VERIFICATION};
-  const std::string gaveUp = "request packages, httpResponseCode=0",
-                    refusal = "curl perform, code=7, err=Couldn't connect to server";
+  const auto ending = [](CURLcode result, const char *body = "") { return hooks::Reply{body, 200, result}; };
+  const hooks::Reply late = ending(CURLE_OPERATION_TIMEDOUT), noHost = ending(CURLE_COULDNT_RESOLVE_HOST);
+  const hooks::Reply noProxy = ending(CURLE_COULDNT_RESOLVE_PROXY),
+                     half = ending(CURLE_OPERATION_TIMEDOUT, "{\"half\":");
+  const std::string gaveUp = "request packages, httpResponseCode=0";
+  const std::string refusal = "curl perform, code=7, err=Couldn't connect to server";
   const std::string distrust = "curl perform, code=60, err=SSL peer certificate or SSH remote key was not OK";
   const Case cases[] = {
-      {false, {noHost}, -1, {0, 0, 1}, 3, gaveUp}, {true, {noProxy}, -1, {0, 1}, 2, gaveUp},
-      {false, {late, kReply}, 0, {0, 0}, 1, ""},   {false, {late, noHost, kReply}, 0, {0, 0, 1}, 2, ""},
-      {false, {half, kReply}, 0, {0, 0}, 1, ""},   {true, {half}, -1, {0, 1}, 2, gaveUp},
-      {false, {refused}, -1, {0}, 0, refusal},     {false, {late, untrusted}, -1, {0, 0}, 1, distrust}};
+      {false, {noHost}, -1, {0, 0, 1}, 3, gaveUp},
+      {true, {noProxy}, -1, {0, 1}, 2, gaveUp},
+      {true, {half}, -1, {0, 1}, 2, gaveUp},
+      {false, {late, noHost, kReply}, 0, {0, 0, 1}, 2, ""},
+      {false, {half, kReply}, 0, {0, 0}, 1, ""},
+      {false, {ending(CURLE_COULDNT_CONNECT)}, -1, {0}, 0, refusal},
+      {false, {late, ending(CURLE_PEER_FAILED_VERIFICATION)}, -1, {0, 0}, 1, distrust},
+  };
   for (const Case &row : cases) {
     SCOPED_TRACE(&row - cases);
     request_->short_timeout = row.isShort;
@@ -346,8 +348,8 @@ TEST_F(Transport, NameAndTimeOutFailuresAreTriedAgain) {
     for (const hooks::Attempt &attempt : hooks::state().attempts) families.push_back(attempt.ipResolve);
     EXPECT_EQ(families, row.families);
     EXPECT_EQ(hooks::state().pauses, std::vector<unsigned>(row.pauses, 1));
-    EXPECT_TRUE(loggedExactly(row.result == 0 ? std::vector<LogLine>()
-                                              : std::vector<LogLine>{{kUnit, kUrl + ", Failed to " + row.text}}));
+    const LogLine line = {kUnit, kUrl + ", Failed to " + row.text};
+    EXPECT_TRUE(row.result == 0 ? hooks::state().log.empty() : loggedExactly({line}));
     EXPECT_STREQ(response_.body, row.result == 0 ? "{}" : nullptr);
     EXPECT_EQ(response_.http_status, row.result == 0 ? 200 : 0);
     EXPECT_EQ(response_.transfer_result, row.replies.back().result);
@@ -355,7 +357,7 @@ TEST_F(Transport, NameAndTimeOutFailuresAreTriedAgain) {
 }
 
 TEST_F(Transport, OnlyStatus200WithABodyIsAReply) {
-  for (const long status : {0L, 201L, 204L, 302L, 401L, 500L}) {
+  for (const long status : {0L, 201L, 302L, 500L}) {
     EXPECT_TRUE(ended(send({{"{}", status}}), -1, 4,
                       {{kUnit, kUrl + ", Failed to request packages, httpResponseCode=" + std::to_string(status)}}));
     EXPECT_EQ(response_.http_status, status);
@@ -368,8 +370,8 @@ TEST_F(Transport, OnlyStatus200WithABodyIsAReply) {
   EXPECT_EQ(send({{large, 200, CURLE_OK, 1 << 20}}), 0);
   EXPECT_EQ(std::strlen(response_.body), large.size());
   response_.transfer_result = 28;
-  for (HttpsResponse *response : {&response_, &response_, static_cast<HttpsResponse *>(nullptr)})
-    TARVKOVAHttpsResponseFree(response);
+  for (int i = 0; i < 2; ++i) TARVKOVAHttpsResponseFree(&response_);
+  TARVKOVAHttpsResponseFree(nullptr);
   EXPECT_TRUE(response_.body == nullptr && response_.http_status == 0);
   EXPECT_EQ(response_.transfer_result, 28) << "releasing keeps it";
   EXPECT_TRUE(ended(
