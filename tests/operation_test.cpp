@@ -88,7 +88,8 @@ const std::vector<Operation> &operations() {
 // One run of an operation, on a device of its own.
 class Trial : public DeviceTest {
  public:
-  explicit Trial(const std::string &unit) : operation_(*std::ranges::find(operations(), unit, &Operation::unit)) {
+  explicit Trial(const std::string &unit, std::vector<hooks::Reply> replies = {})
+      : operation_(*std::ranges::find(operations(), unit, &Operation::unit)), replies_(std::move(replies)) {
     with(operation_.files);
   }
   void TestBody() override {}
@@ -97,9 +98,9 @@ class Trial : public DeviceTest {
     for (const auto &[path, text] : files) writeProgram(path, text);
     return *this;
   }
-  Trial &replies(std::vector<hooks::Reply> replies) { return replies_ = std::move(replies), *this; }
   Trial &failing(hooks::Failing failing) { return failing_ = std::move(failing), *this; }
-  Trial &withoutHash(int number) { return failingHash_ = number, *this; }
+  // The first hash that is asked for cannot be allocated.
+  Trial &withoutHash() { return failingHash_ = 1, *this; }
   Trial &calling(Call call) { return call_ = std::move(call), *this; }
   // What a failure makes of the caller's value, when it does not keep it.
   Trial &leaving(const char *value) { return left_ = value, *this; }
@@ -135,10 +136,6 @@ class Trial : public DeviceTest {
     if (operation_.unit == kUnified) texts.push_back(again);
     ends(-1, code, texts);
   }
-  // One reply, which is logged when it is not a success.
-  void repliedEnds(const std::string &body, int32_t code, const std::string &text) {
-    replies({{body + " "}}).ends(code == 0 ? 0 : -1, code, code == 0 ? Texts() : Texts{text + body});
-  }
   // The line of code that the unit's first log line names.
   std::size_t loggedLine() const {
     for (const std::string &line : hooks::state().log) {
@@ -158,12 +155,18 @@ class Trial : public DeviceTest {
   Value value_ = parsed(kBefore);
 };
 
+// Whether the operation ends so with this reply, which is logged when it is not a success.
+void expectReply(const char *unit, const std::string &body, int32_t code, const std::string &text) {
+  if (code == 0) Trial(unit, {{body + " "}}).ends(0, 0);
+  if (code != 0) Trial(unit, {{body + " "}}).ends(-1, code, {text + body});
+}
+
 // ---- What all of them have in common ----
 
 TEST(Operations, SendNothingWhenAParameterCannotBeSet) {
   for (const Operation &operation : operations()) {
-    Trial complete(operation.unit);
-    complete.replies({{"", 500}}).run();
+    Trial complete(operation.unit, {{"", 500}});
+    complete.run();
     std::istringstream form(sent());
     std::set<std::string> keys;
     for (std::string pair; std::getline(form, pair, '&');) keys.insert(pair.substr(0, pair.find('=')));
@@ -179,8 +182,7 @@ TEST(Operations, SendNothingWhenAParameterCannotBeSet) {
 TEST(Operations, SurviveAnyReply) {
   for (const Operation &operation : operations()) {
     for (const char *body : {"null", "[]", "7", "\"good\"", "{\"code\":{}}", "{\"code\":[{\"good\":1}],\"x\":1}"}) {
-      Trial trial(operation.unit);
-      trial.replies({{body}}).run();
+      Trial(operation.unit, {{body}}).run();
       EXPECT_NE(TARVKOVAErrGet(), 6) << operation.unit << body;
     }
   }
@@ -220,43 +222,19 @@ TEST(Operations, FailWithTheirSteps) {
     Trial(unit).failing({"TARVEncodingBase64Decode"}).fails(23, {"TARVKOVAServerConfigGet, code=6"});
     Trial(unit).with({{kDeviceFile, ""}}).fails(8, {"Failed to get serial number, err=[0x0ABC]"});
     Trial(unit).with({{kDeviceFile, "serial=\"-1\"\nmac=\"02:00:00:00:00:01\"\n"}}).fails(4, {unsent});
-    for (const long status : {204L, 401L, 500L}) Trial(unit).replies({{kGood, status}}).fails(4, {unsent});
+    for (const long status : {204L, 401L, 500L}) Trial(unit, {{kGood, status}}).fails(4, {unsent});
     const bool isJson = operation.refusedReply.empty();
     const int32_t code = isJson ? 2 : 24;
     const std::string refused = isJson ? "Failed to parse json: " : operation.refusedReply;
     for (const std::string &body : {std::string("<html>"), std::string("\xEF\xBB\xBF{}"), std::string(1001, '[')}) {
-      Trial(unit).replies({{body}}).fails(code, {refused + body});
+      Trial(unit, {{body}}).fails(code, {refused + body});
     }
-    Trial(unit).replies({{"  "}}).fails(code, {refused});
-    Trial(unit).replies({{std::string("\0{}", 3)}}).fails(code, {refused});
-    Trial(unit).replies({{kGood}}).failing({"strdup"}).fails(code, {refused});
+    Trial(unit, {{"  "}}).fails(code, {refused});
+    Trial(unit, {{std::string("\0{}", 3)}}).fails(code, {refused});
+    Trial(unit, {{kGood}}).failing({"strdup"}).fails(code, {refused});
   }
-}
-
-// Result, error code and requests of an operation that lacks one of its hashes, by the texts that are logged then.
-using WithoutHash = std::map<std::string, std::tuple<int, int32_t, std::size_t>>;
-WithoutHash withoutHashes(const std::string &unit, const std::vector<hooks::Reply> &replies, const Call &call = {}) {
-  WithoutHash ends;
-  for (int hash = 1;; ++hash) {
-    Trial trial(unit);
-    const int result = trial.replies(replies).calling(call).withoutHash(hash).run();
-    if (hooks::state().hashes < hash) return ends;
-    for (const std::string &line : hooks::state().log) {
-      ends[line.substr(line.find(' ') + 1)] = {result, TARVKOVAErrGet(), hooks::state().attempts.size()};
-    }
-  }
-}
-
-TEST(Operations, FailWithoutTheirHashes) {
-  const WithoutHash::mapped_type nothingSent = {-1, 6, 0}, updated = {0, 0, 2};
-  for (const Operation &operation : operations()) {
-    WithoutHash ends = withoutHashes(operation.unit, {{"", 500}});
-    EXPECT_EQ(ends["Failed to alloc https request, err=[0x0ABC]"], nothingSent) << operation.unit;
-    if (operation.unit != kRegister && operation.unit != kReport) continue;
-    EXPECT_EQ(ends["Failed to alloc pTZInfo, err=[0x0ABC]"], nothingSent) << operation.unit;
-  }
-  WithoutHash ends = withoutHashes(kUpdate, {{"good"}, {kProfile}}, [](Value &) { return update("new"); });
-  EXPECT_EQ(ends["Failed to alloc notification hash, err=[0x0ABC]"], updated);
+  Trial(kAuthen).withoutHash().fails(6, {"Failed to alloc https request, err=[0x0ABC]"});
+  Trial(kRegister).withoutHash().fails(6, {"Failed to alloc pTZInfo, err=[0x0ABC]"});
 }
 
 std::vector<std::string> sourceLines(const std::string &unit) {
@@ -276,8 +254,8 @@ TEST(Operations, LogTheLineOfTheirOwnStatement) {
     SCOPED_TRACE(operation.unit);
     const std::vector<std::string> source = sourceLines(operation.unit);
     const auto lineOfFailure = [&](const hooks::Failing &failing) {
-      Trial trial(operation.unit);
-      trial.replies({{"", 500}}).failing(failing).run();
+      Trial trial(operation.unit, {{"", 500}});
+      trial.failing(failing).run();
       return trial.loggedLine();
     };
     const std::size_t config = lineOfFailure({"TARVEncodingBase64Decode"}), send = lineOfFailure({});
@@ -295,24 +273,24 @@ TEST(Operations, LogTheLineOfTheirOwnStatement) {
 }
 
 TEST(Operations, RefuseMissingArguments) {
-  const std::string plural = "Bad Parameters", singular = "Bad parameter";
-  const std::tuple<const char *, std::string, Call> calls[] = {
-      {kAuthen, plural, [](Value &v) { return TARVKOVAAccountAuthen(nullptr, "x", nullptr, v); }},
-      {kAuthen, plural, [](Value &v) { return TARVKOVAAccountAuthen("x", nullptr, nullptr, v); }},
-      {kLogin, plural, [](Value &v) { return TARVKOVAAccountLogin(nullptr, "x", v, false); }},
-      {kLogin, plural, [](Value &v) { return TARVKOVAAccountLogin("x", nullptr, v, false); }},
-      {kRegister, plural, [](Value &) { return TARVKOVAAccountRegister(nullptr, "p", "n", true); }},
-      {kRegister, plural, [](Value &) { return TARVKOVAAccountRegister("e", nullptr, "n", true); }},
-      {kRegister, plural, [](Value &) { return TARVKOVAAccountRegister("e", "p", nullptr, true); }},
-      {kMigrate, plural, [](Value &) { return TARVKOVAAccountMigrate(nullptr, "p", Json::arrayValue); }},
-      {kMigrate, plural, [](Value &) { return TARVKOVAAccountMigrate("e", nullptr, Json::arrayValue); }},
-      {kCheck, singular, [](Value &v) { return TARVKOVAAccountServiceCheck(nullptr, "key-1", v); }},
-      {kCheck, singular, [](Value &v) { return TARVKOVAAccountServiceCheck("4711", nullptr, v); }},
-      {kCheck, singular, [](Value &v) { return TARVKOVAAccountServiceCheck("4711", "key-1", v = {}); }},
-      {kPurchases, singular, [](Value &v) { return purchases(nullptr, v); }},
-      {kPurchases, singular, [](Value &v) { return purchases("enu", v = {}); }},
-  };
-  for (const auto &[unit, text, call] : calls) Trial(unit).calling(call).ends(-1, 1, {text});
+  for (const bool second : {false, true}) {
+    const char *x = second ? "x" : nullptr, *y = second ? nullptr : "y";
+    const std::pair<const char *, Call> calls[] = {
+        {kAuthen, [=](Value &v) { return TARVKOVAAccountAuthen(x, y, nullptr, v); }},
+        {kLogin, [=](Value &v) { return TARVKOVAAccountLogin(x, y, v, false); }},
+        {kRegister, [=](Value &) { return TARVKOVAAccountRegister(x, y, "n", true); }},
+        {kRegister, [=](Value &) { return TARVKOVAAccountRegister("e", x, y, true); }},
+        {kMigrate, [=](Value &) { return TARVKOVAAccountMigrate(x, y, Json::arrayValue); }},
+        {kCheck, [=](Value &v) { return TARVKOVAAccountServiceCheck(x, y, v); }},
+        {kCheck, [=](Value &v) { return TARVKOVAAccountServiceCheck("4711", "key-1", v = {}); }},
+        {kPurchases, [=](Value &v) { return purchases(nullptr, v); }},
+        {kPurchases, [=](Value &v) { return purchases("enu", v = {}); }},
+    };
+    for (const auto &[unit, call] : calls) {
+      const bool isSingular = unit == kCheck || unit == kPurchases;
+      Trial(unit).calling(call).ends(-1, 1, {isSingular ? "Bad parameter" : "Bad Parameters"});
+    }
+  }
 }
 
 // The reply may replace the value that the caller's text lies in.
@@ -320,13 +298,9 @@ TEST(Operations, TakeArgumentsFromTheirOwnResult) {
   static constexpr char kText[] = "ada@kova.example";
   const Call authen = [](Value &v) { return TARVKOVAAccountAuthen((v = kText).asCString(), "x", nullptr, v); };
   const Call login = [](Value &v) { return TARVKOVAAccountLogin((v = kText).asCString(), "x", v, false); };
-  const Call check = [](Value &v) { return TARVKOVAAccountServiceCheck("4711", (v["key"] = kText).asCString(), v); };
   const std::string refused = std::string("ada@kova.example, resp=") + kBadauth;
-  Trial(kAuthen).replies({{kBadauth}}).calling(authen).ends(-1, 14, {"Failed to authen " + refused});
-  Trial(kLogin).replies({{kBadauth}}).calling(login).ends(-1, 14, {"Failed to login " + refused});
-  const hooks::Reply services = {R"({"code":"good","alias":"x","ddns":"y"})"},
-                     none = {R"({"code":"good","entries":[]})"};
-  Trial(kCheck).replies({services, none}).calling(check).ends(0, 0);
+  Trial(kAuthen, {{kBadauth}}).calling(authen).ends(-1, 14, {"Failed to authen " + refused});
+  Trial(kLogin, {{kBadauth}}).calling(login).ends(-1, 14, {"Failed to login " + refused});
 }
 
 // ---- One by one ----
@@ -335,13 +309,13 @@ TEST(Operations, PasswordCheckEnds) {
   const std::string refused = "Failed to authen ada@kova.example, resp=";
   for (const char *body : {"{}", "null", "17", "\"badauth\"", R"([{"code":"badauth"}])", R"({"code":"account_userid"})",
                            R"({"code":"bad","code":"good"})"}) {
-    Trial(kAuthen).repliedEnds(body, 0, refused);
+    expectReply(kAuthen, body, 0, refused);
   }
   for (const char *word : {"\"\"", "null", "0", "true", "{}", "[\"good\"]", R"("\u0000good")"}) {
-    Trial(kAuthen).repliedEnds(std::string("{\"code\":") + word + "}", 24, refused);
+    expectReply(kAuthen, std::string("{\"code\":") + word + "}", 24, refused);
   }
-  Trial(kAuthen).repliedEnds(R"({"code":"badauth","detail":"no"})", 14, refused);
-  Trial(kAuthen).repliedEnds(R"({"code":"account_unverified"})", 18, refused);
+  expectReply(kAuthen, R"({"code":"badauth","detail":"no"})", 14, refused);
+  expectReply(kAuthen, R"({"code":"account_unverified"})", 18, refused);
   Trial(kAuthen).failing({"MD5_Update secret"}).ends(-1, 0, {"Failed to get md5 string"});
 }
 
@@ -351,61 +325,57 @@ TEST(Operations, BothSignInsEnd) {
   const std::string registration = "TARVCloudServiceRegisterApiKey";
   for (const std::string unit : {kLogin, kUnified}) {
     const bool isLogin = unit == kLogin;
-    const std::string refused = isLogin ? "Failed to login ada@kova.example, resp="
-                                        : "DirectLoginByApiKey failed, account=ada@kova.example, "
-                                          "http-status: 200 response: ";
+    const std::string direct = "DirectLoginByApiKey failed, account=ada@kova.example, http-status: 200 response: ";
+    const std::string refused = isLogin ? "Failed to login ada@kova.example, resp=" : direct;
     const std::string withoutResult = isLogin ? refused + "{}" : unread + "{}";
     for (const std::string body : {"{}", "[]"}) {
-      Trial(unit).replies({{body}}).fails(isLogin ? 5 : 2, {isLogin ? "bad response, no code" : unread + body});
+      Trial(unit, {{body}}).fails(isLogin ? 5 : 2, {isLogin ? "bad response, no code" : unread + body});
     }
-    Trial(unit).replies({{kBadauth}}).fails(14, {refused + kBadauth});
-    Trial(unit).replies({{kUnknownKey}, {kUnknownKey}}).fails(26, {registering, refused + kUnknownKey});
-    Trial(unit).replies({{kUnknownKey}, {kBadauth}}).fails(14, {registering, refused + kBadauth});
-    Trial(unit).replies({{kUnknownKey}, {"{}"}}).fails(isLogin ? 24 : 2, {registering, withoutResult});
-    Trial(unit).replies({{kUnknownKey}, {"<"}}).fails(2, {registering, unread + "<"});
-    Trial(unit).replies({{kUnknownKey}, {"", 500}}).fails(4, {registering, kUnsent});
-    Trial(unit).replies({{kUnknownKey}}).failing({registration}).fails(26, {registering, registration + " failed"});
+    Trial(unit, {{kBadauth}}).fails(14, {refused + kBadauth});
+    Trial(unit, {{kUnknownKey}, {kUnknownKey}}).fails(26, {registering, refused + kUnknownKey});
+    Trial(unit, {{kUnknownKey}, {"{}"}}).fails(isLogin ? 24 : 2, {registering, withoutResult});
+    Trial(unit, {{kUnknownKey}, {"", 500}}).fails(4, {registering, kUnsent});
+    Trial(unit, {{kUnknownKey}}).failing({registration}).fails(26, {registering, registration + " failed"});
     const Files badAddress = {{kDeviceFile, "serial=\"S\"\nmac=\"02:00:00:00:00:0g\"\n"}};
     Trial(unit).with(badAddress).fails(20, {"Failed to get mac address"});
     const hooks::Failing keyFailure = {"TARVCloudServiceGetApiKey", "TARVCloudServiceGetErrorCode"};
     Trial(unit).failing(keyFailure).fails(15, {"Failed to get apikey"});
     const std::string unstored = "TARVKOVAAccountSet failed";
-    Trial(unit).replies({{kKeys}}).failing({"TLIBCFileSetKeys"}).fails(19, {unstored + (isLogin ? ", code=19" : "")});
+    Trial(unit, {{kKeys}}).failing({"TLIBCFileSetKeys"}).fails(19, {unstored + (isLogin ? ", code=19" : "")});
   }
   const std::string scan = "TARVKOVAAccountScanExisting", done = "Logged in Kova Center as ada@kova.example";
   Trial(kUnified).failing({scan}).ends(-1, 23, {scan + " failed"});
-  Trial(kLogin).replies({{kKeys}, {"", 500}}).ends(0, 4, {done});
-  Trial unscheduled(kLogin);
-  unscheduled.replies({{kKeys}, {kProfile}}).failing({"TARVScheduleSet"});
-  unscheduled.ends(0, 0, {"Failed to add crontab for kova", done});
+  Trial(kLogin, {{kKeys}, {"", 500}}).ends(0, 4, {done});
+  Trial unscheduled(kLogin, {{kKeys}, {kProfile}});
+  unscheduled.failing({"TARVScheduleSet"}).ends(0, 0, {"Failed to add crontab for kova", done});
   EXPECT_FALSE(unscheduled.exists(kCron));
 }
 
 TEST(Operations, QueryEnds) {
   const std::string insufficient = "Server returned insufficient data. resp=", refused = "Failed to query 4711, resp=";
-  Trial(kQuery).replies({{"{}"}}).ends(-1, 5, {insufficient + R"({"code":null})"});
-  Trial(kQuery).replies({{"null"}}).ends(-1, 5, {insufficient + R"({"code":null})"});
-  Trial(kQuery).replies({{"[ 1 ]"}}).ends(-1, 5, {insufficient + "[1]"});
+  Trial(kQuery, {{"{}"}}).ends(-1, 5, {insufficient + R"({"code":null})"});
+  Trial(kQuery, {{"null"}}).ends(-1, 5, {insufficient + R"({"code":null})"});
+  Trial(kQuery, {{"[ 1 ]"}}).ends(-1, 5, {insufficient + "[1]"});
   Value text = "not an object";
   Trial(kQuery).calling([&](Value &) { return TARVKOVAAccountQueryInfo(text, true, false); }).ends(-1, 1);
   for (const std::string &name : parsed(kProfile).getMemberNames()) {
     Value reply = parsed(kProfile);
     reply.removeMember(name);
     const std::string body = compact(reply);
-    if (name != "code") Trial(kQuery).replies({{body}}).ends(-1, 5, {insufficient + body});
-    if (name == "code") Trial(kQuery).replies({{body}}).ends(-1, 24, {refused + body + ", code=24"});
+    if (name != "code") Trial(kQuery, {{body}}).ends(-1, 5, {insufficient + body});
+    if (name == "code") Trial(kQuery, {{body}}).ends(-1, 24, {refused + body + ", code=24"});
   }
   for (const auto &[word, code] : {std::pair<Value, int>{"badauthx", 14}, {"badsys", 6}, {"", 24}, {7, 24}}) {
     Value reply = parsed(kProfile);
     reply["code"] = word;
     const std::string body = compact(reply);
-    Trial(kQuery).replies({{body}}).ends(-1, code, {refused + body + ", code=" + std::to_string(code)});
+    Trial(kQuery, {{body}}).ends(-1, code, {refused + body + ", code=" + std::to_string(code)});
   }
 }
 
 TEST(Operations, UpdateEnds) {
   for (const auto &[word, code] : {std::pair{"good", 0}, {"badauth", 14}, {"badparam", 1}, {kGood, 24}, {"", 24}}) {
-    Trial(kUpdate).repliedEnds(word, code, "Failed to update account:4711, resp=");
+    expectReply(kUpdate, word, code, "Failed to update account:4711, resp=");
   }
   for (const char *unit : {kUpdate, kPurchases}) {
     Trial(unit).with({{kAccountFile, ""}}).ends(-1, 3, {"TARVKOVAAccountGet failed"});
@@ -416,28 +386,26 @@ TEST(Operations, UpdateEnds) {
       {kProfile, "TARVSysNotifySendNotifiction", 0, "Send notification failed"},
   };
   for (const auto &[profile, failing, code, text] : unnotified) {
-    Trial trial(kUpdate);
+    Trial trial(kUpdate, {{"good"}, {profile}});
     trial.with({{"/usr/tarv/share/kova/notifications.conf", R"({"KovaPasswordChanged":{"text":"T"}})"}});
-    trial.replies({{"good"}, {profile}}).failing({failing}).calling([](Value &) { return update("new"); });
-    trial.ends(0, code, {text});
+    trial.failing({failing}).calling([](Value &) { return update("new"); }).ends(0, code, {text});
     EXPECT_FALSE(trial.exists("/var/log/kova/notifications.jsonl")) << text;
   }
 }
 
 TEST(Operations, ReportEnds) {
-  Trial(kReport).replies({{"{}"}}).ends(-1, 5);
-  Trial(kReport).replies({{"[]"}}).ends(-1, 5);
-  Trial(kReport).repliedEnds(kBadauth, 14, "Failed to query service check, resp=");
+  for (const char *body : {"{}", "[]"}) Trial(kReport, {{body}}).ends(-1, 5);
+  expectReply(kReport, kBadauth, 14, "Failed to query service check, resp=");
   Trial(kReport).with({{kAccountFile, ""}}).ends(0, 0);
   Trial(kReport).with({{kInfoFile, "kova_disable_report=\"yes\"\n"}}).ends(0, 0);
   const Files caseCounts = {{kInfoFile, "kova_disable_report=\"Yes\"\ntimezone=\"UTC\"\n"}};
-  Trial(kReport).with(caseCounts).replies({{kGood}}).ends(0, 0);
+  Trial(kReport, {{kGood}}).with(caseCounts).ends(0, 0);
 }
 
 TEST(Operations, RegistrationEnds) {
   for (const auto &[word, code] :
        {std::pair{"account_inused", 16}, {"serial_exceed_max_account_register", 17}, {"x", 24}}) {
-    Trial(kRegister).repliedEnds(word, code, "Failed to register e, resp=");
+    expectReply(kRegister, word, code, "Failed to register e, resp=");
   }
   for (const char *unit : {kRegister, kMigrate}) {
     Trial trial(unit);
@@ -462,9 +430,9 @@ TEST(Operations, TheTimeZoneMustBeKnown) {
 TEST(Operations, ServiceCheckEnds) {
   const std::string refused = R"({"code":"x","entries":1})", text = "Failed to query service check, resp=";
   constexpr char kHalf[] = R"({"alias":"x","ddns":"y"})";
-  Trial(kCheck).repliedEnds(R"({"code":"badauth","alias":1,"ddns":2})", 14, text);
+  expectReply(kCheck, R"({"code":"badauth","alias":1,"ddns":2})", 14, text);
   for (const char *body : {R"({"code":"good","alias":"x"})", kHalf, R"({"code":"badauth","alias":"x"})", "[]"}) {
-    Trial(kCheck).replies({{body}}).ends(-1, 5);
+    Trial(kCheck, {{body}}).ends(-1, 5);
   }
   const std::tuple<hooks::Reply, int32_t, Texts> seconds[] = {
       {{kGood}, 5, {}},
@@ -475,19 +443,18 @@ TEST(Operations, ServiceCheckEnds) {
   };
   for (const auto &[second, code, texts] : seconds) {
     const hooks::Reply first = {R"({"code":"good","alias":"x","ddns":"y"})"};
-    Trial(kCheck).replies({first, second}).leaving(kHalf).ends(-1, code, texts);
+    Trial(kCheck, {first, second}).leaving(kHalf).ends(-1, code, texts);
   }
 }
 
 TEST(Operations, PurchaseListEnds) {
-  Trial(kPurchases).replies({{"{\"entries\":[]}"}}).ends(-1, 5);
-  Trial(kPurchases).replies({{"[]"}}).ends(-1, 5);
-  Trial(kPurchases).repliedEnds(kBadauth, 14, "Failed to query purchase info, resp=");
+  for (const char *body : {"{\"entries\":[]}", "[]"}) Trial(kPurchases, {{body}}).ends(-1, 5);
+  expectReply(kPurchases, kBadauth, 14, "Failed to query purchase info, resp=");
 }
 
 TEST(Operations, MigrationEnds) {
   for (const auto &[word, code] : {std::pair{"badauth", 14}, {"account_not_found", 25}, {"?", 24}, {"good", 0}}) {
-    Trial(kMigrate).repliedEnds(word, code, "Failed to migrate, resp=");
+    expectReply(kMigrate, word, code, "Failed to migrate, resp=");
   }
   for (const char *list : {R"([{"email":"a","passwd":"b"},{"email":"c"}])", R"([{"passwd":"b"}])", "[7]", "[null]",
                            R"([["email","passwd"]])", "{}", "null"}) {
@@ -506,11 +473,11 @@ TEST(Operations, MigrationEnds) {
   const std::string unhooked = "ExecCustomUnifyHook failed, abandon_list=farlink";
   const std::string unabandoned = R"(TARVKOVAAbandonUnmerged failed, jsonAccounts=["eve"])";
   Trial(kMigrate).with(left).failing({"opendir"}).calling(abandonAll).ends(-1, 3, {unhooked});
-  Trial(kMigrate).with(left).replies({{"good"}}).failing({"opendir"}).ends(0, 3, {unhooked, unabandoned});
+  Trial(kMigrate, {{"good"}}).with(left).failing({"opendir"}).ends(0, 3, {unhooked, unabandoned});
   const Texts unstarted = {"Failed to restart DDNS", "RestartRelatedServices failed"};
-  Trial(kMigrate).replies({{"good"}}).failing({"TLIBServiceRestart"}).ends(0, 0, unstarted);
+  Trial(kMigrate, {{"good"}}).failing({"TLIBServiceRestart"}).ends(0, 0, unstarted);
   const Texts unmarked = {"Failed to update kova_unified in /etc/tarvinfo.conf[0x0ABC]"};
-  Trial(kMigrate).replies({{"good"}}).failing({"TLIBCINFOSetKeyValue"}).ends(-1, 19, unmarked);
+  Trial(kMigrate, {{"good"}}).failing({"TLIBCINFOSetKeyValue"}).ends(-1, 19, unmarked);
 }
 
 }  // namespace

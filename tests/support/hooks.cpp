@@ -77,25 +77,12 @@ using hooks::current;
 
 extern "C" {
 
-// Too large an allocation fails under the sanitizers as it does without them.
-const char *__asan_default_options() {
-  return "allocator_may_return_null=1";
-}
-
 void vsyslog(int priority, const char *format, va_list arguments) {
   if (priority == LOG_ERR) hooks::capture(format, arguments);
 }
 void __vsyslog_chk(int priority, int, const char *format, va_list arguments) {
   vsyslog(priority, format, arguments);
 }
-
-// Under the sanitizers, memory is theirs to hand out.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__clang__)
-void *__libc_malloc(std::size_t size);
-void *malloc(std::size_t size) noexcept {
-  return size != 0 && size == current.failingAllocation ? nullptr : __libc_malloc(size);
-}
-#endif
 
 unsigned sleep(unsigned seconds) {
   // The fuzzer has a thread of its own that sleeps.
@@ -123,8 +110,7 @@ CURLcode curl_easy_setopt(CURL *handle, CURLoption option, ...) {
   } else if (option < CURLOPTTYPE_OBJECTPOINT) {
     const long value = va_arg(arguments, long);
     shown = std::to_string(value);
-    const bool isShortened = option == CURLOPT_TIMEOUT && current.timeoutMilliseconds != 0;
-    result = isShortened ? real(handle, CURLOPT_TIMEOUT_MS, current.timeoutMilliseconds) : real(handle, option, value);
+    result = real(handle, option, value);
   } else {
     void *value = va_arg(arguments, void *);
     if (option == CURLOPT_WRITEFUNCTION) {

@@ -38,10 +38,9 @@ struct State {
   std::vector<unsigned> pauses;    // the seconds given to sleep
   std::optional<std::time_t> now;  // what time() tells, when set
   Failing failing;
-  int failingHash = 0;                // which allocation of a hash fails, counted from 1
-  int hashes = 0;                     // the allocations of hashes so far
-  int cloudError = 1;                 // what a failing TARVCloudServiceGetErrorCode tells
-  std::size_t failingAllocation = 0;  // the size of which no memory is to be had, without the sanitizers
+  int failingHash = 0;  // which allocation of a hash fails, counted from 1
+  int hashes = 0;       // the allocations of hashes so far
+  int cloudError = 1;   // what a failing TARVCloudServiceGetErrorCode tells
 
   // The system calls that change files. Counted from 1, the process ends before the one at `cutAt`, and the one at
   // `failAt` fails with `failWith`.
@@ -50,10 +49,9 @@ struct State {
   int failAt = 0;
   int failWith = 0;
 
-  bool wired = false;            // replies come from here instead of from the network
-  std::vector<Reply> replies;    // one for each attempt; the last one stays
-  bool hugeChunk = false;        // the collector is told of a chunk that no memory can hold
-  long timeoutMilliseconds = 0;  // in place of CURLOPT_TIMEOUT, when set
+  bool wired = false;          // replies come from here instead of from the network
+  std::vector<Reply> replies;  // one for each attempt; the last one stays
+  bool hugeChunk = false;      // the collector is told of a chunk that no memory can hold
   std::vector<Attempt> attempts;
   std::vector<std::pair<CURLoption, std::string>> options;  // in the order set; numbers in decimal
   std::map<CURLoption, CURLcode> optionFailures;
