@@ -1,4 +1,4 @@
-// Any account file: reading never crashes, and a write keeps every other key and gives its own back.
+// Reads any account file without a crash; a write keeps every other key and can be read back.
 #include <kova/kova.h>
 
 #include <cstring>

@@ -1,4 +1,5 @@
-// Any reply of the service, to every operation that reads one: no crash, and no key of the account file but its own.
+// Gives any reply of the service to every operation that reads one: none crashes, or changes another key of the account
+// file.
 #include <kova/kova.h>
 
 #include <algorithm>

@@ -201,7 +201,7 @@ TEST_F(Session, LoginStoresSchedulesLogsAndRefreshes) {
 
 TEST_F(Session, TheScheduleIsOneRandomHourAWeek) {
   std::set<int> days, hours;
-  for (int i = 0; i < 200; ++i) {
+  for (int i = 0; i < 100; ++i) {
     remove(kCron);
     answer({{kKeys}, {kProfile}});
     hooks::state().now = kNow + i;
@@ -215,7 +215,7 @@ TEST_F(Session, TheScheduleIsOneRandomHourAWeek) {
     days.insert(day);
   }
   EXPECT_EQ(days, (std::set<int>{0, 1, 2, 3, 4, 5, 6}));
-  EXPECT_TRUE(hours.size() > 20 && *hours.begin() >= 0 && *hours.rbegin() < 24);
+  EXPECT_TRUE(hours.size() > 18 && *hours.begin() >= 0 && *hours.rbegin() < 24);
 }
 
 TEST_F(Session, ALoginThatOnlyChecksChangesNothingAndADeviceThatDoesNotReportIsNotScheduled) {

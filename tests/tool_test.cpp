@@ -157,7 +157,7 @@ TEST_F(Tool, AccountsAreUnified) {
           {"abandon --all --yes --json", "", 0, R"("services":["package","farlink","ddns"])"},
           {"unify", "", 0, "This device is unified; sign in"}});
   EXPECT_EQ(read("/var/log/kova/unify.log"), "ddns\npackage,farlink,ddns\n");
-  makeDevice("--relay-account ada@kova.example --relay-alias ada");  // which takes the mark off, too
+  makeDevice("--relay-account ada@kova.example --relay-alias ada");  // this also removes the mark
   fs::remove(at("/etc/kova.conf"));
   const std::string noKeys = R"(--action get_auth_key body '{"code":"good"}')";
   expect({{"unify", "", 3, "gave it no key", "", noKeys}});
@@ -175,7 +175,7 @@ TEST_F(Tool, AccountsAreUnified) {
   expect({{"unify", "", 0, "signed in as cyd@kova.example"}, {"status", "", 0, "Cyd"}});
 }
 
-// On a terminal of its own: a question is answered as soon as it stands there, without echo of a password.
+// On a terminal of its own. A question is answered as soon as it is shown; passwords must not be echoed.
 TEST_F(Tool, TheTerminalIsAskedAndShownWhatFits) {
   makeDevice("--relay-account bob@kova.example --relay-alias a-name-that-is-wider-than-the-terminal-will-be");
   struct Talk {

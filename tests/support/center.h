@@ -53,13 +53,11 @@ class Center {
   std::string state() const { return directory_.path(); }
 
   void command(const std::string &words, const std::string &input = "") const {
-    const std::size_t name = words.find(' ');
-    const std::string line =
-        "printf '%s\\n' '" + input + "' | " KOVA_CENTER " " + words + " --state " + state() + " > /dev/null";
-    EXPECT_EQ(std::system(line.c_str()), 0) << words.substr(0, name);
+    const std::string line = "printf '%s\\n' '" + input + "' | " KOVA_CENTER " " + words + " --state " + state();
+    EXPECT_EQ(std::system((line + " > /dev/null").c_str()), 0) << words;
   }
 
-  // What it journalled: the requests' lines.
+  // The requests that it received, in order.
   std::vector<Json::Value> journal() const {
     std::vector<Json::Value> requests;
     std::istringstream lines(readFile(directory_.path() / "journal.jsonl"));

@@ -51,8 +51,7 @@ class DeviceTest : public testing::Test {
   void write(std::string_view devicePath, std::string_view text) const { writeFile(at(devicePath), text); }
   // The same, executable when it is a script.
   void writeProgram(std::string_view devicePath, std::string_view text) const;
-  // From here on these replies come in place of the network's, and these functions fail; what was recorded is
-  // forgotten.
+  // From now on these replies stand in for the network and these functions fail. What was recorded is forgotten.
   void answer(std::vector<hooks::Reply> replies = {}, hooks::Failing failing = {});
   bool has(std::string_view devicePath, const std::string &text) const {
     return read(devicePath).find(text) != std::string::npos;

@@ -40,11 +40,9 @@ bool fails(const std::string &name, const char *text = "") {
 }
 
 // Whether this system call fails.
-bool isCut(const char *name) {
+bool isFailing(const char *name) {
   current.systemCalls.emplace_back(name);
-  const int call = static_cast<int>(current.systemCalls.size());
-  if (call == current.cutAt) _exit(kCut);
-  if (call != current.failAt) return false;
+  if (std::ssize(current.systemCalls) != current.failAt) return false;
   errno = current.failWith;
   return true;
 }
@@ -141,9 +139,6 @@ CURLcode curl_easy_perform(CURL *handle) {
     const std::size_t length = std::min(reply.chunk, reply.body.size() - at);
     if (hooks::writeFunction(reply.body.data() + at, 1, length, hooks::writeData) != length) return CURLE_WRITE_ERROR;
   }
-  if (current.hugeChunk && hooks::writeFunction(reply.body.data(), SIZE_MAX / 4, 1, hooks::writeData) == 0) {
-    return CURLE_WRITE_ERROR;
-  }
   return reply.result;
 }
 
@@ -166,24 +161,10 @@ char *strdup(const char *text) noexcept {
   return isReply && hooks::fails("strdup") ? nullptr : real(text);
 }
 
-// A line of a program that cannot be read: both answers come together.
-char *fgets(char *buffer, int size, FILE *stream) {
-  const char *line = hooks::next<char *(*)(char *, int, FILE *)>("fgets")(buffer, size, stream);
-  return line == nullptr || hooks::fails("fgets", line) ? nullptr : buffer;
-}
-int ferror(FILE *stream) noexcept {
-  return hooks::fails("ferror") ? 1 : hooks::next<int (*)(FILE *)>("ferror")(stream);
-}
-
-TLIBCSzHash *TLIBCSzHashAlloc(size_t size) {
-  if (++current.hashes == current.failingHash) return nullptr;
-  return hooks::next<TLIBCSzHash *(*)(size_t)>("TLIBCSzHashAlloc")(size);
-}
-
 #define SYSTEM_CALL(type, name, parameters, arguments)               \
   type name parameters {                                             \
     static const auto real = hooks::next<type(*) parameters>(#name); \
-    return hooks::isCut(#name) ? -1 : real arguments;                \
+    return hooks::isFailing(#name) ? -1 : real arguments;            \
   }
 SYSTEM_CALL(int, flock, (int fd, int operation), (fd, operation))
 SYSTEM_CALL(ssize_t, write, (int fd, const void *data, size_t size), (fd, data, size))
@@ -196,7 +177,7 @@ int openat64(int directory, const char *path, int flags, ...) {
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
   static const auto real = hooks::next<int (*)(int, const char *, int, ...)>("openat64");
-  return hooks::isCut("openat") ? -1 : real(directory, path, flags, mode);
+  return hooks::isFailing("openat") ? -1 : real(directory, path, flags, mode);
 }
 
 // A function that fails when a test says so, maybe only for one text, and is the real one otherwise.
@@ -215,6 +196,7 @@ FALLIBLE_FOR(std::string(static_cast<const char *>(d), n).c_str(), int, MD5_Upda
              (c, d, n), 0)
 FALLIBLE(TLIBCSzList *, TLIBCSzListAlloc, (size_t n), (n), nullptr)
 FALLIBLE(int, TLIBCSzListPush, (TLIBCSzList * l, const char *t), (l, t), -1)
+FALLIBLE(TLIBCSzHash *, TLIBCSzHashAlloc, (size_t n), (n), nullptr)
 FALLIBLE_FOR(k, const char *, TLIBCSzHashGetValue, (const TLIBCSzHash *h, const char *k), (h, k), nullptr)
 FALLIBLE_FOR(k, int, TLIBCSzHashSetValue, (TLIBCSzHash * h, const char *k, const char *v), (h, k, v), -1)
 FALLIBLE_FOR(t, int, TLIBCStrCat, (TLIBCSzText * b, const char *t), (b, t), -1)

@@ -30,7 +30,7 @@ struct Attempt {
   long ipResolve = -1;
 };
 
-// The functions that fail, by name, or by name and the text that they are given: "TLIBCSzHashSetValue action".
+// The functions that fail: a name, or a name and the text that the function is given ("TLIBCSzHashSetValue action").
 using Failing = std::set<std::string>;
 
 struct State {
@@ -38,29 +38,21 @@ struct State {
   std::vector<unsigned> pauses;    // the seconds given to sleep
   std::optional<std::time_t> now;  // what time() tells, when set
   Failing failing;
-  int failingHash = 0;  // which allocation of a hash fails, counted from 1
-  int hashes = 0;       // the allocations of hashes so far
-  int cloudError = 1;   // what a failing TARVCloudServiceGetErrorCode tells
+  int cloudError = 1;  // what a failing TARVCloudServiceGetErrorCode tells
 
-  // The system calls that change files. Counted from 1, the process ends before the one at `cutAt`, and the one at
-  // `failAt` fails with `failWith`.
+  // The system calls that change files. Counted from 1, the one at `failAt` fails with `failWith`.
   std::vector<std::string> systemCalls;
-  int cutAt = 0;
   int failAt = 0;
   int failWith = 0;
 
   bool wired = false;          // replies come from here instead of from the network
   std::vector<Reply> replies;  // one for each attempt; the last one stays
-  bool hugeChunk = false;      // the collector is told of a chunk that no memory can hold
   std::vector<Attempt> attempts;
   std::vector<std::pair<CURLoption, std::string>> options;  // in the order set; numbers in decimal
   std::map<CURLoption, CURLcode> optionFailures;
 };
 
 State &state();
-
-// The exit status of a process that ended at `cutAt`.
-inline constexpr int kCut = 77;
 
 // Everything back to the real functions.
 void reset();
