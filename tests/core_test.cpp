@@ -9,6 +9,7 @@
 #include <memory>
 #include <tuple>
 
+#include "base/text.h"
 #include "support/device.h"
 
 namespace {
@@ -184,7 +185,7 @@ TEST_F(Core, AccountReadFailures) {
 TEST_F(Core, LongValuesAreCutToTheirField) {
   const std::string value(5000, 'x');
   std::string file = std::string(kIdentity) + "last_query_time=\"010\"\n";
-  for (const std::string &key : kKeys) file += key + "=\"" + value + "\"\n";
+  for (const std::string &key : kKeys) file.append(key).append("=\"").append(value).append("\"\n");
   write(kAccountFile, file + "vx_auth_key=\"" + value + "\"\n");
   ASSERT_EQ(TARVKOVAAccountGet(info_.get()), 0);
   EXPECT_EQ(info_->kovaID, value.substr(0, 4095));
@@ -259,7 +260,7 @@ TEST_F(Core, AccountWriteFailuresLeaveTheFile) {
   for (const auto &[serial, failing, code, text] : cases) {
     *info_ = {};
     std::strcpy(info_->vx_auth_key, "key");
-    std::strcpy(info_->kovaIDSerial, serial.c_str());
+    kova::copyText(info_->kovaIDSerial, serial.c_str());
     info_->last_query_time = 5;
     answer({}, {failing});
     EXPECT_TRUE(ended(TARVKOVAAccountSet(info_.get()), -1, code, {{kWrite, text}}));
