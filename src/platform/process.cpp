@@ -97,7 +97,7 @@ class ChildWaitGuard {
     sigemptyset(&ends);
     sigaddset(&ends, SIGCHLD);
     pthread_sigmask(SIG_BLOCK, &ends, &mask_);
-    struct sigaction standard {};
+    struct sigaction standard = {};
     standard.sa_handler = SIG_DFL;
     sigaction(SIGCHLD, &standard, &action_);
   }

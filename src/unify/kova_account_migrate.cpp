@@ -33,7 +33,7 @@ constexpr char kAbandonList[] = "KOVA_ABANDON_LIST";
 bool isHook(const dirent &entry, const char *path) {
   if (entry.d_type == DT_REG) return true;
   if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return false;
-  struct stat target {};
+  struct stat target = {};
   return stat(DevicePath(path).c_str(), &target) == 0 && S_ISREG(target.st_mode);
 }
 

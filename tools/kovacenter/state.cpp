@@ -18,7 +18,7 @@ constexpr const char *kLockFile = "lock";
 constexpr const char *kRunFile = "run.json";
 
 struct flock wholeFileLock() {
-  struct flock lock {};
+  struct flock lock = {};
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
   return lock;
@@ -29,7 +29,7 @@ struct flock wholeFileLock() {
 State::State(const std::filesystem::path &directory) : directory_(std::filesystem::absolute(directory)) {
   std::filesystem::create_directories(directory_.parent_path());
   if (mkdir(directory_.c_str(), 0700) == 0) return;
-  struct stat status {};
+  struct stat status = {};
   if (errno != EEXIST || stat(directory_.c_str(), &status) < 0) throwErrno(directory_.string());
   if (!S_ISDIR(status.st_mode)) throw std::runtime_error(directory_.string() + " is no directory");
   if (status.st_uid != geteuid()) throw std::runtime_error(directory_.string() + " belongs to another user");

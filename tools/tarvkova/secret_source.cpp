@@ -19,7 +19,7 @@ constexpr std::size_t kLargestFile = std::size_t{1} << 20;
 Descriptor openSecrets(const std::string &path) {
   Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
   if (!file) throw localFailure("cannot open " + path + ": " + std::strerror(errno));
-  struct stat status {};
+  struct stat status = {};
   if (fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & (S_IRGRP | S_IROTH)) != 0) {
     writeMessage("warning: " + path + " can be read by other users");
   }

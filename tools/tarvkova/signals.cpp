@@ -9,7 +9,7 @@ HeldSignals::HeldSignals(std::initializer_list<int> signals) {
   sigset_t held;
   sigemptyset(&held);
   for (const int signal : signals) {
-    struct sigaction action {};
+    struct sigaction action = {};
     if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) sigaddset(&held, signal);
   }
   descriptor_ = Descriptor(signalfd(-1, &held, SFD_CLOEXEC | SFD_NONBLOCK));

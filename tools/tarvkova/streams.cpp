@@ -29,7 +29,7 @@ void prepareStreams() {
   dup2(STDERR_FILENO, STDOUT_FILENO);
   // With a handler that does nothing, writing to a closed pipe fails. Were the signal ignored, the programs that are
   // started would ignore it, too.
-  struct sigaction action {};
+  struct sigaction action = {};
   action.sa_handler = [](int) {};
   sigaction(SIGPIPE, &action, nullptr);
 }
