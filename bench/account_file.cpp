@@ -51,7 +51,7 @@ std::map<std::string, std::string> parsePlainly(std::string_view text) {
     const std::string_view line = text.substr(0, text.find('\n'));
     text.remove_prefix(std::min(line.size() + 1, text.size()));
     const std::size_t equals = line.find('=');
-    if (equals == line.npos) continue;
+    if (equals == std::string::npos) continue;
     std::string_view value = line.substr(equals + 1);
     if (value.size() >= 2 && value.front() == '"' && value.back() == '"') value = value.substr(1, value.size() - 2);
     values.emplace(line.substr(0, equals), value);

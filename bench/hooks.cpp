@@ -96,7 +96,7 @@ void repeat(const Transfer &transfer) {
   long status = 0;
   const CURLcode result = curl_easy_perform(curl.get());
   curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
-  if (result != CURLE_OK || status != 200 || body.find("\"good\"") == body.npos) {
+  if (result != CURLE_OK || status != 200 || body.find("\"good\"") == std::string::npos) {
     throw std::runtime_error("the repeated transfer failed");
   }
 }

@@ -1,4 +1,4 @@
-// Signing in with the device's API key: what this has in common with and without a password.
+// The steps of signing in with the device's API key. They are the same with a password and without one.
 #pragma once
 
 #include <json/value.h>

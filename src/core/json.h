@@ -28,7 +28,7 @@ bool truthOf(const Json::Value &value);
 // Numbers and booleans as a number, text as the finite number that it spells; anything else as 0.
 double numberOf(const Json::Value &value);
 
-// The value as one line of JSON.
+// The value as one line of JSON with all digits of its numbers, for log lines.
 std::string compactText(const Json::Value &value);
 
 }  // namespace kova

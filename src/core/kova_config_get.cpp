@@ -33,7 +33,7 @@ class AccountFile {
     const SzList list(TLIBCSzListAlloc(512));
     values_.reset(TLIBCSzHashAlloc(512));
     const auto pushed = [&](const char *key) { return TLIBCSzListPush(list.get(), key) >= 0; };
-    if (!list || !values_ || !std::all_of(keys.begin(), keys.end(), pushed)) {
+    if (!list || !values_ || !std::ranges::all_of(keys, pushed)) {
       return fail(here(), KOVA_ERR_SYSTEM, "Out of memory!!");
     }
     if (TLIBCFileGetKeys(kAccountFile, list.get(), values_.get(), "=") < 0) {

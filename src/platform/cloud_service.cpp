@@ -61,8 +61,8 @@ std::string newKey() {
 // The key in the text of the key file; empty where the text is not a key.
 std::string keyIn(std::string_view text) {
   const std::string_view key = trimmed(text, isSpace);
-  const bool good = key.size() < kKeyBufferSize && std::all_of(key.begin(), key.end(), [](char c) { return c > ' '; });
-  return std::string(good ? key : "");
+  const bool isKey = key.size() < kKeyBufferSize && std::ranges::all_of(key, [](char c) { return c > ' '; });
+  return std::string(isKey ? key : "");
 }
 
 std::string storedKey() {
@@ -77,7 +77,7 @@ std::string storedKey() {
 // The path of the key file, whose directory exists from then on.
 std::string keyFileToWrite() {
   std::string path = devicePath(kKeyFile);
-  makeDirectory(path.substr(0, path.rfind('/')), kPrivateDirectory);
+  makeParentDirectory(path, kPrivateDirectory);
   return path;
 }
 
@@ -131,8 +131,8 @@ std::optional<std::array<unsigned char, 6>> hardwareAddress(const ifaddrs &inter
   std::array<unsigned char, 6> address;
   if (link.sll_hatype != ARPHRD_ETHER || link.sll_halen != address.size()) return std::nullopt;
   std::copy_n(link.sll_addr, address.size(), address.begin());
-  const bool none = std::all_of(address.begin(), address.end(), [](unsigned char byte) { return byte == 0; });
-  if (none || (interface.ifa_flags & IFF_LOOPBACK) != 0) return std::nullopt;
+  const bool isZero = std::ranges::all_of(address, [](unsigned char byte) { return byte == 0; });
+  if (isZero || (interface.ifa_flags & IFF_LOOPBACK) != 0) return std::nullopt;
   return address;
 }
 

@@ -23,7 +23,7 @@ bool isPlainRelativePath(std::string_view text) {
     const std::size_t slash = text.find('/');
     const std::string_view component = text.substr(0, slash);
     if (component.empty() || component == "." || component == "..") return false;
-    if (slash == text.npos) return true;
+    if (slash == std::string::npos) return true;
     text.remove_prefix(slash + 1);
   }
 }

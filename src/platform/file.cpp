@@ -51,7 +51,7 @@ std::string followLinks(std::string path) {
     const ssize_t length = readlink(path.c_str(), target.data(), target.size());
     if (length < 0) return path;
     const std::size_t directory = target[0] == '/' ? 0 : path.rfind('/') + 1;
-    path.replace(directory, path.npos, target.data(), static_cast<std::size_t>(length));
+    path.replace(directory, std::string::npos, target.data(), static_cast<std::size_t>(length));
   }
   throw Failure{TLIBC_ERR_OPEN_FAILED};
 }
@@ -114,6 +114,14 @@ class TemporaryFile {
   Descriptor file_;
 };
 
+void makeDirectory(const std::string &path, mode_t mode) {
+  if (mkdir(path.c_str(), mode) == 0 || errno == EEXIST) return;
+  const std::size_t slash = path.rfind('/');
+  if (errno != ENOENT || slash == std::string::npos || slash == 0) throw Failure{TLIBC_ERR_WRITE_FAILED};
+  makeDirectory(path.substr(0, slash), 0755);
+  if (mkdir(path.c_str(), mode) != 0 && errno != EEXIST) throw Failure{TLIBC_ERR_WRITE_FAILED};
+}
+
 }  // namespace
 
 std::string readFile(const std::string &path) {
@@ -126,7 +134,7 @@ void updateFile(const std::string &path, mode_t newMode, const FileEdit &edit, E
   const std::string real = followLinks(path);
   const std::size_t slash = real.rfind('/');
   const std::string name = real.substr(slash + 1);
-  require(slash != real.npos && !name.empty());
+  require(slash != std::string::npos && !name.empty());
   const std::string parent = real.substr(0, slash + 1);
   const Descriptor directory(retried([&] { return open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   if (!directory) throw Failure{openFailure()};
@@ -153,12 +161,8 @@ void updateFile(const std::string &path, mode_t newMode, const FileEdit &edit, E
   sync(directory, true);
 }
 
-void makeDirectory(const std::string &path, mode_t mode) {
-  if (mkdir(path.c_str(), mode) == 0 || errno == EEXIST) return;
-  const std::size_t slash = path.rfind('/');
-  if (errno != ENOENT || slash == path.npos || slash == 0) throw Failure{TLIBC_ERR_WRITE_FAILED};
-  makeDirectory(path.substr(0, slash), 0755);
-  if (mkdir(path.c_str(), mode) != 0 && errno != EEXIST) throw Failure{TLIBC_ERR_WRITE_FAILED};
+void makeParentDirectory(const std::string &path, mode_t mode) {
+  makeDirectory(path.substr(0, path.rfind('/')), mode);
 }
 
 }  // namespace kova::platform

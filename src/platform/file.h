@@ -25,7 +25,7 @@ enum class ExistingMode { kKept, kReplaced };
 void updateFile(const std::string &path, mode_t newMode, const FileEdit &edit,
                 ExistingMode existingMode = ExistingMode::kKept);
 
-// Makes the directory, and those above it (mode 0755), where they are missing.
-void makeDirectory(const std::string &path, mode_t mode);
+// Makes the directory of the file at `path`, and those above it (mode 0755), where they are missing.
+void makeParentDirectory(const std::string &path, mode_t mode);
 
 }  // namespace kova::platform

@@ -6,12 +6,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
+#include <chrono>
 #include <cstddef>
 #include <ctime>
 
 #include "base/descriptor.h"
 #include "base/json.h"
+#include "base/utc_time.h"
 #include "platform/device_path.h"
 #include "platform/file.h"
 #include "platform/last_error.h"
@@ -52,17 +53,13 @@ Json::Value jsonText(std::string_view text) {
 }
 
 std::string timestamp() {
-  const std::time_t now = std::time(nullptr);
-  std::tm utc;
-  std::array<char, 32> text;
-  gmtime_r(&now, &utc);
-  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc)};
+  return utcText(std::chrono::system_clock::from_time_t(std::time(nullptr)), "%Y-%m-%dT%H:%M:%SZ");
 }
 
 void appendLine(std::string_view log, const Json::Value &object) {
   const std::string line = jsonLine(object) + "\n";
   const std::string path = devicePath(log);
-  makeDirectory(path.substr(0, path.rfind('/')), 0755);
+  makeParentDirectory(path, 0755);
   constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
   const Descriptor file(retried([&] { return open(path.c_str(), kFlags, 0600); }));
   if (!file) throw Failure{TLIBC_ERR_OPEN_FAILED};

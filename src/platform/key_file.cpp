@@ -34,9 +34,9 @@ struct KeyEntry {
 // A line with a NUL is not an entry, since callers read texts only up to a NUL.
 std::optional<KeyEntry> parseLine(std::string_view line, std::string_view separator) {
   line = trimmedFront(line, isBlank);
-  if (line.starts_with('#') || line.find('\0') != line.npos) return std::nullopt;
+  if (line.starts_with('#') || line.find('\0') != std::string::npos) return std::nullopt;
   const std::size_t found = separator.size() == 1 ? line.find(separator.front()) : line.find(separator);
-  if (found == line.npos) return std::nullopt;
+  if (found == std::string::npos) return std::nullopt;
   const std::string_view key = trimmed(line.substr(0, found), isBlank);
   if (key.empty()) return std::nullopt;
   std::string_view value = trimmedFront(line.substr(found + separator.size()), isBlank);
@@ -92,7 +92,7 @@ class LineFormat {
   std::string make(std::string_view key, std::string_view value) const {
     std::string line;
     line.append(pieces_[0]).append(key).append(pieces_[1]).append(value).append(pieces_[2]);
-    if (line.find_first_of("\r\n") != line.npos || parseLine(line, separator_) != KeyEntry{key, value}) {
+    if (line.find_first_of("\r\n") != std::string::npos || parseLine(line, separator_) != KeyEntry{key, value}) {
       throw Failure{TLIBC_ERR_BAD_VALUE};
     }
     return line;
@@ -173,7 +173,7 @@ int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSzHash *has
     for (Lines lines(text); lines.next(line);) {
       const std::optional<KeyEntry> entry = parseLine(line.text, separator);
       if (!entry) continue;
-      const auto key = std::find(items.begin(), items.end(), entry->key);
+      const auto key = std::ranges::find(items, entry->key);
       if (key != items.end()) values[static_cast<std::size_t>(key - items.begin())] = entry->value;
     }
     int found = 0;
@@ -217,6 +217,6 @@ int TLIBCFileCheckKeyValue(const char *file, const char *key, const char *value,
 int TLIBCINFOSetKeyValue(const char *key, const char *value) {
   return withLastError(-1, [&] {
     require(key != nullptr && value != nullptr);
-    return setKeys("/etc/tarvinfo.conf", {{key, value}}, "%s=\"%s\"\n");
+    return setKeys(kInformationFile, {{key, value}}, "%s=\"%s\"\n");
   });
 }

@@ -7,6 +7,9 @@
 
 namespace kova::platform {
 
+// The settings of the device.
+inline constexpr char kInformationFile[] = "/etc/tarvinfo.conf";
+
 // The value of `key` in the device's key file `file`; nothing where the key or the file is missing.
 std::optional<std::string> readKey(std::string_view file, std::string_view key);
 

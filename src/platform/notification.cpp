@@ -38,10 +38,10 @@ std::string filled(std::string_view text, const TLIBCSzHash &parameters) {
   while (true) {
     const std::size_t start = text.find('%');
     result += text.substr(0, start);
-    if (start == text.npos) return result;
+    if (start == std::string::npos) return result;
     text.remove_prefix(start);
     const std::size_t end = text.find('%', 1);
-    const auto *parameter = end != text.npos ? parameters.find(text.substr(0, end + 1)) : nullptr;
+    const auto *parameter = end != std::string::npos ? parameters.find(text.substr(0, end + 1)) : nullptr;
     result += parameter != nullptr ? std::string_view(parameter->value) : "%";
     text.remove_prefix(parameter != nullptr ? end + 1 : 1);
   }

@@ -37,7 +37,7 @@ std::vector<std::string> executablesOf(const std::string &directory) {
     errno = 0;
   }
   if (errno != 0) throw Failure{TLIBC_ERR_READ_FAILED};
-  std::sort(names.begin(), names.end());
+  std::ranges::sort(names);
   return names;
 }
 

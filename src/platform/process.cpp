@@ -167,8 +167,7 @@ FILE *openProgram(const std::string &path, const char *const arguments[]) {
 pid_t takeChildOf(FILE *stream) {
   OpenPipes &pipes = openPipes();
   const std::lock_guard lock(pipes.mutex);
-  const auto found =
-      std::find_if(pipes.list.begin(), pipes.list.end(), [&](const OpenPipe &pipe) { return pipe.stream == stream; });
+  const auto found = std::ranges::find(pipes.list, stream, &OpenPipe::stream);
   require(found != pipes.list.end());
   const pid_t child = found->child;
   pipes.list.erase(found);

@@ -51,7 +51,7 @@ std::string_view commandOf(std::string_view line) {
   // Before it stand the time, in five fields or as a word such as "@weekly", and the user.
   const int fieldsBefore = line.starts_with('@') ? 2 : 6;
   for (int field = 0; field < fieldsBefore; ++field) {
-    const auto end = std::find_if(line.begin(), line.end(), isBlank);
+    const auto end = std::ranges::find_if(line, isBlank);
     line = trimmedFront(std::string_view(end, line.end()), isBlank);
   }
   return line;
@@ -104,7 +104,7 @@ int TARVScheduleSet(const TARVSchedule *schedule, int flags) {
     const std::string entry = std::to_string(schedule->minute) + " " + std::to_string(schedule->hour) + " * * " +
                               weekdayField(schedule->weekdays) + " root " + command + "\n";
     const std::string path = devicePath(kTable);
-    makeDirectory(path.substr(0, path.rfind('/')), 0755);
+    makeParentDirectory(path, 0755);
     updateFile(path, kTableMode, [&](std::string_view table) { return withEntry(table, command, entry); });
     return 0;
   });

@@ -14,17 +14,17 @@ using namespace kova::platform;
 int TLIBCStrCat(TLIBCSzText *buffer, const char *addition) {
   return withLastError(-1, [&] {
     require(buffer != nullptr && addition != nullptr);
-    const bool empty = buffer->text == nullptr;
-    require(empty || buffer->length < buffer->capacity);
-    const std::size_t length = empty ? 0 : buffer->length;
+    const bool isUnallocated = buffer->text == nullptr;
+    require(isUnallocated || buffer->length < buffer->capacity);
+    const std::size_t length = isUnallocated ? 0 : buffer->length;
     const std::size_t added = std::strlen(addition);
     if (added >= SIZE_MAX / 2 - length) throw Failure{TLIBC_ERR_OUT_OF_MEMORY};
     const std::size_t needed = length + added + 1;
-    if (empty || needed > buffer->capacity) {
+    if (isUnallocated || needed > buffer->capacity) {
       // The addition may be a part of the buffer, which realloc moves.
-      const bool own = !empty && addition >= buffer->text && addition <= buffer->text + length;
+      const bool own = !isUnallocated && addition >= buffer->text && addition <= buffer->text + length;
       const std::size_t offset = own ? static_cast<std::size_t>(addition - buffer->text) : 0;
-      const std::size_t capacity = std::max({needed, empty ? 0 : buffer->capacity * 2, std::size_t{64}});
+      const std::size_t capacity = std::max({needed, isUnallocated ? 0 : buffer->capacity * 2, std::size_t{64}});
       auto *grown = static_cast<char *>(std::realloc(buffer->text, capacity));
       if (grown == nullptr) throw Failure{TLIBC_ERR_OUT_OF_MEMORY};
       buffer->text = grown;

@@ -25,7 +25,7 @@ constexpr std::string_view kZoneDirectory = "/usr/share/zoneinfo";
 
 std::string zoneName() {
   try {
-    const std::optional<std::string> setting = readKey("/etc/tarvinfo.conf", "timezone");
+    const std::optional<std::string> setting = readKey(kInformationFile, "timezone");
     if (setting && !setting->empty()) return *setting;
   } catch (const Failure &) {
     // A file that cannot be read counts as one without the setting.
@@ -35,7 +35,7 @@ std::string zoneName() {
   const std::string_view path(target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
   constexpr std::string_view kBeforeName = "/zoneinfo/";
   const std::size_t found = path.rfind(kBeforeName);
-  if (found == path.npos) throw Failure{TLIBC_ERR_NOT_FOUND};
+  if (found == std::string::npos) throw Failure{TLIBC_ERR_NOT_FOUND};
   std::string_view name = path.substr(found + kBeforeName.size());
   // These directories hold the same zones, without and with leap seconds.
   for (const std::string_view variant : {"posix/", "right/"}) {
@@ -46,7 +46,7 @@ std::string zoneName() {
 
 bool isZoneName(std::string_view name) {
   constexpr std::string_view kAllowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_+-/";
-  return name.find_first_not_of(kAllowed) == name.npos && isPlainRelativePath(name);
+  return name.find_first_not_of(kAllowed) == std::string::npos && isPlainRelativePath(name);
 }
 
 // Fails unless the zone has a zone file: on the device or, where a device root has no zone files, on this machine.

@@ -33,7 +33,7 @@ bool isAlphanumeric(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
 
-int checkSerialNumber(const char *serialNumber, const Where &where) {
+int checkSerialNumber(const char *serialNumber, const Where &where = Where::current()) {
   if (isAlphanumeric(serialNumber[0])) return 0;
   log(where, "Serial number is invalid: [%s][0x%04X]", serialNumber, TLIBCErrGet());
   return -1;
@@ -51,7 +51,7 @@ bool writeMd5(char *digits, const char *text, std::size_t length) {
   return true;
 }
 
-int writeMd5(char *digits, const char *text, std::size_t length, const Where &where) {
+int writeMd5OrLog(char *digits, const char *text, std::size_t length, const Where &where = Where::current()) {
   if (writeMd5(digits, text, length)) return 0;
   log(where, "Failed to get md5 string from \"%s\".", text);
   return -1;
@@ -72,14 +72,14 @@ int TARVVxtokenGenerateToken(const char *text, char *token, int32_t size) {
   }
   std::size_t length = std::strlen(text);
   char digits[kDigits + 1];
-  if (writeMd5(digits, text, length, here()) < 0) return -1;
+  if (writeMd5OrLog(digits, text, length) < 0) return -1;
   // Each round appends the MD5 of the text to it and replaces the whole by its MD5.
   char joined[kLongestText + sizeof digits];
   length = std::min(length, kLongestText);
   copyText(joined, std::string_view(text, length));
   for (int rounds = hexadecimalValue(digits[0]) + 1; rounds > 0; --rounds) {
-    if (writeMd5(joined + length, joined, length, here()) < 0) return -1;
-    if (writeMd5(joined, joined, length + kDigits, here()) < 0) return -1;
+    if (writeMd5OrLog(joined + length, joined, length) < 0) return -1;
+    if (writeMd5OrLog(joined, joined, length + kDigits) < 0) return -1;
     length = kDigits;
   }
   copyText(token, static_cast<std::size_t>(size), joined);
@@ -109,7 +109,7 @@ int TARVKOVAGetSerialNumber(char *buffer, int32_t size) {
       return -1;
     }
     copyText(buffer, static_cast<std::size_t>(size), serialNumber);
-    return checkSerialNumber(serialNumber, here());
+    return checkSerialNumber(serialNumber);
   });
 }
 
@@ -117,7 +117,7 @@ int TARVKOVAGenerateToken(const char *text1, const char *text2, char *serial, in
                           int32_t token_size) {
   return guarded([&] {
     if (!isEmpty(serial)) {
-      if (checkSerialNumber(serial, here()) < 0) return -1;
+      if (checkSerialNumber(serial) < 0) return -1;
     } else if (TARVKOVAGetSerialNumber(serial, serial_size) < 0) {
       return -1;
     }

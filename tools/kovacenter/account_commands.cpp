@@ -1,8 +1,8 @@
 #include <cmath>
 #include <string>
 
-#include "kovacenter/command_tree.h"
 #include "kovacenter/commands.h"
+#include "kovacenter/management.h"
 
 namespace kova::center {
 namespace {

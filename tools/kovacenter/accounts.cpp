@@ -77,11 +77,11 @@ const std::vector<std::string> &releases() {
 
 bool looksLikeEmail(std::string_view text) {
   const std::size_t at = text.find('@');
-  if (at == 0 || at == std::string_view::npos || at + 1 == text.size() || text.size() > 254) return false;
-  if (text.find('@', at + 1) != std::string_view::npos) return false;
+  if (at == 0 || at == std::string::npos || at + 1 == text.size() || text.size() > 254) return false;
+  if (text.find('@', at + 1) != std::string::npos) return false;
   return std::ranges::all_of(text, [](char c) {
     return static_cast<unsigned char>(c) > ' ' && c != 0x7f &&
-           std::string_view("\"\\<>(),;:").find(c) == std::string_view::npos;
+           std::string_view("\"\\<>(),;:").find(c) == std::string::npos;
   });
 }
 

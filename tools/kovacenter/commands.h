@@ -1,58 +1,50 @@
-// The commands of kovacenter.
+// The subcommands. Each function adds some of them to the program; when the user names one, parsing sets `chosen`.
 #pragma once
 
-#include <filesystem>
-#include <optional>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "kovacenter/accounts.h"
-#include "kovacenter/certificates.h"
-#include "kovacenter/device_root.h"
-#include "kovacenter/faults.h"
-#include "kovacenter/purchases.h"
-#include "kovacenter/rules.h"
-#include "kovacenter/state.h"
+#include "common/command_line.h"
 
 namespace kova::center {
 
-struct ServeOptions {
-  int port = 0;
-  ServerCertificate certificate = ServerCertificate::kGood;
-  Rules rules;
+// A call of the command that the user named. It returns the exit code; wrong usage is thrown as CLI::ParseError.
+using ChosenCommand = std::function<int()>;
+
+struct StateOptions {
+  std::string state;
 };
 
-// Runs the service until a signal ends it.
-void serve(const State &state, const ServeOptions &options);
-
-// Runs a command with the service beside it; returns the command's exit code.
-int run(const State &state, const ServeOptions &options, const std::filesystem::path &device,
-        const std::vector<std::string> &command);
-
-// Makes a device root and prints the environment to use it.
-void makeDevice(const State &state, const DeviceOptions &options);
-
-// Reads the account's password from the file or, without one, from standard input.
-void createAccount(const State &state, Account account, const std::filesystem::path &passwordFile);
-void listAccounts(const State &state);
-
-struct AccountChanges {
-  std::optional<bool> verified;
-  std::optional<bool> disabled;
-  std::optional<bool> revokeOnPasswordChange;
-  std::optional<std::string> alias;
-  std::optional<std::string> ddns;
+struct AccountOptions : StateOptions {
+  std::string email;
 };
-void changeAccount(const State &state, const std::string &email, const AccountChanges &changes);
-// Ends every auth key of the account: its devices are refused with "badauth" from then on.
-void revokeAccount(const State &state, const std::string &email);
 
-// Fills in the date and the transaction identifier where they are empty.
-void recordPurchase(const State &state, const std::string &email, Purchase purchase);
-void seedPurchases(const State &state, const std::string &email, unsigned count);
+// Adds a command that works on the state of a service.
+template <class Options>
+std::pair<CLI::App *, Options &> addStateCommand(CLI::App &parent, ChosenCommand &chosen, const char *name,
+                                                 const char *help, int (*run)(const Options &)) {
+  const auto [command, options] = addCommand(parent, chosen, name, help, run);
+  command->add_option("--state", options.state, "Directory of the service's state")->type_name("DIR")->required();
+  return {command, options};
+}
 
-void createFault(const State &state, const Fault &fault);
-void listFaults(const State &state);
-void deleteFaults(const State &state);
+// Adds a command that works on an account.
+template <class Options>
+std::pair<CLI::App *, Options &> addAccountCommand(CLI::App &parent, ChosenCommand &chosen, const char *name,
+                                                   const char *help, int (*run)(const Options &)) {
+  const auto [command, options] = addStateCommand(parent, chosen, name, help, run);
+  command->add_option("email", options.email, "E-mail address of the account")->required();
+  return {command, options};
+}
+
+// `words` is what follows a "--" in the arguments.
+void addServiceCommands(CLI::App &program, ChosenCommand &chosen, const std::vector<std::string> &words);
+void addDeviceCommand(CLI::App &program, ChosenCommand &chosen);
+void addAccountCommands(CLI::App &program, ChosenCommand &chosen);
+void addPurchaseCommands(CLI::App &program, ChosenCommand &chosen);
+void addFaultCommands(CLI::App &program, ChosenCommand &chosen, const std::vector<std::string> &words);
+void addJournalCommand(CLI::App &program, ChosenCommand &chosen);
 
 }  // namespace kova::center

@@ -15,7 +15,7 @@
 #include "kovacenter/devices.h"
 #include "kovacenter/digest.h"
 #include "kovacenter/files.h"
-#include "notifications.h"
+#include "kovacenter/notifications.h"
 
 namespace kova::center {
 namespace {

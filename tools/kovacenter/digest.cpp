@@ -13,7 +13,6 @@ namespace kova::center {
 namespace {
 
 constexpr int kIterations = 10000;
-constexpr std::size_t kLongestSerial = 4095;  // a token begins with no more of the serial number
 
 std::string digestHex(const EVP_MD *kind, std::string_view text) {
   unsigned char digest[EVP_MAX_MD_SIZE];
@@ -54,7 +53,7 @@ bool sameSecret(std::string_view a, std::string_view b) {
 }
 
 std::string deviceToken(std::string_view serial) {
-  std::string token(serial.substr(0, kLongestSerial));
+  std::string token(serial);
   for (int rounds = std::stoi(md5Hex(serial).substr(0, 1), nullptr, 16); rounds >= 0; --rounds) {
     token += md5Hex(token);
     token = md5Hex(token);

@@ -1,8 +1,8 @@
 #include <string>
 #include <vector>
 
-#include "kovacenter/command_tree.h"
 #include "kovacenter/commands.h"
+#include "kovacenter/management.h"
 
 namespace kova::center {
 namespace {

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "base/json.h"
-#include "kovacenter/clock.h"
+#include "base/utc_time.h"
 #include "kovacenter/files.h"
 
 namespace kova::center {
@@ -50,7 +50,7 @@ void Journal::add(const Request &request, const Reply &reply, std::string_view f
 void printJournal(const std::filesystem::path &file, bool follow) {
   const Descriptor journal = openFile(file, O_RDONLY | O_CREAT, 0600);
   char buffer[65536];
-  for (;;) {
+  while (true) {
     const ssize_t size = read(journal.get(), buffer, sizeof buffer);
     if (size < 0) throwErrno(file.string());
     std::cout.write(buffer, size);

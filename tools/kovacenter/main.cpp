@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "kovacenter/command_tree.h"
+#include "kovacenter/commands.h"
 
 namespace kova::center {
 namespace {

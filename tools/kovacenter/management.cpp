@@ -1,4 +1,5 @@
-// The commands on accounts, purchases and faults.
+#include "kovacenter/management.h"
+
 #include <chrono>
 #include <filesystem>
 #include <iomanip>
@@ -8,10 +9,9 @@
 #include <string>
 #include <string_view>
 
+#include "base/utc_time.h"
 #include "kovacenter/accounts.h"
 #include "kovacenter/auth_keys.h"
-#include "kovacenter/clock.h"
-#include "kovacenter/commands.h"
 #include "kovacenter/database.h"
 #include "kovacenter/digest.h"
 #include "kovacenter/faults.h"

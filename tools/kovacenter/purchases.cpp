@@ -6,7 +6,7 @@
 #include <iterator>
 #include <utility>
 
-#include "kovacenter/clock.h"
+#include "base/utc_time.h"
 #include "kovacenter/digest.h"
 
 namespace kova::center {

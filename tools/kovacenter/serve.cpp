@@ -1,4 +1,5 @@
-// Running the service, alone or beside a command.
+#include "kovacenter/serve.h"
+
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -6,12 +7,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <iostream>
 #include <new>
+#include <optional>
 #include <string_view>
+#include <system_error>
 
-#include "kovacenter/commands.h"
+#include "kovacenter/database.h"
 #include "kovacenter/devices.h"
 #include "kovacenter/files.h"
 #include "kovacenter/server.h"
@@ -118,7 +120,7 @@ int start(std::vector<std::string> command, std::vector<std::string> environment
 
 // Waits for the command's end, passing signals on to it; returns its exit code.
 int await(pid_t child, const Signals &signals) {
-  for (;;) {
+  while (true) {
     const siginfo_t signal = signals.wait();
     // What the terminal sends, it sends to the command too.
     if (signal.si_signo != SIGCHLD && signal.si_code != SI_KERNEL) kill(child, signal.si_signo);
@@ -144,8 +146,8 @@ void serve(const State &state, const ServeOptions &options) {
   while (signals.wait().si_signo == SIGCHLD) continue;
 }
 
-int run(const State &state, const ServeOptions &options, const std::filesystem::path &device,
-        const std::vector<std::string> &command) {
+int runBesideService(const State &state, const ServeOptions &options, const std::filesystem::path &device,
+                     const std::vector<std::string> &command) {
   const Signals signals;
   const Running service(state, options);
   if (isDeviceRoot(state, device)) {

@@ -50,13 +50,14 @@ using namespace std::chrono_literals;
 using HttpRequest = http::request<http::string_body>;
 using HttpResponse = http::response<http::string_body>;
 
+constexpr unsigned kHttp11 = 11;  // as Beast counts versions
 constexpr uint32_t kLargestHead = uint32_t{64} << 10;
 constexpr uint64_t kLargestBody = uint64_t{16} << 20;
 // The time that a client has for its TLS handshake, for a whole request, and to take a whole reply.
-constexpr auto kPatience = 30s;
-// The time for which a client that was refused may go on sending.
-constexpr auto kFarewell = 3s;
-constexpr auto kPauseOfAccepting = 100ms;
+constexpr auto kClientTimeout = 30s;
+// The time that a client has to end its side of a connection that the service closes.
+constexpr auto kCloseTimeout = 3s;
+constexpr auto kAcceptRetryDelay = 100ms;
 
 template <class Socket>
 void closeOnExec(Socket &socket) {
@@ -79,7 +80,7 @@ awaitable<void> discardInput(beast::tcp_stream &stream) {
 awaitable<void> endAfterInput(beast::tcp_stream &stream) {
   error_code ignored;
   stream.socket().shutdown(tcp::socket::shutdown_send, ignored);
-  stream.expires_after(kFarewell);
+  stream.expires_after(kCloseTimeout);
   co_await discardInput(stream);
 }
 
@@ -142,7 +143,7 @@ class Client {
 };
 
 awaitable<void> Client::serve(asio::const_buffer received) {
-  transport().expires_after(kPatience);
+  transport().expires_after(kClientTimeout);
   co_await stream_.async_handshake(asio::ssl::stream_base::server, received, use_awaitable);
   // Not "while (co_await ...)", which g++ 12 compiles into a crash.
   for (bool goesOn = true; goesOn;) goesOn = co_await serveRequest();
@@ -156,7 +157,7 @@ awaitable<bool> Client::serveRequest() {
   parser.body_limit(kLargestBody);
   const http::status status = co_await read(parser);
   if (status != http::status::ok) {
-    HttpResponse refusal(status, 11);
+    HttpResponse refusal(status, kHttp11);
     refusal.keep_alive(false);
     refusal.prepare_payload();
     co_await write(std::move(refusal));
@@ -169,7 +170,7 @@ awaitable<bool> Client::serveRequest() {
 // Reads a request within the limits; a status other than 200 refuses it.
 awaitable<http::status> Client::read(Parser &parser) {
   error_code error;
-  transport().expires_after(kPatience);
+  transport().expires_after(kClientTimeout);
   co_await http::async_read_header(stream_, buffer_, parser, asio::redirect_error(use_awaitable, error));
   if (error) co_return refusalOf(error);
   const HttpRequest &head = parser.get();
@@ -202,7 +203,7 @@ awaitable<bool> Client::send(const Answer &answer, const HttpRequest &request) {
   if (request.method() == http::verb::head) response.body().clear();
 
   const std::chrono::milliseconds time(answer.milliseconds);
-  // The service has put the reply of the other kinds in place already.
+  // For the other kinds the service has already made the faulty reply.
   switch (answer.fault.value_or(FaultKind::kStatus)) {
     case FaultKind::kDelay:
       co_await pause(time);
@@ -215,7 +216,7 @@ awaitable<bool> Client::send(const Answer &answer, const HttpRequest &request) {
       co_await write(std::move(response));
       co_return false;
     case FaultKind::kGarbage:
-      transport().expires_after(kPatience);
+      transport().expires_after(kClientTimeout);
       co_await asio::async_write(stream_, asio::buffer(reply.body), use_awaitable);
       co_return false;
     case FaultKind::kSilence:
@@ -236,7 +237,7 @@ awaitable<bool> Client::send(const Answer &answer, const HttpRequest &request) {
 }
 
 awaitable<void> Client::write(HttpResponse response) {
-  transport().expires_after(kPatience);
+  transport().expires_after(kClientTimeout);
   co_await http::async_write(stream_, response, use_awaitable);
 }
 
@@ -245,7 +246,7 @@ awaitable<void> Client::writeByteByByte(HttpResponse response, std::chrono::mill
   serializer.limit(1);
   while (!serializer.is_done()) {
     co_await pause(time);
-    transport().expires_after(kPatience);
+    transport().expires_after(kClientTimeout);
     co_await http::async_write_some(stream_, serializer, use_awaitable);
   }
 }
@@ -253,7 +254,7 @@ awaitable<void> Client::writeByteByByte(HttpResponse response, std::chrono::mill
 // Ends TLS, then the connection.
 awaitable<void> Client::end() {
   error_code ignored;
-  transport().expires_after(kFarewell);
+  transport().expires_after(kCloseTimeout);
   co_await stream_.async_shutdown(asio::redirect_error(use_awaitable, ignored));
   co_await endAfterInput(transport());
 }
@@ -284,10 +285,10 @@ awaitable<void> serveTunnel(tcp::socket socket, asio::ssl::context &tls, Service
   http::request_parser<http::empty_body> parser;
   parser.header_limit(kLargestHead);
   error_code error;
-  stream.expires_after(kPatience);
+  stream.expires_after(kClientTimeout);
   co_await http::async_read_header(stream, buffer, parser, asio::redirect_error(use_awaitable, error));
 
-  http::response<http::empty_body> response(error ? refusalOf(error) : statusOfTunnel(parser.get()), 11);
+  http::response<http::empty_body> response(error ? refusalOf(error) : statusOfTunnel(parser.get()), kHttp11);
   const bool isAccepted = response.result() == http::status::ok;
   if (isAccepted) {
     response.reason("Connection established");
@@ -322,14 +323,14 @@ tcp::acceptor listenOnLoopback(asio::io_context &context, int port) try {
 
 using Serve = awaitable<void> (*)(tcp::socket socket, asio::ssl::context &tls, Service &service);
 
-// Accepts clients for as long as the acceptor lives. A client whose connection fails ends without a word.
+// Accepts clients for as long as the acceptor lives. A client whose connection fails is dropped without a message.
 awaitable<void> acceptClients(tcp::acceptor &acceptor, Serve serve, asio::ssl::context &tls, Service &service) {
-  for (;;) {
+  while (true) {
     error_code error;
     tcp::socket socket = co_await acceptor.async_accept(asio::redirect_error(use_awaitable, error));
     if (error) {
-      // Mostly the table of descriptors is full, until a client leaves.
-      co_await pause(kPauseOfAccepting);
+      // Usually the table of descriptors is full until a client leaves.
+      co_await pause(kAcceptRetryDelay);
       continue;
     }
     closeOnExec(socket);
@@ -365,7 +366,7 @@ class Server::Network {
 
  private:
   asio::ssl::context tls_{asio::ssl::context::tls_server};
-  // Its end also ends the clients, which are waiting in it.
+  // Its destructor also destroys the clients, whose coroutines wait in it.
   asio::io_context context_{1};
   tcp::acceptor https_;
   tcp::acceptor proxy_;

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "kovacenter/command_tree.h"
 #include "kovacenter/commands.h"
 #include "kovacenter/journal.h"
+#include "kovacenter/serve.h"
 
 namespace kova::center {
 namespace {
@@ -61,7 +61,7 @@ std::filesystem::path deviceRoot(const State &state, const std::string &named) {
 int runWithService(const RunCommandOptions &options) {
   if (options.command.empty()) throw CLI::RequiredError("-- COMMAND");
   const State state(options.state);
-  return run(state, options.serve, deviceRoot(state, options.device), options.command);
+  return runBesideService(state, options.serve, deviceRoot(state, options.device), options.command);
 }
 
 int makeDeviceFromOptions(const DeviceCommandOptions &options) {

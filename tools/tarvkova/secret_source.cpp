@@ -62,7 +62,7 @@ Secret SecretSource::askNew(const std::string &what) {
 
 Secret SecretSource::readAll() {
   Secret all(kLargestFile);
-  for (;;) {
+  while (true) {
     char character = 0;
     const ssize_t length = retried([&] { return read(input(), &character, 1); });
     if (length == 0) return all;

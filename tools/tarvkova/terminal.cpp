@@ -70,7 +70,7 @@ bool Terminal::askOnce(const std::string &question, Secret &answer, bool echo) {
 }
 
 bool Terminal::ask(const std::string &question, Secret &answer, bool echo) {
-  for (;;) {
+  while (true) {
     try {
       return askOnce(question, answer, echo);
     } catch (const Interrupted &interrupted) {

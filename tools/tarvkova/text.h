@@ -16,7 +16,7 @@ std::string printable(std::string_view text);
 // The columns that a printable text takes.
 std::size_t displayWidth(std::string_view text);
 
-// A printable text cutToWidth to `width` columns; an ellipsis shows the cutToWidth.
+// A printable text, cut to `width` columns; an ellipsis shows that it was cut.
 std::string cutToWidth(std::string_view text, std::size_t width);
 
 std::string_view withoutTrailingSpace(std::string_view text);

@@ -5,7 +5,7 @@
 #include <ctime>
 #include <string>
 
-namespace kova::center {
+namespace kova {
 
 // The point in time in UTC. The format is one of std::strftime.
 inline std::string utcText(std::chrono::system_clock::time_point time, const char *format) {
@@ -16,4 +16,4 @@ inline std::string utcText(std::chrono::system_clock::time_point time, const cha
   return {text, std::strftime(text, sizeof text, format, &utc)};
 }
 
-}  // namespace kova::center
+}  // namespace kova
