@@ -22,7 +22,7 @@ struct Canned {
 
 bool isCanned = false;
 Canned canned;
-std::vector<Transfer> *takenDown = nullptr;
+std::vector<Transfer> *recordedTransfers = nullptr;
 Transfer current;
 curl_write_callback writeFunction = nullptr;
 void *writeData = nullptr;
@@ -35,7 +35,7 @@ Function next(const char *name) {
 void notePointer(CURLoption option, void *value) {
   if (option == CURLOPT_WRITEFUNCTION) writeFunction = reinterpret_cast<curl_write_callback>(value);
   if (option == CURLOPT_WRITEDATA) writeData = value;
-  if (takenDown == nullptr) return;
+  if (recordedTransfers == nullptr) return;
   const char *text = static_cast<const char *>(value);
   if (option == CURLOPT_WRITEFUNCTION || option == CURLOPT_WRITEDATA) text = "";
   if (option == CURLOPT_HTTPHEADER) text = static_cast<curl_slist *>(value)->data;
@@ -69,9 +69,9 @@ CannedReply::~CannedReply() {
 
 std::vector<Transfer> transfersOf(const std::function<void()> &work) {
   std::vector<Transfer> transfers;
-  takenDown = &transfers;
+  recordedTransfers = &transfers;
   work();
-  takenDown = nullptr;
+  recordedTransfers = nullptr;
   return transfers;
 }
 
@@ -115,7 +115,7 @@ CURLcode curl_easy_setopt(CURL *handle, CURLoption option, ...) {
   CURLcode result = CURLE_OK;
   if (option < CURLOPTTYPE_OBJECTPOINT) {
     const long value = va_arg(arguments, long);
-    if (takenDown != nullptr) current.push_back({option, value, {}});
+    if (recordedTransfers != nullptr) current.push_back({option, value, {}});
     result = real(handle, option, value);
   } else {
     void *value = va_arg(arguments, void *);
@@ -128,7 +128,7 @@ CURLcode curl_easy_setopt(CURL *handle, CURLoption option, ...) {
 
 CURLcode curl_easy_perform(CURL *handle) {
   static const auto real = next<CURLcode (*)(CURL *)>("curl_easy_perform");
-  if (takenDown != nullptr) takenDown->push_back(std::exchange(current, {}));
+  if (recordedTransfers != nullptr) recordedTransfers->push_back(std::exchange(current, {}));
   return isCanned ? deliver() : real(handle);
 }
 

@@ -5,7 +5,7 @@ function(kova_exports target map)
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     LINK_DEPENDS ${map})
   target_link_options(${target} PRIVATE LINKER:--version-script=${map} LINKER:-z,relro,-z,now)
-  # Clang's sanitizers leave their functions to the program.
+  # With clang the program brings the sanitizers' functions: they are undefined in the library.
   if(NOT (KOVA_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL Clang))
     target_link_options(${target} PRIVATE LINKER:--no-undefined)
   endif()

@@ -50,8 +50,8 @@ KOVA_API int TARVKOVAAccountGet(AccountInfo *info);
  * Writes `info` to the account file and keeps the file's other keys. The profile is written only when last_query_time
  * is above 0; the password never is; nor are empty kovaID, vx_auth_key, kovaIDSerial, full_name, notify_language and
  * critical_version_domain, whose old values stay. Returns 0, or -1 with code 1 (`info` is null), 6 (memory) or 19 (not
- * written, also when a text cannot be kept as one line; the file is then as it was, or the new one where only that it
- * is on the disk could not be made sure). Waits for another writer of the file.
+ * written, also when a text cannot be kept as one line; the file is then as it was, or the new one when only the final
+ * sync to the disk failed). Waits for another writer of the file.
  */
 KOVA_API int TARVKOVAAccountSet(const AccountInfo *info);
 

@@ -94,7 +94,7 @@ typedef struct TLIBCSzText {
   size_t capacity; /* bytes allocated */
 } TLIBCSzText;
 
-/* Appends `addition`, growing the buffer in steps that keep the cost of each byte level. Returns 0 or a negative
+/* Appends `addition`. The buffer grows by a factor, so that many appends take linear time. Returns 0 or a negative
  * number; a failure leaves the text as it was. */
 KOVA_API int TLIBCStrCat(TLIBCSzText *buffer, const char *addition);
 
@@ -125,7 +125,7 @@ KOVA_API int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSz
  * Sets every key of `hash` in the file, each as a line that `line_format` (a printf format with two "%s", for key and
  * value) makes, and keeps everything else in it. A value that such a line could not give back unchanged, such as one
  * with a line break, is refused. An empty hash leaves the file alone. `flags` is 0. Returns 0, or a negative number
- * with the file as it was; with the whole new file where only its being on the disk for good is in doubt.
+ * with the file as it was, or the whole new file when only the final sync to the disk failed.
  */
 KOVA_API int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int flags, const char *line_format);
 

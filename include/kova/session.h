@@ -34,9 +34,9 @@ KOVA_API int TARVKOVAAccountAuthen(const char *email, const char *password, cons
  * stored), 20, 23, or what the service's refusal maps to. `reply` takes the service's last reply that is JSON; it holds
  * the auth key. Reseeds rand().
  *
- * Failures of the schedule and of the fetched profile do not fail the sign-in; the error code is then what they left. 3
- * is one of them: the service refused the auth key, whereupon the device was to be signed out again, or no account is
- * stored. What the reply lacks of "kova_id" and "auth_key" is not stored: the account file keeps what it had.
+ * Failures of the schedule and of the fetched profile do not fail the sign-in; the error code is then what they left.
+ * Code 3 is one of them: no account is stored, or the service refused the auth key and the library has tried to sign
+ * the device out again. Where the reply lacks "kova_id" or "auth_key", the account file keeps the one that it had.
  */
 KOVA_API int TARVKOVAAccountLogin(const char *email, const char *password, Json::Value &reply, bool checkOnly);
 
@@ -70,8 +70,8 @@ KOVA_API int TARVKOVAAccountQueryInfo(Json::Value &info, bool force, bool shortT
  * Changes the signed-in account on the service. A null text or a negative flag leaves that detail unchanged. `email`
  * and `newPassword` count only together with `password`, the current one. After a change of the password the profile is
  * refreshed and the administrators are notified; a failure of that does not fail the update, though the refresh may
- * leave its error code; with a result of 0, 3 says that the service no longer knows the auth key, whereupon the device
- * was to be signed out.
+ * leave its error code. With a result of 0, code 3 means that the service no longer knows the auth key, and that the
+ * library has tried to sign the device out.
  *
  * Returns 0, else -1 with code 3, 4, 6, 8, 23, or what the service's refusal maps to.
  */

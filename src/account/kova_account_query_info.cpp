@@ -23,6 +23,7 @@ constexpr uint32_t kFreshSeconds = 599;
 // Whether the last query is less than ten minutes from now. It may lie in the future: the clock may have been set back.
 bool isFresh(const AccountInfo &account, std::time_t now) {
   const uint32_t age = static_cast<uint32_t>(now) - static_cast<uint32_t>(account.last_query_time);
+  // Unsigned: from -599 to 599 the sum lies between 0 and 1198, else above.
   return account.last_query_time != 0 && age + kFreshSeconds <= 2 * kFreshSeconds;
 }
 

@@ -1,4 +1,4 @@
-// Owners of C handles: std::unique_ptr<FILE, Release<fclose>>.
+// A deleter that calls a function of C, as in std::unique_ptr<FILE, Release<fclose>>.
 #pragma once
 
 namespace kova {

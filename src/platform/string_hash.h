@@ -8,6 +8,7 @@
 #include <string_view>
 #include <unordered_map>
 
+// A struct, as the C header declares it.
 struct TLIBCSzHash {
  public:
   struct Entry {

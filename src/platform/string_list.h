@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+// A struct, as the C header declares it.
 struct TLIBCSzList {
  public:
   void push(std::string_view text) { items_.emplace_back(text); }

@@ -178,7 +178,7 @@ int Transfer::setTarget() {
     return fail(here(), KOVA_ERR_REQUEST, "failed to set agent=%s, return value=%d, err=%s", agent, result,
                 curl_easy_strerror(result));
   }
-  // The list is made before the text is filled: it holds an empty line, and libcurl sends its own Host header.
+  // The list is made while `header` is empty, so that libcurl sends its own Host header. The text is for the log alone.
   char header[128] = "";
   headers_.reset(curl_slist_append(nullptr, header));
   std::snprintf(header, sizeof header, "Host: %s", request_.base);
@@ -265,6 +265,7 @@ int Transfer::perform(int32_t &result) {
     if (attempt == attempts - 1) curl_easy_setopt(curl_, CURLOPT_IPRESOLVE, CURL_IPRESOLVE_V4);
     sleep(kPauseSeconds);
   }
+  // Every attempt timed out or found no host: there is no status, which takeReply reports.
   return 0;
 }
 

@@ -1,4 +1,4 @@
-// MD5_Init and its like are what the service's token is defined by; they work where the newer interface refuses MD5.
+// The token is defined by MD5. These functions are deprecated, but they also work where EVP refuses MD5.
 #define OPENSSL_SUPPRESS_DEPRECATED
 #include "transport/kova_token_generation.h"
 

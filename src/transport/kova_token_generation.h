@@ -1,4 +1,4 @@
-// The device's serial number and the token that is made of a text: what is not exported of this unit.
+// What the library itself uses of its unit: the device's serial number, and the token of a text.
 #pragma once
 
 #include <cstdint>

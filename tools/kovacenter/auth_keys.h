@@ -9,7 +9,7 @@
 
 namespace kova::center {
 
-// Issues one more auth key. Earlier ones stay good, for the device may only have checked a password.
+// Issues one more auth key. Earlier keys stay valid: a device that only checks a password goes on using its own.
 std::string issueAuthKey(SQLite::Database &database, int64_t account, const std::string &serial);
 
 bool isAuthKey(SQLite::Database &database, int64_t account, const std::string &serial, std::string_view key);

@@ -1,4 +1,4 @@
-// The password of an account, as whoever runs a command gives it.
+// Reads a password from a file, from the terminal or from standard input.
 #pragma once
 
 #include <filesystem>

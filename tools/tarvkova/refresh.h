@@ -1,4 +1,4 @@
-// What is told of a stored profile that was to be fetched anew.
+// What the user is told when the stored profile could not be refreshed.
 #pragma once
 
 #include <string>

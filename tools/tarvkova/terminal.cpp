@@ -52,7 +52,7 @@ void Terminal::write(const std::string &text) {
 }
 
 bool Terminal::askOnce(const std::string &question, Secret &answer, bool echo) {
-  // A job in the background stops here. Later it would take the shell's settings of the terminal for the user's.
+  // A job in the background is stopped here, before it reads the terminal's settings: they are the shell's just then.
   tcdrain(descriptor_.get());
   const HeldSignals signals({SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP});
   if (!signals) throw localFailure("cannot watch for signals");
