@@ -23,6 +23,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -58,6 +59,7 @@ constexpr auto kClientTimeout = 30s;
 // The time that a client has to end its side of a connection that the service closes.
 constexpr auto kCloseTimeout = 3s;
 constexpr auto kAcceptRetryDelay = 100ms;
+constexpr std::size_t kFirstRead = 1024;
 
 template <class Socket>
 void closeOnExec(Socket &socket) {
@@ -306,8 +308,13 @@ awaitable<void> serveTunnel(tcp::socket socket, asio::ssl::context &tls, Service
 }
 
 awaitable<void> serveDirectly(tcp::socket socket, asio::ssl::context &tls, Service &service) {
-  Client client(std::move(socket), tls, service);
-  co_await client.serve({});
+  // TLS takes some 80 KB of memory: not before the client has sent something.
+  beast::tcp_stream stream(std::move(socket));
+  beast::flat_buffer buffer;
+  stream.expires_after(kClientTimeout);
+  buffer.commit(co_await stream.async_read_some(buffer.prepare(kFirstRead), use_awaitable));
+  Client client(stream.release_socket(), tls, service);
+  co_await client.serve(buffer.data());
 }
 
 // ---- Listening ----
@@ -335,7 +342,11 @@ awaitable<void> acceptClients(tcp::acceptor &acceptor, Serve serve, asio::ssl::c
     }
     closeOnExec(socket);
     socket.set_option(tcp::no_delay(true), error);
-    asio::co_spawn(acceptor.get_executor(), serve(std::move(socket), tls, service), asio::detached);
+    try {
+      asio::co_spawn(acceptor.get_executor(), serve(std::move(socket), tls, service), asio::detached);
+    } catch (const std::bad_alloc &) {
+      // This client is dropped; there may be memory for the next one.
+    }
   }
 }
 
