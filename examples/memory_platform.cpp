@@ -2,6 +2,7 @@
 // the library can be built on another platform; what this device cannot do fails as the interface says.
 #include <kova/platform.h>
 
+#include <cstdio>
 #include <cstring>
 #include <map>
 #include <string>
@@ -22,7 +23,7 @@ int fail(int error = TLIBC_ERR_DEVICE) {
   return -1;
 }
 
-int copyText(char *buffer, size_t size, const std::string &text) {
+int copyText(char *buffer, std::size_t size, const std::string &text) {
   std::snprintf(buffer, size, "%s", text.c_str());
   return 0;
 }
@@ -35,7 +36,7 @@ int copyText(char *buffer, size_t size, const std::string &text) {
   }
 #define UNAVAILABLE(signature) OPERATION(int signature, fail())
 
-int KovaDevicePath(const char *path, char *buffer, size_t size) {
+int KovaDevicePath(const char *path, char *buffer, std::size_t size) {
   if (std::strlen(path) >= size) return fail(TLIBC_ERR_TOO_LONG);
   // The account "file" exists once the memory holds one.
   const bool exists = std::strcmp(path, "/etc/kova.conf") != 0 || files.count(path) != 0;
@@ -43,16 +44,16 @@ int KovaDevicePath(const char *path, char *buffer, size_t size) {
 }
 OPERATION(int TLIBCErrGet(), lastError)
 
-OPERATION(TLIBCSzList *TLIBCSzListAlloc(size_t), new TLIBCSzList)
+OPERATION(TLIBCSzList *TLIBCSzListAlloc(std::size_t), new TLIBCSzList)
 OPERATION(int TLIBCSzListPush(TLIBCSzList *list, const char *text), (list->emplace_back(text), 0))
-OPERATION(size_t TLIBCSzListCount(const TLIBCSzList *list), list->size())
-const char *TLIBCSzListGet(const TLIBCSzList *list, size_t index) {
+OPERATION(std::size_t TLIBCSzListCount(const TLIBCSzList *list), list->size())
+const char *TLIBCSzListGet(const TLIBCSzList *list, std::size_t index) {
   return index < list->size() ? (*list)[index].c_str() : nullptr;
 }
 OPERATION(void TLIBCSzListFree(TLIBCSzList *list), delete list)
 
 // Sorted, where a real device keeps the order of insertion: nothing is sent from here.
-OPERATION(TLIBCSzHash *TLIBCSzHashAlloc(size_t), new TLIBCSzHash)
+OPERATION(TLIBCSzHash *TLIBCSzHashAlloc(std::size_t), new TLIBCSzHash)
 const char *TLIBCSzHashGetValue(const TLIBCSzHash *hash, const char *key) {
   const auto found = hash->find(key);
   return found != hash->end() ? found->second.c_str() : nullptr;
@@ -63,7 +64,7 @@ OPERATION(void TLIBCSzHashFree(TLIBCSzHash *hash), delete hash)
 
 UNAVAILABLE(TLIBCStrCat(TLIBCSzText *, const char *))
 OPERATION(char *TLIBCStrTrimSpace(char *text), text)
-OPERATION(int TARVEncodingBase64Decode(const char *, size_t, char *, size_t *), 0)
+OPERATION(int TARVEncodingBase64Decode(const char *, std::size_t, char *, std::size_t *), 0)
 
 int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSzHash *hash, const char *) {
   if (files.count(file) == 0) return fail(TLIBC_ERR_NOT_FOUND);
@@ -76,27 +77,27 @@ int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int, const char 
   for (const auto &[key, value] : *hash) files[file][key] = value;
   return 0;
 }
-UNAVAILABLE(TLIBCFileGetKeyValue(const char *, const char *, char *, size_t, int))
+UNAVAILABLE(TLIBCFileGetKeyValue(const char *, const char *, char *, std::size_t, int))
 UNAVAILABLE(TLIBCFileCheckKeyValue(const char *, const char *, const char *, int))
 UNAVAILABLE(TLIBCINFOSetKeyValue(const char *, const char *))
 
-UNAVAILABLE(TLIBGetCustomSerialNumber(char *, size_t))
-OPERATION(int TLIBGetSerialNumber(char *buffer, size_t size), copyText(buffer, size, "MEMORY1"))
-UNAVAILABLE(TLIBVxinfoUserAgentGet(const char *, char *, size_t))
+UNAVAILABLE(TLIBGetCustomSerialNumber(char *, std::size_t))
+OPERATION(int TLIBGetSerialNumber(char *buffer, std::size_t size), copyText(buffer, size, "MEMORY1"))
+UNAVAILABLE(TLIBVxinfoUserAgentGet(const char *, char *, std::size_t))
 
 OPERATION(TLIBPlugin *TLIBPluginSDKInit(const char *, const char *), nullptr)
 UNAVAILABLE(TLIBPluginAction(TLIBPlugin *, int))
 OPERATION(void TLIBPluginExit(TLIBPlugin *), static_cast<void>(0))
 
 UNAVAILABLE(TARVCloudServiceGetErrorCode())
-UNAVAILABLE(TARVCloudServiceGetMacAddress(char *, size_t))
+UNAVAILABLE(TARVCloudServiceGetMacAddress(char *, std::size_t))
 UNAVAILABLE(TARVCloudServiceGetApiKey(char *, int))
 UNAVAILABLE(TARVCloudServiceRegisterApiKey(char *))
 UNAVAILABLE(TARVScheduleSet(const TARVSchedule *, int))
 UNAVAILABLE(TARVScheduleRemove(const char *))
 UNAVAILABLE(TARVLogSet1(int, int, uint32_t, const char *, const char *, const char *, const char *))
 UNAVAILABLE(TARVSysNotifySendNotifiction(const char *, const TLIBCSzHash *))
-UNAVAILABLE(TARVZoneGet(char *, size_t, int32_t *))
+UNAVAILABLE(TARVZoneGet(char *, std::size_t, int32_t *))
 UNAVAILABLE(TARVZoneGetInfo(const char *, TLIBCSzHash **))
 OPERATION(FILE *TLIBCPopen(const char *, const char *const[], const char *), nullptr)
 UNAVAILABLE(TLIBCPclose(FILE *))
