@@ -1,4 +1,5 @@
 // Base URLs, user agent, identity, token and the HTTPS request, asserted without a socket.
+#include <curl/curl.h>
 #include <gtest/gtest.h>
 #include <kova/kova.h>
 
@@ -16,6 +17,11 @@ constexpr char kToken[] = "kova_token_generation";
 const std::string kBase = "https://account.kova.example";
 const std::string kUrl = kBase + "/dnsauth.php";
 const hooks::Reply kReply = {" \t{}\r\n"};
+
+// How a log line tells libcurl's error, in the words of the libcurl that is there.
+std::string curlError(CURLcode code) {
+  return "code=" + std::to_string(code) + ", err=" + curl_easy_strerror(code);
+}
 
 class Transport : public DeviceTest {
  protected:
@@ -244,10 +250,11 @@ TEST_F(Transport, OptionsAreSetInOrder) {
 }
 
 TEST_F(Transport, OptionsMayFail) {
-  const std::string unknown = "An unknown option was passed in to libcurl", value = "return value=48, err=" + unknown;
-  const std::string post = kUrl + ", Failed to set POST parameters, code=48, err=" + unknown;
-  const std::string url = "Failed to set url to " + kUrl + ", code=48, err=" + unknown;
-  const std::string verification = "Failed to set curl opt error:(48)" + unknown;
+  const std::string unknown = curlError(CURLE_UNKNOWN_OPTION), value = "return value" + unknown.substr(4);
+  const std::string post = kUrl + ", Failed to set POST parameters, " + unknown;
+  const std::string url = "Failed to set url to " + kUrl + ", " + unknown;
+  const std::string verification =
+      std::string("Failed to set curl opt error:(48)") + curl_easy_strerror(CURLE_UNKNOWN_OPTION);
   const std::tuple<std::vector<CURLoption>, std::string, bool> cases[] = {
       {{CURLOPT_POST, CURLOPT_POSTFIELDS}, post, true},
       {{CURLOPT_URL, CURLOPT_FOLLOWLOCATION}, url, true},
@@ -307,8 +314,8 @@ TEST_F(Transport, NameAndTimeOutFailuresAreTriedAgain) {
   const hooks::Reply noProxy = ending(CURLE_COULDNT_RESOLVE_PROXY),
                      half = ending(CURLE_OPERATION_TIMEDOUT, "{\"half\":");
   const std::string gaveUp = "request packages, httpResponseCode=0";
-  const std::string refusal = "curl perform, code=7, err=Couldn't connect to server";
-  const std::string distrust = "curl perform, code=60, err=SSL peer certificate or SSH remote key was not OK";
+  const std::string refusal = "curl perform, " + curlError(CURLE_COULDNT_CONNECT);
+  const std::string distrust = "curl perform, " + curlError(CURLE_PEER_FAILED_VERIFICATION);
   const Case cases[] = {
       {false, {noHost}, -1, {0, 0, 1}, 3, gaveUp},
       {true, {noProxy}, -1, {0, 1}, 2, gaveUp},
@@ -351,9 +358,8 @@ TEST_F(Transport, OnlyStatus200WithABodyIsAReply) {
   TARVKOVAHttpsResponseFree(nullptr);
   EXPECT_TRUE(response_.body == nullptr && response_.http_status == 0);
   EXPECT_EQ(response_.transfer_result, 28) << "releasing keeps it";
-  EXPECT_TRUE(ended(
-      send({kReply}, {"curl_easy_getinfo"}), -1, 4,
-      {{kUnit, kUrl + ", Failed to curl_easy_getinfo, code=48, err=An unknown option was passed in to libcurl"}}));
+  const std::string unread = kUrl + ", Failed to curl_easy_getinfo, " + curlError(CURLE_UNKNOWN_OPTION);
+  EXPECT_TRUE(ended(send({kReply}, {"curl_easy_getinfo"}), -1, 4, {{kUnit, unread}}));
   EXPECT_TRUE(ended(send({{"{}"}}, {"strdup"}), 0, 77)) << "a reply without a copy of its body is still a reply";
   EXPECT_TRUE(response_.body == nullptr && response_.http_status == 200);
 }
