@@ -60,6 +60,10 @@ TEST_F(Live, MisbehaviourEndsInAFailureOrIsSurvived) {
     EXPECT_EQ(authen(), *log == '\0' ? 0 : -1) << fault;
     EXPECT_TRUE(*log == '\0' || logged(log)) << fault << testing::PrintToString(hooks::state().log);
   }
+  setenv("https_proxy", "http://127.0.0.1:9", 1);  // where nobody listens
+  hooks::state().log.clear();
+  EXPECT_TRUE(ended(authen(), -1, 4));
+  EXPECT_TRUE(logged("Failed to curl perform, code=7,"));
   EXPECT_EQ(files(), before);
 }
 

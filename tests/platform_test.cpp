@@ -35,11 +35,17 @@ class Platform : public DeviceTest {
     for (const auto &[key, value] : pairs) TLIBCSzHashSetValue(hash.get(), key.c_str(), value.c_str());
     return TLIBCFileSetKeys(kFile, hash.get(), 0, format);
   }
-  static std::unique_ptr<AccountInfo> newAccount() {
-    auto account = std::make_unique<AccountInfo>();
+  // Writes another account than kSignedIn while the system call of this number fails so.
+  static int setAccount(int failAt = 0, int failWith = 0) {
+    const auto account = std::make_unique<AccountInfo>();
     std::strcpy(account->vx_auth_key, "new");
     std::strcpy(account->kovaIDSerial, "4711");
-    return account;
+    hooks::state().systemCalls.clear();
+    hooks::state().failAt = failAt;
+    hooks::state().failWith = failWith;
+    const int result = TARVKOVAAccountSet(account.get());
+    hooks::state().failAt = 0;
+    return result;
   }
   static std::string get(const char *key) {
     char value[256] = "";
@@ -82,6 +88,54 @@ TEST_F(Platform, TextGrowsAndMayBeAddedToItself) {
     std::string copy = given;
     EXPECT_STREQ(TLIBCStrTrimSpace(copy.data()), trimmed);
   }
+}
+
+TEST_F(Platform, Base64IsDecodedStrictly) {
+  const auto decoded = [](const std::string &text) -> std::string {
+    char output[8] = "";
+    std::size_t length = sizeof output;
+    const bool isGood = TARVEncodingBase64Decode(text.data(), text.size(), output, &length) != 0;
+    return isGood ? std::string(output, length) : "(failure)";
+  };
+  for (const auto &[text, plain] :
+       {std::pair{"", ""}, {"Zg==", "f"}, {"Zm8=", "fo"}, {"Zm9v", "foo"}, {"Zm9vYg==", "foob"}}) {
+    EXPECT_EQ(decoded(text), plain);
+  }
+  for (const char *text : {"Zg=", "Z", "Zm9v\n", "Zm 9", "====", "Zg==Zg==", "Zh==", "Zm9=", "Zm9vYmFyYmF6"}) {
+    EXPECT_EQ(decoded(text), "(failure)") << text;
+  }
+}
+
+TEST_F(Platform, NullIsAFailureNotACrash) {
+  char buffer[8];
+  TLIBCSzHash *none = nullptr;
+  const int failures[] = {KovaDevicePath(nullptr, buffer, 8),
+                          TLIBCSzListPush(nullptr, "x"),
+                          TLIBCSzHashSetValue(nullptr, "x", "x"),
+                          TLIBCSzHashEnumKey(nullptr, nullptr),
+                          TLIBCStrCat(nullptr, "x"),
+                          TLIBCFileGetKeys(kFile, nullptr, nullptr, "="),
+                          TLIBCFileSetKeys(nullptr, nullptr, 0, kFormat),
+                          TLIBCFileGetKeyValue(kFile, nullptr, buffer, 8, 0),
+                          TLIBCFileCheckKeyValue(kFile, "x", nullptr, 0),
+                          TLIBCINFOSetKeyValue(nullptr, "x"),
+                          TLIBGetSerialNumber(nullptr, 8),
+                          TLIBVxinfoUserAgentGet(nullptr, buffer, 8),
+                          TLIBPluginAction(nullptr, 4),
+                          TARVCloudServiceGetApiKey(nullptr, 1),
+                          TARVCloudServiceGetMacAddress(nullptr, 8),
+                          TARVCloudServiceRegisterApiKey(nullptr),
+                          TARVScheduleRemove(nullptr),
+                          TARVLogSet1(1, 1, 1, nullptr, "", "", ""),
+                          TARVSysNotifySendNotifiction("x", nullptr),
+                          TARVZoneGet(nullptr, 8, nullptr),
+                          TARVZoneGetInfo("UTC", &none) - 1,
+                          TLIBCPclose(nullptr),
+                          TLIBCExecv(nullptr, nullptr, 1),
+                          -std::abs(TARVScheduleSet(nullptr, 0)),
+                          -std::abs(TLIBServiceRestart(nullptr))};
+  for (const int &result : failures) EXPECT_LT(result, 0) << &result - failures;
+  EXPECT_EQ(TLIBCErrGet(), TLIBC_ERR_BAD_PARAMETER);
 }
 
 // ---- Key files ----
@@ -169,13 +223,25 @@ TEST_F(Platform, TwoWritersLoseNeithersKeys) {
 }
 
 TEST_F(Platform, AFileIsOnTheDiskBeforeItTakesTheOldOnesPlace) {
-  ASSERT_EQ(TARVKOVAAccountSet(newAccount().get()), 0);
-  hooks::state().systemCalls.clear();
-  ASSERT_EQ(TARVKOVAAccountSet(newAccount().get()), 0);
+  for (int i = 0; i < 2; ++i) ASSERT_EQ(setAccount(), 0);
   const auto &calls = hooks::state().systemCalls;
   EXPECT_EQ(std::vector(calls.end() - 4, calls.end()),
             (std::vector<std::string>{"write", "fsync", "renameat", "fsync"}))
       << "the last one is the directory's";
+}
+
+TEST_F(Platform, AProcessThatEndsAtAnySystemCallLeavesTheOldOrTheNewAccount) {
+  int calls = 0;
+  for (int status = 1; status != 0; ++calls) {
+    write(kAccountFile, kSignedIn);
+    const pid_t child = fork();
+    if (child == 0) _exit(setAccount(calls + 1, hooks::kCut) == 0 ? 0 : 2);
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_NE(WEXITSTATUS(status), 2);
+    const std::string text = read(kAccountFile);
+    EXPECT_TRUE(text == kNewlySignedIn || (status != 0 && text == kSignedIn)) << calls << text;
+  }
+  EXPECT_GT(calls, 7);
 }
 
 TEST_F(Platform, AFailingSystemCallLeavesTheOldAccount) {
@@ -183,11 +249,7 @@ TEST_F(Platform, AFailingSystemCallLeavesTheOldAccount) {
     int failed = 0;
     for (int call = 1;; ++call) {
       write(kAccountFile, kSignedIn);
-      hooks::state().systemCalls.clear();
-      hooks::state().failAt = call;
-      hooks::state().failWith = error;
-      const int result = TARVKOVAAccountSet(newAccount().get());
-      hooks::state().failAt = 0;
+      const int result = setAccount(call, error);
       const bool isLast = std::ssize(hooks::state().systemCalls) < call;
       failed += result < 0 ? 1 : 0;
       // Only the last of them, after the new file took its place, may fail and leave the new one.

@@ -122,6 +122,10 @@ TEST_F(Unify, ToolsOfEveryKind) {
     EXPECT_EQ(scanned(), accounts) << script;
     EXPECT_TRUE(loggedExactly(log)) << script;
   }
+  useDdns("a");
+  answer({}, {"fgets", "ferror"});
+  EXPECT_EQ(scanned(), "");
+  EXPECT_TRUE(loggedExactly({{kScan, "Failed to execute ddns command, option=--get-tarv-account"}}));
   answer();
   remove("/asked");
   writeProgram(kTool, "#!/bin/sh\necho \"$*\" >> " + at("/asked").string() + "\n");

@@ -43,6 +43,7 @@ bool fails(const std::string &name, const char *text = "") {
 bool isFailing(const char *name) {
   current.systemCalls.emplace_back(name);
   if (std::ssize(current.systemCalls) != current.failAt) return false;
+  if (current.failWith == kCut) _exit(1);
   errno = current.failWith;
   return true;
 }
@@ -191,6 +192,8 @@ int openat64(int directory, const char *path, int flags, ...) {
 
 FALLIBLE(CURL *, curl_easy_init, (), (), nullptr)
 FALLIBLE_FOR(t, char *, curl_easy_escape, (CURL * h, const char *t, int n), (h, t, n), nullptr)
+FALLIBLE(char *, fgets, (char *b, int n, FILE *f), (b, n, f), nullptr)
+FALLIBLE(int, ferror, (FILE * f) noexcept, (f), 1)
 FALLIBLE(DIR *, opendir, (const char *path), (path), nullptr)
 FALLIBLE_FOR(std::string(static_cast<const char *>(d), n).c_str(), int, MD5_Update, (void *c, const void *d, size_t n),
              (c, d, n), 0)

@@ -33,6 +33,8 @@ struct Attempt {
 // The functions that fail: a name, or a name and the text that the function is given ("TLIBCSzHashSetValue action").
 using Failing = std::set<std::string>;
 
+inline constexpr int kCut = -1;
+
 struct State {
   std::vector<std::string> log;    // the messages given to syslog
   std::vector<unsigned> pauses;    // the seconds given to sleep
@@ -40,7 +42,8 @@ struct State {
   Failing failing;
   int cloudError = 1;  // what a failing TARVCloudServiceGetErrorCode tells
 
-  // The system calls that change files. Counted from 1, the one at `failAt` fails with `failWith`.
+  // The system calls that change files. Counted from 1, the one at `failAt` fails with `failWith`; with kCut the
+  // process ends there.
   std::vector<std::string> systemCalls;
   int failAt = 0;
   int failWith = 0;
