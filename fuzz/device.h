@@ -2,31 +2,21 @@
 #pragma once
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
+#include <string_view>
+
+#include "support/files.h"
 
 class FuzzDevice {
  public:
   static constexpr char kInformation[] = "timezone=\"UTC\"\n";
 
   FuzzDevice() {
-    std::string pattern = std::filesystem::temp_directory_path() / "kova-fuzz-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) std::abort();
-    root_ = pattern;
-    setenv("KOVA_DEVICE_ROOT", root_.c_str(), 1);
+    setenv("KOVA_DEVICE_ROOT", root_.path().c_str(), 1);
     write("etc.defaults/kovadevice.conf", "serial=\"1430TST000001\"\nmac=\"02:00:00:00:00:01\"\n");
     write("etc/tarvinfo.conf", kInformation);
   }
-  ~FuzzDevice() { std::filesystem::remove_all(root_); }
-  FuzzDevice(const FuzzDevice &) = delete;
-  FuzzDevice &operator=(const FuzzDevice &) = delete;
-
-  void write(const char *path, const std::string &text) const {
-    std::filesystem::create_directories((root_ / path).parent_path());
-    std::ofstream(root_ / path, std::ios::binary) << text;
-  }
+  void write(const char *path, std::string_view text) const { writeFile(root_.path() / path, text); }
 
  private:
-  std::filesystem::path root_;
+  TemporaryDirectory root_;
 };

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstring>
 #include <memory>
+#include <sstream>
 #include <tuple>
 
 #include "base/text.h"
@@ -30,22 +31,15 @@ class Core : public DeviceTest {
 
 TEST_F(Core, ResultWordsMapByPrefix) {
   EXPECT_TRUE(ended(TARVKOVAErrSet(-5), -5, -5)) << "a code is kept unchecked";
-  const std::pair<int32_t, std::vector<const char *>> expected[] = {
-      {0, {"good", "goodbye", "account_userid"}},
-      {1, {"badparam"}},
-      {6, {"badsys"}},
-      {14, {"badauth", "badauthx"}},
-      {15, {"badnetwork"}},
-      {16, {"account_inused_x"}},
-      {17, {"serial_exceed_max_account_register"}},
-      {18, {"account_unverified"}},
-      {24, {"", "unknown", "Good", "goo"}},
-      {25, {"account_not_found"}},
-      {26, {"apikey_not_found"}},
-  };
-  for (const auto &[code, words] : expected) {
-    for (const char *word : words) EXPECT_TRUE(ended(MapLibKovaCenterErrorCode(word), code, code)) << word;
+  std::istringstream expected(
+      "good 0 goodbye 0 account_userid 0 badparam 1 badsys 6 badauth 14 badauthx 14 badnetwork 15 account_inused_x 16 "
+      "serial_exceed_max_account_register 17 account_unverified 18 unknown 24 Good 24 goo 24 account_not_found 25 "
+      "apikey_not_found 26");
+  int32_t code = 0;
+  for (std::string word; expected >> word >> code;) {
+    EXPECT_TRUE(ended(MapLibKovaCenterErrorCode(word.c_str()), code, code)) << word;
   }
+  EXPECT_EQ(MapLibKovaCenterErrorCode(""), 24);
   EXPECT_TRUE(gErrorCodeMap[11].result == nullptr && gErrorCodeMap[11].code == 24);
   const KovaErrorMapEntry first = gErrorCodeMap[0];
   gErrorCodeMap[0] = {"badauth", 99};
@@ -64,50 +58,30 @@ TEST_F(Core, CloudServiceErrorsAreTranslatedNotStored) {
 }
 
 TEST_F(Core, ErrorCodesArePrinted) {
-  const std::pair<int32_t, std::string> expected[] = {{0, ""},
-                                                      {1, "Wrong parameters\n"},
-                                                      {2, "Wrong JSON format\n"},
-                                                      {3, "Failed to get kova account\n"},
-                                                      {4, "Failed to send the request\n"},
-                                                      {5, "Failed to get the response\n"},
-                                                      {6, "System error\n"},
-                                                      {99, "System error\n"},
-                                                      {-1, "System error\n"}};
-  for (const auto &[code, text] : expected) {
-    testing::internal::CaptureStderr();
-    printErrCode(code);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), text) << code;
-  }
+  testing::internal::CaptureStderr();
+  for (const int32_t code : {0, 1, 2, 3, 4, 5, 6, 99, -1}) printErrCode(code);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "Wrong parameters\nWrong JSON format\nFailed to get kova account\nFailed to send the request\n"
+            "Failed to get the response\nSystem error\nSystem error\nSystem error\n");
 }
 
 // The profile's keys, in the order in which they are read.
-const std::vector<std::string> kKeys = {
-    "kovaID",
-    "full_name",
-    "country",
-    "timezone",
-    "notify_language",
-    "activated",
-    "disabled",
-    "enews",
-    "critical_release",
-    "enews_local_promotion",
-    "critical_version_list",
-    "critical_version_domain",
-};
+const std::vector<std::string> kProfileKeys = words(
+    "kovaID full_name country timezone notify_language activated disabled enews critical_release enews_local_promotion "
+    "critical_version_list critical_version_domain");
 
 TEST_F(Core, AnAccountIsReadUntilTheFirstMissingKey) {
-  for (std::size_t gone = 0; gone <= kKeys.size(); ++gone) {
+  for (std::size_t gone = 0; gone <= kProfileKeys.size(); ++gone) {
     SCOPED_TRACE(gone);
-    const bool isWhole = gone == kKeys.size();
+    const bool isWhole = gone == kProfileKeys.size();
     std::string file = std::string(kIdentity) + "last_query_time=\"1234567890\"\n";
-    for (std::size_t i = 0; i < kKeys.size(); ++i) file += i == gone ? "" : kKeys[i] + "=\"yes\"\n";
+    for (std::size_t i = 0; i < kProfileKeys.size(); ++i) file += i == gone ? "" : kProfileKeys[i] + "=\"yes\"\n";
     // An empty name is as bad as a missing one.
-    write(kAccountFile, file + (gone < 2 ? kKeys[gone] + "=\"\"\n" : ""));
+    write(kAccountFile, file + (gone < 2 ? kProfileKeys[gone] + "=\"\"\n" : ""));
     *info_ = {};
     answer();
     EXPECT_TRUE(ended(TARVKOVAAccountGet(info_.get()), 0, 0));
-    EXPECT_TRUE(isWhole ? hooks::state().log.empty() : loggedExactly({missing(kKeys[gone])}));
+    EXPECT_TRUE(isWhole ? hooks::state().log.empty() : loggedExactly({missing(kProfileKeys[gone])}));
     EXPECT_EQ(std::string(info_->vx_auth_key) + info_->kovaIDSerial, "key42");
     EXPECT_STREQ(info_->kovaID, gone > 0 ? "yes" : "");
     EXPECT_EQ(info_->activated, gone > 5 ? 1 : 0);
@@ -124,7 +98,7 @@ TEST_F(Core, AnAccountIsReadUntilTheFirstMissingKey) {
 TEST_F(Core, AFlagIsAnyBeginningOfYes) {
   for (const auto &[value, flag] : {std::pair{"yes", 1}, {"ye", 1}, {"", 1}, {"no", 0}, {"Yes", 0}, {"yesno", 0}}) {
     std::string file = std::string(kIdentity) + "last_query_time=\"1\"\n";
-    for (const std::string &key : kKeys) file += key + "=\"" + (key == "enews" ? value : "no") + "\"\n";
+    for (const std::string &key : kProfileKeys) file += key + "=\"" + (key == "enews" ? value : "no") + "\"\n";
     write(kAccountFile, file);
     ASSERT_EQ(TARVKOVAAccountGet(info_.get()), 0);
     EXPECT_EQ(info_->enews, flag) << value;
@@ -185,7 +159,7 @@ TEST_F(Core, AccountReadFailures) {
 TEST_F(Core, LongValuesAreCutToTheirField) {
   const std::string value(5000, 'x');
   std::string file = std::string(kIdentity) + "last_query_time=\"010\"\n";
-  for (const std::string &key : kKeys) file.append(key).append("=\"").append(value).append("\"\n");
+  for (const std::string &key : kProfileKeys) file.append(key).append("=\"").append(value).append("\"\n");
   write(kAccountFile, file + "vx_auth_key=\"" + value + "\"\n");
   ASSERT_EQ(TARVKOVAAccountGet(info_.get()), 0);
   EXPECT_EQ(info_->kovaID, value.substr(0, 4095));

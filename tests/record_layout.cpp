@@ -1,26 +1,18 @@
 // Programs on the device pass the account record around as bytes: its layout is fixed.
 #include <kova/account.h>
 
+#include <array>
 #include <cstddef>
 #include <type_traits>
 
-static_assert(std::is_standard_layout_v<AccountInfo> && std::is_trivial_v<AccountInfo>);
-#define KOVA_FIELD_AT(f, at, size) static_assert(offsetof(AccountInfo, f) == (at) && sizeof(AccountInfo::f) == (size))
-KOVA_FIELD_AT(kovaID, 0, 4096);
-KOVA_FIELD_AT(kovaPW, 4096, 4096);
-KOVA_FIELD_AT(kovaIDSerial, 8192, 4096);
-KOVA_FIELD_AT(vx_auth_key, 12288, 4096);
-KOVA_FIELD_AT(full_name, 16384, 1024);
-KOVA_FIELD_AT(country, 17408, 256);
-KOVA_FIELD_AT(timezone, 17664, 256);
-KOVA_FIELD_AT(notify_language, 17920, 256);
-KOVA_FIELD_AT(critical_version_list, 18176, 1024);
-KOVA_FIELD_AT(critical_version_domain, 19200, 1024);
-KOVA_FIELD_AT(activated, 20224, 4);
-KOVA_FIELD_AT(disabled, 20228, 4);
-KOVA_FIELD_AT(enews, 20232, 4);
-KOVA_FIELD_AT(critical_release, 20236, 4);
-KOVA_FIELD_AT(enews_local_promotion, 20240, 4);
-KOVA_FIELD_AT(last_query_time, 20244, 4);
-#undef KOVA_FIELD_AT
-static_assert(sizeof(AccountInfo) == 20248);
+static_assert(std::is_standard_layout_v<AccountInfo> && std::is_trivial_v<AccountInfo> && sizeof(AccountInfo) == 20248);
+
+// Where a field ends: the next one begins there.
+#define END(field) offsetof(AccountInfo, field) + sizeof(AccountInfo::field)
+static_assert(std::array{END(kovaID), END(kovaPW), END(kovaIDSerial), END(vx_auth_key)} ==
+              std::array<std::size_t, 4>{4096, 8192, 12288, 16384});
+static_assert(std::array{END(full_name), END(country), END(timezone), END(notify_language), END(critical_version_list),
+                         END(critical_version_domain)} ==
+              std::array<std::size_t, 6>{17408, 17664, 17920, 18176, 19200, 20224});
+static_assert(std::array{END(activated), END(disabled), END(enews), END(critical_release), END(enews_local_promotion),
+                         END(last_query_time)} == std::array<std::size_t, 6>{20228, 20232, 20236, 20240, 20244, 20248});

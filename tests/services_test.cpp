@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <kova/kova.h>
 
+#include "base/json.h"
 #include "support/device.h"
 #include "support/json.h"
 #include "support/token.h"
@@ -71,7 +72,7 @@ TEST_F(Services, PurchaseFiltersAreJoined) {
         list(row.from, row.to, parsed(row.apps), parsed(row.serials), parsed(row.prices), parsed(row.paypals)), 0, 0));
     EXPECT_EQ(sent(), std::string("action=get_history&kova_id=4711&auth_key=key-1&serial=1430TST000001&language=enu") +
                           row.sent);
-    EXPECT_EQ(compact(result_), R"({"logs":[],"offset":0,"total":0})");
+    EXPECT_EQ(kova::jsonLine(result_), R"({"logs":[],"offset":0,"total":0})");
   }
 }
 
@@ -99,7 +100,7 @@ TEST_F(Services, PurchaseEntriesAreRenamed) {
   for (const char *entries : {"{\"a\":1}", "\"x\"", "3", "null"}) {
     answer({{R"({"code":"account_userid","entries":)" + std::string(entries) + "}"}});
     EXPECT_EQ(list(), 0);
-    EXPECT_EQ(compact(result_), R"({"logs":[],"offset":0,"total":0})") << entries;
+    EXPECT_EQ(kova::jsonLine(result_), R"({"logs":[],"offset":0,"total":0})") << entries;
   }
 }
 

@@ -3,48 +3,34 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "base/release.h"
 #include "support/device.h"
 #include "support/json.h"
 
 // The service in a process of its own, on ports of its own.
 class Center {
  public:
-  explicit Center(const std::string &options = "") {
-    int ends[2];
-    if (pipe(ends) != 0) throw std::runtime_error("no pipe");
-    child_ = fork();
-    if (child_ == 0) {
-      dup2(ends[1], STDOUT_FILENO);
-      close(ends[0]);
-      close(ends[1]);
-      const std::string command = "exec " KOVA_CENTER " serve --state " + state() + " " + options;
-      execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-      _exit(127);
-    }
-    close(ends[1]);
-    char byte = 0;
-    while (::read(ends[0], &byte, 1) == 1 && byte != '\n') continue;  // its one line says that it listens
-    output_ = ends[0];
-    const Json::Value run = parsed(readFile(directory_.path() / "run.json"));
-    setenv("https_proxy", ("http://127.0.0.1:" + run["proxy_port"].asString()).c_str(), 1);
+  explicit Center(const std::string &options = "")
+      : output_(popen(("exec " KOVA_CENTER " serve --state " + state() + " " + options).c_str(), "r")) {
+    while (output_ && std::fgetc(output_.get()) > '\n') continue;  // its one line says that it listens
+    run_ = parsed(readFile(directory_.path() / "run.json"));
+    if (!run_.isMember("pid")) throw std::runtime_error("the service does not run");
+    setenv("https_proxy", ("http://127.0.0.1:" + run_["proxy_port"].asString()).c_str(), 1);
     unsetenv("no_proxy");
     unsetenv("NO_PROXY");
   }
   ~Center() {
-    kill(child_, SIGTERM);
-    int status = -1;
-    waitpid(child_, &status, 0);
-    EXPECT_EQ(status, 0) << "the service ends cleanly";
-    close(output_);
+    kill(run_["pid"].asInt(), SIGTERM);
+    EXPECT_EQ(pclose(output_.release()), 0) << "the service ends cleanly";
     unsetenv("https_proxy");
   }
   Center(const Center &) = delete;
@@ -67,6 +53,6 @@ class Center {
 
  private:
   TemporaryDirectory directory_;
-  pid_t child_ = -1;
-  int output_ = -1;
+  std::unique_ptr<FILE, kova::Release<pclose>> output_;
+  Json::Value run_;
 };

@@ -2,37 +2,18 @@
 
 #include <kova/error.h>
 
+#include <cerrno>
 #include <cstdlib>
-#include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "support/token.h"
 
 namespace fs = std::filesystem;
 
-TemporaryDirectory::TemporaryDirectory() {
-  std::string pattern = fs::temp_directory_path() / "kova-test-XXXXXX";
-  if (mkdtemp(pattern.data()) == nullptr) throw std::system_error(errno, std::generic_category(), pattern);
-  path_ = pattern;
-}
-
-TemporaryDirectory::~TemporaryDirectory() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
-}
-
-std::string readFile(const fs::path &path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
-void writeFile(const fs::path &path, std::string_view text) {
-  fs::create_directories(path.parent_path());
-  std::ofstream file(path, std::ios::binary);
-  file << text;
-  if (!file.flush()) throw std::runtime_error("cannot write " + path.string());
+std::vector<std::string> words(const std::string &text) {
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), {}};
 }
 
 DeviceTest::DeviceTest() {

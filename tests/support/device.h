@@ -10,23 +10,11 @@
 #include <utility>
 #include <vector>
 
+#include "support/files.h"
 #include "support/hooks.h"
 
-// An empty directory that is removed with its owner.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory();
-  ~TemporaryDirectory();
-  TemporaryDirectory(const TemporaryDirectory &) = delete;
-  TemporaryDirectory &operator=(const TemporaryDirectory &) = delete;
-  const std::filesystem::path &path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
-
-std::string readFile(const std::filesystem::path &path);
-void writeFile(const std::filesystem::path &path, std::string_view text);
+// The words of a text that blanks separate.
+std::vector<std::string> words(const std::string &text);
 
 inline constexpr char kAccountFile[] = "/etc/kova.conf";
 inline constexpr char kInfoFile[] = "/etc/tarvinfo.conf";
@@ -36,6 +24,12 @@ inline constexpr char kCron[] = "/etc/cron.d/tarvkova";
 inline constexpr char kSignedIn[] = "vx_auth_key=\"key-1\"\nkovaIDSerial=\"4711\"\n";
 inline constexpr char kGood[] = R"({"code":"good"})";
 inline constexpr char kUnknownKey[] = R"({"code":"apikey_not_found"})";
+inline constexpr char kRelay[] = "/usr/tarv/etc/tarvrelayd/tarvrelayd.conf";
+inline constexpr char kKeys[] = R"({"code":"good","kova_id":"4711","auth_key":"key-1"})";
+inline constexpr char kProfile[] =
+    R"({"code":"good","email":"ada@kova.example","full_name":"Ada","country":"DE","timezone":"Europe/Berlin",)"
+    R"("notify_language":"ger","activated":true,"disabled":false,"enews":1,"critical_release":0,)"
+    R"("enews_local_promotion":"yes","critical_version_list":{"b":true,"a":false,"c":1}})";
 // The API key that the device has.
 inline constexpr char kApiKey[] = "00112233445566778899aabbccddeeff00112233445566778899aabbccddeeff";
 

@@ -15,9 +15,3 @@ inline Json::Value parsed(const std::string &text) {
   EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), stream, &value, &errors)) << errors << text;
   return value;
 }
-
-inline std::string compact(const Json::Value &value) {
-  Json::StreamWriterBuilder writer;
-  writer["indentation"] = "";
-  return Json::writeString(writer, value);
-}

@@ -2,18 +2,12 @@
 
 #include <openssl/evp.h>
 
-#include <cstdio>
+#include "base/hexadecimal.h"
 
 std::string expectedMd5(const std::string &text) {
   unsigned char digest[16];
   EVP_Digest(text.data(), text.size(), digest, nullptr, EVP_md5(), nullptr);
-  std::string digits;
-  for (const unsigned byte : digest) {
-    char two[3];
-    std::snprintf(two, sizeof two, "%02x", byte);
-    digits += two;
-  }
-  return digits;
+  return kova::hexadecimal(digest);
 }
 
 std::string expectedToken(const std::string &text) {
