@@ -23,9 +23,21 @@ LogLine missing(const std::string &key) {
   return {kUnit, "key [" + key + "] not found in /etc/kova.conf, errno=Success/0\n"};
 }
 
+// The profile's keys, in the order in which they are read.
+const std::vector<std::string> kProfileKeys = words(
+    "kovaID full_name country timezone notify_language activated disabled enews critical_release enews_local_promotion "
+    "critical_version_list critical_version_domain");
+
 class Core : public DeviceTest {
  protected:
   Core() { answer(); }
+  // Reads an account file with the identity, the time of the last query and these entries.
+  void get(const std::string &queried, const std::string &profile) {
+    write(kAccountFile, kIdentity + keyFile("last_query_time=" + queried) + profile);
+    *info_ = {};
+    answer();
+    EXPECT_TRUE(ended(TARVKOVAAccountGet(info_.get()), 0, 0));
+  }
   std::unique_ptr<AccountInfo> info_ = std::make_unique<AccountInfo>();
 };
 
@@ -65,22 +77,14 @@ TEST_F(Core, ErrorCodesArePrinted) {
             "Failed to get the response\nSystem error\nSystem error\nSystem error\n");
 }
 
-// The profile's keys, in the order in which they are read.
-const std::vector<std::string> kProfileKeys = words(
-    "kovaID full_name country timezone notify_language activated disabled enews critical_release enews_local_promotion "
-    "critical_version_list critical_version_domain");
-
 TEST_F(Core, AnAccountIsReadUntilTheFirstMissingKey) {
   for (std::size_t gone = 0; gone <= kProfileKeys.size(); ++gone) {
     SCOPED_TRACE(gone);
     const bool isWhole = gone == kProfileKeys.size();
-    std::string file = std::string(kIdentity) + "last_query_time=\"1234567890\"\n";
-    for (std::size_t i = 0; i < kProfileKeys.size(); ++i) file += i == gone ? "" : kProfileKeys[i] + "=\"yes\"\n";
+    std::string profile;
+    for (std::size_t i = 0; i < kProfileKeys.size(); ++i) profile += i == gone ? "" : kProfileKeys[i] + "=\"yes\"\n";
     // An empty name is as bad as a missing one.
-    write(kAccountFile, file + (gone < 2 ? kProfileKeys[gone] + "=\"\"\n" : ""));
-    *info_ = {};
-    answer();
-    EXPECT_TRUE(ended(TARVKOVAAccountGet(info_.get()), 0, 0));
+    get("1234567890", profile + (gone < 2 ? kProfileKeys[gone] + "=\"\"\n" : ""));
     EXPECT_TRUE(isWhole ? hooks::state().log.empty() : loggedExactly({missing(kProfileKeys[gone])}));
     EXPECT_EQ(std::string(info_->vx_auth_key) + info_->kovaIDSerial, "key42");
     EXPECT_STREQ(info_->kovaID, gone > 0 ? "yes" : "");
@@ -88,7 +92,7 @@ TEST_F(Core, AnAccountIsReadUntilTheFirstMissingKey) {
     EXPECT_STREQ(info_->critical_version_domain, isWhole ? "yes" : "");
     EXPECT_EQ(info_->last_query_time, isWhole ? 1234567890 : 0);
   }
-  write(kAccountFile, std::string(kIdentity) + "kovaID=\"a\"\n");
+  write(kAccountFile, kIdentity + keyFile("kovaID=a"));
   *info_ = {};
   answer();
   EXPECT_TRUE(ended(TARVKOVAAccountGet(info_.get()), 0, 0, {}));
@@ -97,10 +101,9 @@ TEST_F(Core, AnAccountIsReadUntilTheFirstMissingKey) {
 
 TEST_F(Core, AFlagIsAnyBeginningOfYes) {
   for (const auto &[value, flag] : {std::pair{"yes", 1}, {"ye", 1}, {"", 1}, {"no", 0}, {"Yes", 0}, {"yesno", 0}}) {
-    std::string file = std::string(kIdentity) + "last_query_time=\"1\"\n";
-    for (const std::string &key : kProfileKeys) file += key + "=\"" + (key == "enews" ? value : "no") + "\"\n";
-    write(kAccountFile, file);
-    ASSERT_EQ(TARVKOVAAccountGet(info_.get()), 0);
+    std::string profile;
+    for (const std::string &key : kProfileKeys) profile += keyFile(key + "=" + (key == "enews" ? value : "no"));
+    get("1", profile);
     EXPECT_EQ(info_->enews, flag) << value;
     EXPECT_EQ(info_->disabled, 0);
   }
@@ -111,34 +114,27 @@ TEST_F(Core, AccountReadFailures) {
   const auto payment = [](AccountInfo *info) { return TARVPaymentKovaAccountGet(info); };
   const LogLine unreadable = {kUnit, "TLIBCFileGetKeys() failed!! szFile=[/etc/kova.conf], tarverr=[0x0ABC]"};
   const LogLine memory = {kUnit, "Out of memory!!"};
-  const std::string both = "kovaID=\"a\"\nkovaPW=\"b\"\n";
-  struct Case {
-    int (*get)(AccountInfo *);
-    std::string file, failing;
-    int32_t code;
-    LogLine log;
-  };
-  const Case cases[] = {
-      {account, "kovaIDSerial=\"42\"\n", "", 3, missing("vx_auth_key")},
-      {account, "vx_auth_key=\"\"\nkovaIDSerial=\"42\"\n", "", 3, missing("vx_auth_key")},
-      {account, "vx_auth_key=\"k\"\nkovaIDSerial=\"\"\n", "", 3, missing("kovaIDSerial")},
+  const std::string both = keyFile("kovaID=a kovaPW=b");
+  const std::tuple<int (*)(AccountInfo *), std::string, std::string, int32_t, LogLine> cases[] = {
+      {account, keyFile("kovaIDSerial=42"), "", 3, missing("vx_auth_key")},
+      {account, keyFile("vx_auth_key= kovaIDSerial=42"), "", 3, missing("vx_auth_key")},
+      {account, keyFile("vx_auth_key=k kovaIDSerial="), "", 3, missing("kovaIDSerial")},
       {account, "vx_auth_key=\"k\"\nkovaIDSerial=\"4", "", 3, missing("kovaIDSerial")},
       {account, kIdentity, "TLIBCFileGetKeys", 3, unreadable},
       {account, kIdentity, "TLIBCSzListAlloc", 6, memory},
       {account, kIdentity, "TLIBCSzListPush", 6, memory},
-      {payment, "kovaID=\"a\"\nkovaPW=\"\"\n", "", 3, missing("kovaPW")},
-      {payment, "kovaPW=\"s\"\n", "", 3, missing("kovaID")},
+      {payment, keyFile("kovaID=a kovaPW="), "", 3, missing("kovaPW")},
+      {payment, keyFile("kovaPW=s"), "", 3, missing("kovaID")},
   };
-  for (const Case &row : cases) {
-    answer({}, {row.failing});
-    write(kAccountFile, row.file);
-    errno = 0;
-    EXPECT_TRUE(ended(row.get(info_.get()), -1, row.code, {row.log})) << row.file << row.failing;
-    EXPECT_EQ(read(kAccountFile), row.file);
+  for (const auto &[get, file, failing, code, line] : cases) {
+    write(kAccountFile, file);
+    answer({}, {failing});
+    EXPECT_TRUE(ended(get(info_.get()), -1, code, {line})) << file << failing;
+    EXPECT_EQ(read(kAccountFile), file);
   }
   for (const auto get : {+account, +payment}) {
     remove(kAccountFile);
-    write(kAccountFile, std::string(kIdentity) + both);
+    write(kAccountFile, kIdentity + both);
     answer({}, {"TLIBCSzHashAlloc"});
     EXPECT_TRUE(ended(get(info_.get()), -1, 6, {memory}));
     remove(kAccountFile);
@@ -158,10 +154,9 @@ TEST_F(Core, AccountReadFailures) {
 
 TEST_F(Core, LongValuesAreCutToTheirField) {
   const std::string value(5000, 'x');
-  std::string file = std::string(kIdentity) + "last_query_time=\"010\"\n";
-  for (const std::string &key : kProfileKeys) file.append(key).append("=\"").append(value).append("\"\n");
-  write(kAccountFile, file + "vx_auth_key=\"" + value + "\"\n");
-  ASSERT_EQ(TARVKOVAAccountGet(info_.get()), 0);
+  std::string profile = keyFile("vx_auth_key=" + value);
+  for (const std::string &key : kProfileKeys) profile += keyFile(key + "=" + value);
+  get("010", profile);
   EXPECT_EQ(info_->kovaID, value.substr(0, 4095));
   EXPECT_EQ(info_->vx_auth_key, value.substr(0, 4095));
   EXPECT_EQ(info_->full_name, value.substr(0, 1023));

@@ -211,7 +211,7 @@ TEST(Operations, FailWithTheirSteps) {
     const std::string &unit = operation.unit, unsent = (unit == kRegister ? "f" : "F") + kUnsent.substr(1);
     Trial(unit).failing({"TARVEncodingBase64Decode"}).fails(23, {"TARVKOVAServerConfigGet, code=6"});
     Trial(unit).with({{kDeviceFile, ""}}).fails(8, {"Failed to get serial number, err=[0x0ABC]"});
-    Trial(unit).with({{kDeviceFile, "serial=\"-1\"\nmac=\"02:00:00:00:00:01\"\n"}}).fails(4, {unsent});
+    Trial(unit).with({{kDeviceFile, keyFile("serial=-1 mac=02:00:00:00:00:01")}}).fails(4, {unsent});
     for (const long status : {204L, 401L, 500L}) Trial(unit, {{kGood, status}}).fails(4, {unsent});
     const bool isJson = operation.refused.empty();
     const int32_t code = isJson ? 2 : 24;
@@ -309,7 +309,7 @@ TEST(Operations, BothSignInsEnd) {
     Trial(unit, {{kUnknownKey}, {"{}"}}).fails(isLogin ? 24 : 2, {registering, withoutResult});
     Trial(unit, {{kUnknownKey}, {"", 500}}).fails(4, {registering, kUnsent});
     Trial(unit, {{kUnknownKey}}).failing({registration}).fails(26, {registering, registration + " failed"});
-    const Files badAddress = {{kDeviceFile, "serial=\"S\"\nmac=\"02:00:00:00:00:0g\"\n"}};
+    const Files badAddress = {{kDeviceFile, keyFile("serial=S mac=02:00:00:00:00:0g")}};
     Trial(unit).with(badAddress).fails(20, {"Failed to get mac address"});
     const hooks::Failing keyFailure = {"TARVCloudServiceGetApiKey", "TARVCloudServiceGetErrorCode"};
     Trial(unit).failing(keyFailure).fails(15, {"Failed to get apikey"});
@@ -369,8 +369,8 @@ TEST(Operations, ReportEnds) {
   for (const char *body : {"{}", "[]"}) Trial(kReport, {{body}}).ends(-1, 5);
   expectReply(kReport, kBadauth, 14, "query service check");
   Trial(kReport).with({{kAccountFile, ""}}).ends(0, 0);
-  Trial(kReport).with({{kInfoFile, "kova_disable_report=\"yes\"\n"}}).ends(0, 0);
-  const Files caseCounts = {{kInfoFile, "kova_disable_report=\"Yes\"\ntimezone=\"UTC\"\n"}};
+  Trial(kReport).with({{kInfoFile, keyFile("kova_disable_report=yes")}}).ends(0, 0);
+  const Files caseCounts = {{kInfoFile, keyFile("kova_disable_report=Yes timezone=UTC")}};
   Trial(kReport, {{kGood}}).with(caseCounts).ends(0, 0);
 }
 
@@ -454,7 +454,7 @@ TEST(Operations, MigrationEnds) {
   const Texts unstarted = {"Failed to restart DDNS", "RestartRelatedServices failed"};
   Trial restarting(kMigrate, {{"good"}});
   restarting.failing({"TLIBServiceRestart"}).ends(0, 0, unstarted);
-  EXPECT_TRUE(restarting.has(kInfoFile, "kova_unified=\"yes\"\n"));
+  EXPECT_TRUE(restarting.has(kInfoFile, keyFile("kova_unified=yes")));
   const Texts unmarked = {"Failed to update kova_unified in /etc/tarvinfo.conf[0x0ABC]"};
   Trial(kMigrate, {{"good"}}).failing({"TLIBCINFOSetKeyValue"}).ends(-1, 19, unmarked);
 }

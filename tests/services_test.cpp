@@ -55,10 +55,7 @@ TEST_F(Services, ServiceCheckMergesTwoReplies) {
 }
 
 TEST_F(Services, PurchaseFiltersAreJoined) {
-  struct Case {
-    const char *from, *to, *apps, *serials, *prices, *paypals, *sent;
-  };
-  const Case cases[] = {
+  const char *const cases[][7] = {
       {nullptr, nullptr, "null", "null", "null", "null", ""},
       {"2026-01-01", nullptr, "null", "null", "null", "null", "&dates=2026-01-01%2C"},
       {nullptr, "2026-02-01", "null", "null", "null", "null", "&dates=%2C2026-02-01"},
@@ -66,12 +63,11 @@ TEST_F(Services, PurchaseFiltersAreJoined) {
        "&dates=a%2Cb&apps=x%2Cy%20z&serials=&prices=5%2C9.5%2C7%2Ctrue&paypals=p%2C%2C"},
       {nullptr, nullptr, "{}", "\"text\"", "7", "true", ""},
   };
-  for (const Case &row : cases) {
+  for (const auto &[from, to, apps, serials, prices, paypals, filters] : cases) {
     answer({{kGood}});
-    EXPECT_TRUE(ended(
-        list(row.from, row.to, parsed(row.apps), parsed(row.serials), parsed(row.prices), parsed(row.paypals)), 0, 0));
+    EXPECT_TRUE(ended(list(from, to, parsed(apps), parsed(serials), parsed(prices), parsed(paypals)), 0, 0));
     EXPECT_EQ(sent(), std::string("action=get_history&kova_id=4711&auth_key=key-1&serial=1430TST000001&language=enu") +
-                          row.sent);
+                          filters);
     EXPECT_EQ(kova::jsonLine(result_), R"({"logs":[],"offset":0,"total":0})");
   }
 }

@@ -60,7 +60,7 @@ TEST_F(Session, ThePasswordCheckSendsTheDigestAndHandsBackTheReply) {
   EXPECT_EQ(reply_["detail"], "no") << "also a refusal is handed back";
   EXPECT_EQ(authen("", "x", "", "{\"code\":"), -1);
   EXPECT_EQ(reply_["detail"], "no") << "what is not JSON is not handed back";
-  write(kDeviceFile, "custom_serial=\"MINE\"\nserial=\"F\"\n");
+  write(kDeviceFile, keyFile("custom_serial=MINE serial=F"));
   EXPECT_EQ(authen("", "x", nullptr, "17"), 0);
   const std::string identity = "vx_sn=MINE&vx_token=" + expectedToken("MINE");
   const std::string form = "&action=authen&email=&passwd=" + expectedMd5("x") + "&serial=MINE";
@@ -88,7 +88,7 @@ TEST_F(Session, TheCacheAnswersForTenMinutesEitherWay) {
 }
 
 TEST_F(Session, AQueryHandsOnAndStoresTheReplyAndTheFileAnswersTheNext) {
-  write(kAccountFile, std::string(kSignedIn) + "other=\"kept\"\n");
+  write(kAccountFile, kSignedIn + keyFile("other=kept"));
   answer({{withMember("other", 1)}});
   info_["mine"] = 1;
   EXPECT_TRUE(ended(query(), 0, 0));
@@ -147,7 +147,7 @@ TEST_F(Session, AHostileProfileNeverAddsAKey) {
       ask(name, value);
       EXPECT_EQ(info_[name], value) << "as received";
       EXPECT_EQ(TARVKOVAErrGet(), 0);
-      EXPECT_EQ(read(kAccountFile).rfind("vx_auth_key=\"key-1\"\n", 0), 0U);
+      EXPECT_EQ(read(kAccountFile).rfind(keyFile("vx_auth_key=key-1"), 0), 0U);
     }
   }
   for (const char *name : {"activated", "disabled", "enews", "critical_release", "enews_local_promotion"}) {
@@ -177,8 +177,7 @@ TEST_F(Session, LoginStoresSchedulesLogsAndRefreshes) {
   EXPECT_EQ(sent(0), kAsked + std::string(kApiKey) + kMac);
   EXPECT_EQ(sent(1), kQuery);
   EXPECT_EQ(timeouts(), "120 15 ");
-  EXPECT_EQ(read(kAccountFile).rfind("vx_auth_key=\"key-1\"\nkovaIDSerial=\"4711\"\nkovaID=\"ada@kova.example\"\n", 0),
-            0U)
+  EXPECT_EQ(read(kAccountFile).rfind(keyFile("vx_auth_key=key-1 kovaIDSerial=4711 kovaID=ada@kova.example"), 0), 0U)
       << "the identity first, the profile after it";
   EXPECT_EQ(reply_["auth_key"], "key-1");
   expectEvent("0x13A00001", "ada@kova.example");
@@ -215,7 +214,7 @@ TEST_F(Session, ALoginThatOnlyChecksChangesNothingAndADeviceThatDoesNotReportIsN
   EXPECT_EQ(files(), before);
   EXPECT_EQ(hooks::state().attempts.size(), 1U);
   EXPECT_EQ(reply_["kova_id"], "4711");
-  write(kInfoFile, "kova_disable_report=\"yes\"\n");
+  write(kInfoFile, keyFile("kova_disable_report=yes"));
   answer({{kKeys}, {"", 500}});
   EXPECT_TRUE(ended(login(), 0, 4)) << "left by the refresh";
   EXPECT_FALSE(exists(kCron));

@@ -142,7 +142,7 @@ TEST_F(Tool, HalfASuccessIsToldAsOne) {
 
 TEST_F(Tool, AccountsAreUnified) {
   makeDevice("--relay-account bob@kova.example --relay-alias bob --ddns-account cyd@kova.example --ddns-host cyd");
-  write("/etc/kova.conf", "kovaID=\"ada@kova.example\"\nkovaPW=\"ada-pw\"\n");
+  write("/etc/kova.conf", keyFile("kovaID=ada@kova.example kovaPW=ada-pw"));
   write("/passwords", R"({"ada@kova.example": "ada-pw", "bob@kova.example": "bob-pw"})");
   fs::permissions(at("/passwords"), fs::perms(0600));
   const std::string merge = "migrate ada@kova.example --merge bob@kova.example";
@@ -179,15 +179,10 @@ TEST_F(Tool, AccountsAreUnified) {
 // On a terminal of its own. A question is answered as soon as it is shown; passwords must not be echoed.
 TEST_F(Tool, TheTerminalIsAskedAndShownWhatFits) {
   makeDevice("--relay-account bob@kova.example --relay-alias a-name-that-is-wider-than-the-terminal-will-be");
-  struct Talk {
-    std::string arguments;
-    std::vector<std::pair<std::string, std::string>> answers;
-    int exit;
-    std::string shown;
-  };
+  using Answers = std::vector<std::pair<std::string, std::string>>;
   const std::string ofAda = "Password of ada@kova.example: ";
   const std::string forEve = "Password for eve@kova.example: ", again = "Password for eve@kova.example again: ";
-  const std::vector<Talk> talks = {
+  const std::tuple<std::string, Answers, int, std::string> talks[] = {
       {"check ada@kova.example", {{ofAda, "ada-pw"}}, 0, ofAda + "\r\n"},
       {"register eve@kova.example --name E", {{forEve, "new-pw"}, {again, "ada-pw"}}, 1, "passwords differ"},
       {"login ada@kova.example", {{ofAda, "ada-pw"}}, 0, "Signed in"},

@@ -53,15 +53,12 @@ class Transport : public DeviceTest {
 };
 
 TEST_F(Transport, EnvironmentChoosesTheBaseUrls) {
-  const std::tuple<const char *, const char *, const char *> cases[] = {
-      {"", "query", "account"},
-      {"test", "query-test", "account-test"},
-      {"dev", "query-dev", "account-test"},
-      {"test2", "query-test2", "account-test"},
-      {"Test", "query", "account"},
-  };
   const auto config = std::make_unique<ServerConfig>();
-  for (const auto &[setting, first, service] : cases) {
+  for (const auto &[setting, first, service] : {std::tuple{"", "query", "account"},
+                                                {"Test", "query", "account"},
+                                                {"test", "query-test", "account-test"},
+                                                {"dev", "query-dev", "account-test"},
+                                                {"test2", "query-test2", "account-test"}}) {
     write("/etc.defaults/tarvinfo.conf", std::string("tarvpkg_server=\"") + setting + "\"");
     EXPECT_TRUE(ended(TARVKOVAServerConfigGet(config.get()), 0, 77)) << "success leaves the code";
     EXPECT_EQ(config->first_url, std::string("https://") + first + ".kova.example") << setting;
@@ -90,11 +87,11 @@ TEST_F(Transport, UserAgentIsSentEvenWhenUnknown) {
 }
 
 TEST_F(Transport, SerialNumberComesFromTheDevice) {
-  const std::tuple<const char *, const char *, std::string> cases[] = {
-      {"custom_serial=\"C1\"\nserial=\"F1\"\n", "C1", ""},
-      {"custom_serial=\"123456789012345678901234567890123456\"\n", "123456789012345678901234567890", ""},
-      {"custom_serial=\"\"\nserial=\"F1\"\n", "F1", ""},
-      {"serial=\"-1\"\n", "-1", "Serial number is invalid: [-1][0x0ABC]"},
+  const std::tuple<std::string, const char *, std::string> cases[] = {
+      {keyFile("custom_serial=C1 serial=F1"), "C1", ""},
+      {keyFile("custom_serial=123456789012345678901234567890123456"), "123456789012345678901234567890", ""},
+      {keyFile("custom_serial= serial=F1"), "F1", ""},
+      {keyFile("serial=-1"), "-1", "Serial number is invalid: [-1][0x0ABC]"},
       {"serial=\"\xC3\xBC\"\n", "\xC3\xBC", "Serial number is invalid: [\xC3\xBC][0x0ABC]"},
       {"", "", "Failed to get serial number from flash. [0x0ABC]"},
   };
@@ -109,7 +106,7 @@ TEST_F(Transport, SerialNumberComesFromTheDevice) {
   answer();
   char cut[4] = "";
   EXPECT_TRUE(ended(TARVKOVAGetSerialNumber(nullptr, 5), -1, 77, {{kToken, "Wrong parameters"}}));
-  write(kDeviceFile, "serial=\"ABCDEF\"\n");
+  write(kDeviceFile, keyFile("serial=ABCDEF"));
   EXPECT_EQ(TARVKOVAGetSerialNumber(cut, sizeof cut), 0);
   EXPECT_STREQ(cut, "ABC");
 }
@@ -152,13 +149,7 @@ TEST_F(Transport, TokenMatchesAnIndependentComputation) {
 
 TEST_F(Transport, TokenFailures) {
   const std::string wrapped = "TARVVxtokenGenerateToken Failed, err=[0x0ABC]", round = "Sid" + expectedMd5("Sid");
-  struct Case {
-    const char *serial;
-    int size;
-    std::string failing;
-    std::vector<std::string> texts;
-  };
-  const Case cases[] = {
+  const std::tuple<const char *, int, std::string, std::vector<std::string>> cases[] = {
       {"-S", 33, "", {"Serial number is invalid: [-S][0x0ABC]"}},
       {nullptr, 33, "", {"Wrong parameters"}},
       {"S", 0, "", {"Parameter error", wrapped}},
@@ -301,14 +292,6 @@ TEST_F(Transport, FailuresBeforeTheTransfer) {
 }
 
 TEST_F(Transport, NameAndTimeOutFailuresAreTriedAgain) {
-  struct Case {
-    bool isShort;
-    std::vector<hooks::Reply> replies;
-    int result;
-    std::vector<long> families;
-    std::size_t pauses;
-    std::string text;
-  };
   const auto ending = [](CURLcode result, const char *body = "") { return hooks::Reply{body, 200, result}; };
   const hooks::Reply late = ending(CURLE_OPERATION_TIMEDOUT), noHost = ending(CURLE_COULDNT_RESOLVE_HOST);
   const hooks::Reply noProxy = ending(CURLE_COULDNT_RESOLVE_PROXY),
@@ -316,7 +299,8 @@ TEST_F(Transport, NameAndTimeOutFailuresAreTriedAgain) {
   const std::string gaveUp = "request packages, httpResponseCode=0";
   const std::string refusal = "curl perform, " + curlError(CURLE_COULDNT_CONNECT);
   const std::string distrust = "curl perform, " + curlError(CURLE_PEER_FAILED_VERIFICATION);
-  const Case cases[] = {
+  // Whether the time-out is the short one, the replies, the result, the address families, the pauses, what is logged.
+  const std::tuple<bool, std::vector<hooks::Reply>, int, std::vector<long>, std::size_t, std::string> cases[] = {
       {false, {noHost}, -1, {0, 0, 1}, 3, gaveUp},
       {true, {noProxy}, -1, {0, 1}, 2, gaveUp},
       {false, {late, noHost, kReply}, 0, {0, 0, 1}, 2, ""},
@@ -324,19 +308,19 @@ TEST_F(Transport, NameAndTimeOutFailuresAreTriedAgain) {
       {false, {ending(CURLE_COULDNT_CONNECT)}, -1, {0}, 0, refusal},
       {false, {late, ending(CURLE_PEER_FAILED_VERIFICATION)}, -1, {0, 0}, 1, distrust},
   };
-  for (const Case &row : cases) {
-    SCOPED_TRACE(&row - cases);
-    request_->short_timeout = row.isShort;
-    EXPECT_TRUE(ended(send(row.replies), row.result, row.result < 0 ? 4 : 77));
-    std::vector<long> families;
-    for (const hooks::Attempt &attempt : hooks::state().attempts) families.push_back(attempt.ipResolve);
-    EXPECT_EQ(families, row.families);
-    EXPECT_EQ(hooks::state().pauses, std::vector<unsigned>(row.pauses, 1));
-    const LogLine line = {kUnit, kUrl + ", Failed to " + row.text};
-    EXPECT_TRUE(row.result == 0 ? hooks::state().log.empty() : loggedExactly({line}));
-    EXPECT_STREQ(response_.body, row.result == 0 ? "{}" : nullptr);
-    EXPECT_EQ(response_.http_status, row.result == 0 ? 200 : 0);
-    EXPECT_EQ(response_.transfer_result, row.replies.back().result);
+  for (const auto &[isShort, replies, result, families, pauses, text] : cases) {
+    SCOPED_TRACE(testing::PrintToString(families) + text);
+    request_->short_timeout = isShort;
+    EXPECT_TRUE(ended(send(replies), result, result < 0 ? 4 : 77));
+    std::vector<long> tried;
+    for (const hooks::Attempt &attempt : hooks::state().attempts) tried.push_back(attempt.ipResolve);
+    EXPECT_EQ(tried, families);
+    EXPECT_EQ(hooks::state().pauses, std::vector<unsigned>(pauses, 1));
+    const LogLine line = {kUnit, kUrl + ", Failed to " + text};
+    EXPECT_TRUE(result == 0 ? hooks::state().log.empty() : loggedExactly({line}));
+    EXPECT_STREQ(response_.body, result == 0 ? "{}" : nullptr);
+    EXPECT_EQ(response_.http_status, result == 0 ? 200 : 0);
+    EXPECT_EQ(response_.transfer_result, replies.back().result);
   }
 }
 

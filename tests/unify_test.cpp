@@ -80,7 +80,7 @@ TEST_F(Unify, TheScanGroupsServicesByAccount) {
   EXPECT_EQ(scanned(), "A{package=Antivirus by McAfee}{farlink=}A\n{ddns=h.example\n}") << "a line with its newline";
   writeProgram(kTool, "#!/bin/sh\nprintf A\n");
   EXPECT_EQ(scanned(), "A{package=Antivirus by McAfee}{farlink=}{ddns=A}");
-  write(kAccountFile, "kovaID=\"A\"\n");
+  write(kAccountFile, keyFile("kovaID=A"));
   remove(kRelay);
   EXPECT_EQ(scanned(), "A{ddns=A}") << "packages need a password";
   ASSERT_EQ(TARVKOVAAccountScanExisting(accounts_), 0);
@@ -144,7 +144,7 @@ TEST_F(Unify, AMarkedDeviceIsNotScannedAndOneWithoutAccountsIsMarked) {
   EXPECT_TRUE(ended(TARVKOVAAccountIsUnified(accounts_), 0, 0));
   EXPECT_EQ(accounts_, "untouched");
   EXPECT_EQ(TARVKOVAAccountIsUnified_C(), 0);
-  write(kInfoFile, "kova_unified=\"no\"\n");
+  write(kInfoFile, keyFile("kova_unified=no"));
   remove("/asked");
   EXPECT_TRUE(ended(TARVKOVAAccountIsUnified(accounts_), -1, 0, {})) << "whatever the scan met";
   EXPECT_EQ(accounts_.size(), 2U);

@@ -16,10 +16,16 @@ std::vector<std::string> words(const std::string &text) {
   return {std::istream_iterator<std::string>(stream), {}};
 }
 
+std::string keyFile(const std::string &entries) {
+  std::string text;
+  for (std::string entry : words(entries)) text += entry.insert(entry.find('=') + 1, "\"") + "\"\n";
+  return text;
+}
+
 DeviceTest::DeviceTest() {
   setenv("KOVA_DEVICE_ROOT", root_.path().c_str(), 1);
-  write(kDeviceFile, "serial=\"1430TST000001\"\nuser_agent=\"TestDevice/1.0\"\nmac=\"02:00:00:00:00:01\"\n");
-  write(kInfoFile, "timezone=\"Europe/Berlin\"\n");
+  write(kDeviceFile, keyFile("serial=1430TST000001 user_agent=TestDevice/1.0 mac=02:00:00:00:00:01"));
+  write(kInfoFile, keyFile("timezone=Europe/Berlin"));
   write("/var/lib/kova/apikey", kApiKey);
   fs::permissions(at("/var/lib/kova/apikey"), fs::perms(0600));
   hooks::reset();

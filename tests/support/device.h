@@ -15,6 +15,8 @@
 
 // The words of a text that blanks separate.
 std::vector<std::string> words(const std::string &text);
+// A key file's text with these entries, each a word: "key=value".
+std::string keyFile(const std::string &entries);
 
 inline constexpr char kAccountFile[] = "/etc/kova.conf";
 inline constexpr char kInfoFile[] = "/etc/tarvinfo.conf";
