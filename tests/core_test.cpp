@@ -62,9 +62,9 @@ TEST_F(Core, ResultWordsMapByPrefix) {
 }
 
 TEST_F(Core, CloudServiceErrorsAreTranslatedNotStored) {
-  hooks::state().failing = {"TARVCloudServiceGetErrorCode"};
+  state().failing = {"TARVCloudServiceGetErrorCode"};
   for (const auto &[number, code] : {std::pair{0, 0}, {1, 15}, {2, 24}, {-1, 24}}) {
-    hooks::state().cloudError = number;
+    state().cloudError = number;
     EXPECT_TRUE(ended(GetErrorCodeFromCloudService(), code, 77)) << number;
   }
 }
@@ -85,7 +85,7 @@ TEST_F(Core, AnAccountIsReadUntilTheFirstMissingKey) {
     for (std::size_t i = 0; i < kProfileKeys.size(); ++i) profile += i == gone ? "" : kProfileKeys[i] + "=\"yes\"\n";
     // An empty name is as bad as a missing one.
     get("1234567890", profile + (gone < 2 ? kProfileKeys[gone] + "=\"\"\n" : ""));
-    EXPECT_TRUE(isWhole ? hooks::state().log.empty() : loggedExactly({missing(kProfileKeys[gone])}));
+    EXPECT_TRUE(isWhole ? state().log.empty() : loggedExactly({missing(kProfileKeys[gone])}));
     EXPECT_EQ(std::string(info_->vx_auth_key) + info_->kovaIDSerial, "key42");
     EXPECT_STREQ(info_->kovaID, gone > 0 ? "yes" : "");
     EXPECT_EQ(info_->activated, gone > 5 ? 1 : 0);

@@ -13,10 +13,10 @@ class Live : public DeviceTest {
   void makeDevice(const Center &center) {
     center.command("device " + root_.path().string() + " --force --serial 1430TST000001");
     center.command("account add ada@kova.example --name Ada --language enu", "secret");
-    hooks::state().log.clear();
+    state().log.clear();
   }
   static bool logged(const std::string &text) {
-    return !hooks::state().log.empty() && hooks::state().log[0].find(text) != std::string::npos;
+    return !state().log.empty() && state().log[0].find(text) != std::string::npos;
   }
   static int authen(const char *password = "secret") {
     Json::Value reply;
@@ -55,13 +55,13 @@ TEST_F(Live, MisbehaviourEndsInAFailureOrIsSurvived) {
   };
   const auto before = files();
   for (const auto &[fault, log] : faults) {
-    hooks::state().log.clear();
+    state().log.clear();
     center.command("fault add " + fault);
     EXPECT_EQ(authen(), *log == '\0' ? 0 : -1) << fault;
-    EXPECT_TRUE(*log == '\0' || logged(log)) << fault << testing::PrintToString(hooks::state().log);
+    EXPECT_TRUE(*log == '\0' || logged(log)) << fault << testing::PrintToString(state().log);
   }
   setenv("https_proxy", "http://127.0.0.1:9", 1);  // where nobody listens
-  hooks::state().log.clear();
+  state().log.clear();
   EXPECT_TRUE(ended(authen(), -1, 4));
   EXPECT_TRUE(logged("Failed to curl perform, code=7,"));
   EXPECT_EQ(files(), before);

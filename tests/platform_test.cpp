@@ -40,11 +40,11 @@ class Platform : public DeviceTest {
     const auto account = std::make_unique<AccountInfo>();
     std::strcpy(account->vx_auth_key, "new");
     std::strcpy(account->kovaIDSerial, "4711");
-    hooks::state().systemCalls.clear();
-    hooks::state().failAt = failAt;
-    hooks::state().failWith = failWith;
+    state().systemCalls.clear();
+    state().failAt = failAt;
+    state().failWith = failWith;
     const int result = TARVKOVAAccountSet(account.get());
-    hooks::state().failAt = 0;
+    state().failAt = 0;
     return result;
   }
   static std::string get(const char *key) {
@@ -109,32 +109,19 @@ TEST_F(Platform, Base64IsDecodedStrictly) {
 TEST_F(Platform, NullIsAFailureNotACrash) {
   char buffer[8];
   TLIBCSzHash *none = nullptr;
-  const int failures[] = {KovaDevicePath(nullptr, buffer, 8),
-                          TLIBCSzListPush(nullptr, "x"),
-                          TLIBCSzHashSetValue(nullptr, "x", "x"),
-                          TLIBCSzHashEnumKey(nullptr, nullptr),
-                          TLIBCStrCat(nullptr, "x"),
-                          TLIBCFileGetKeys(kFile, nullptr, nullptr, "="),
-                          TLIBCFileSetKeys(nullptr, nullptr, 0, kFormat),
-                          TLIBCFileGetKeyValue(kFile, nullptr, buffer, 8, 0),
-                          TLIBCFileCheckKeyValue(kFile, "x", nullptr, 0),
-                          TLIBCINFOSetKeyValue(nullptr, "x"),
-                          TLIBGetSerialNumber(nullptr, 8),
-                          TLIBVxinfoUserAgentGet(nullptr, buffer, 8),
-                          TLIBPluginAction(nullptr, 4),
-                          TARVCloudServiceGetApiKey(nullptr, 1),
-                          TARVCloudServiceGetMacAddress(nullptr, 8),
-                          TARVCloudServiceRegisterApiKey(nullptr),
-                          TARVScheduleRemove(nullptr),
-                          TARVLogSet1(1, 1, 1, nullptr, "", "", ""),
-                          TARVSysNotifySendNotifiction("x", nullptr),
-                          TARVZoneGet(nullptr, 8, nullptr),
-                          TARVZoneGetInfo("UTC", &none) - 1,
-                          TLIBCPclose(nullptr),
-                          TLIBCExecv(nullptr, nullptr, 1),
-                          -std::abs(TARVScheduleSet(nullptr, 0)),
-                          -std::abs(TLIBServiceRestart(nullptr))};
-  for (const int &result : failures) EXPECT_LT(result, 0) << &result - failures;
+  const auto results = [](auto... each) { return std::vector<int>{each...}; };
+  const std::vector<int> failures = results(
+      KovaDevicePath(nullptr, buffer, 8), TLIBCSzListPush(nullptr, "x"), TLIBCSzHashSetValue(nullptr, "x", "x"),
+      TLIBCSzHashEnumKey(nullptr, nullptr), TLIBCStrCat(nullptr, "x"), TLIBCFileGetKeys(kFile, nullptr, nullptr, "="),
+      TLIBCFileSetKeys(nullptr, nullptr, 0, kFormat), TLIBCFileGetKeyValue(kFile, nullptr, buffer, 8, 0),
+      TLIBCFileCheckKeyValue(kFile, "x", nullptr, 0), TLIBCINFOSetKeyValue(nullptr, "x"),
+      TLIBGetSerialNumber(nullptr, 8), TLIBVxinfoUserAgentGet(nullptr, buffer, 8), TLIBPluginAction(nullptr, 4),
+      TARVCloudServiceGetApiKey(nullptr, 1), TARVCloudServiceGetMacAddress(nullptr, 8),
+      TARVCloudServiceRegisterApiKey(nullptr), TARVScheduleRemove(nullptr), TARVLogSet1(1, 1, 1, nullptr, "", "", ""),
+      TARVSysNotifySendNotifiction("x", nullptr), TARVZoneGet(nullptr, 8, nullptr), TARVZoneGetInfo("UTC", &none) - 1,
+      TLIBCPclose(nullptr), TLIBCExecv(nullptr, nullptr, 1), -std::abs(TARVScheduleSet(nullptr, 0)),
+      -std::abs(TLIBServiceRestart(nullptr)));
+  for (const int &result : failures) EXPECT_LT(result, 0) << &result - failures.data();
   EXPECT_EQ(TLIBCErrGet(), TLIBC_ERR_BAD_PARAMETER);
 }
 
@@ -226,7 +213,7 @@ TEST_F(Platform, AProcessThatEndsAtAnySystemCallLeavesTheOldOrTheNewAccount) {
   }
   EXPECT_GT(calls, 7);
   // What only the end of the whole machine would show: the file is on the disk first, then its directory.
-  const auto &made = hooks::state().systemCalls;
+  const auto &made = state().systemCalls;
   for (int i = 0; i < 2; ++i) ASSERT_EQ(setAccount(), 0);
   EXPECT_EQ(std::vector(made.end() - 4, made.end()), words("write fsync renameat fsync"));
 }
@@ -237,11 +224,11 @@ TEST_F(Platform, AFailingSystemCallLeavesTheOldAccount) {
     for (int call = 1;; ++call) {
       write(kAccountFile, kSignedIn);
       const int result = setAccount(call, error);
-      const bool isLast = std::ssize(hooks::state().systemCalls) < call;
+      const bool isLast = std::ssize(state().systemCalls) < call;
       failed += result < 0 ? 1 : 0;
       // Only the last of them, after the new file took its place, may fail and leave the new one.
       if (result < 0 && read(kAccountFile) != kSignedIn) {
-        EXPECT_EQ(std::ssize(hooks::state().systemCalls), call) << "nothing follows";
+        EXPECT_EQ(std::ssize(state().systemCalls), call) << "nothing follows";
         EXPECT_EQ(read(kAccountFile), kNewlySignedIn);
       }
       for (const auto &[path, text] : files()) EXPECT_EQ(path.find(".tmp"), std::string::npos) << call;

@@ -49,20 +49,18 @@ TEST_F(Services, ServiceCheckMergesTwoReplies) {
     EXPECT_EQ(result_,
               parsed(std::string(R"({"alias":"x","ddns":{"a":[1]},"mcafee":)") + (isHeld ? "true}" : "false}")));
     EXPECT_EQ(sent(0), "action=check" + rest);
-    EXPECT_EQ(hooks::state().attempts.at(1).url, "https://query.kova.example/api/query.php");
+    EXPECT_EQ(state().attempts.at(1).url, "https://query.kova.example/api/query.php");
     EXPECT_EQ(sent(1), "action=get_history" + rest + "&apps=Antivirus%20by%20McAfee");
   }
 }
 
 TEST_F(Services, PurchaseFiltersAreJoined) {
-  const char *const cases[][7] = {
-      {nullptr, nullptr, "null", "null", "null", "null", ""},
-      {"2026-01-01", nullptr, "null", "null", "null", "null", "&dates=2026-01-01%2C"},
-      {nullptr, "2026-02-01", "null", "null", "null", "null", "&dates=%2C2026-02-01"},
-      {"a", "b", R"(["x\u0000y","y z"])", "[]", R"([5,9.5,"7",true])", R"(["p",[1],null])",
-       "&dates=a%2Cb&apps=x%2Cy%20z&serials=&prices=5%2C9.5%2C7%2Ctrue&paypals=p%2C%2C"},
-      {nullptr, nullptr, "{}", "\"text\"", "7", "true", ""},
-  };
+  const char *const cases[][7] = {{nullptr, nullptr, "null", "null", "null", "null", ""},
+                                  {"2026-01-01", nullptr, "null", "null", "null", "null", "&dates=2026-01-01%2C"},
+                                  {nullptr, "2026-02-01", "null", "null", "null", "null", "&dates=%2C2026-02-01"},
+                                  {"a", "b", R"(["x\u0000y","y z"])", "[]", R"([5,9.5,"7",true])", R"(["p",[1],null])",
+                                   "&dates=a%2Cb&apps=x%2Cy%20z&serials=&prices=5%2C9.5%2C7%2Ctrue&paypals=p%2C%2C"},
+                                  {nullptr, nullptr, "{}", "\"text\"", "7", "true", ""}};
   for (const auto &[from, to, apps, serials, prices, paypals, filters] : cases) {
     answer({{kGood}});
     EXPECT_TRUE(ended(list(from, to, parsed(apps), parsed(serials), parsed(prices), parsed(paypals)), 0, 0));

@@ -24,7 +24,7 @@ std::string withMember(const char *name, const Json::Value &value) {
 
 class Session : public DeviceTest {
  protected:
-  Session() { hooks::state().now = kNow; }
+  Session() { state().now = kNow; }
   int query(bool force = true) { return TARVKOVAAccountQueryInfo(info_, force, false); }
   int login(bool checkOnly = false) { return TARVKOVAAccountLogin("ada@kova.example", "s&cret", reply_, checkOnly); }
   static int change(const char *name, const char *mail, const char *password, const char *newPassword) {
@@ -40,7 +40,7 @@ class Session : public DeviceTest {
   // The time-outs of the requests.
   static std::string timeouts() {
     std::string seconds;
-    for (const auto &[option, value] : hooks::state().options) seconds += option == CURLOPT_TIMEOUT ? value + " " : "";
+    for (const auto &[option, value] : state().options) seconds += option == CURLOPT_TIMEOUT ? value + " " : "";
     return seconds;
   }
 
@@ -64,7 +64,7 @@ TEST_F(Session, ThePasswordCheckSendsTheDigestAndHandsBackTheReply) {
   EXPECT_EQ(authen("", "x", nullptr, "17"), 0);
   const std::string identity = "vx_sn=MINE&vx_token=" + expectedToken("MINE");
   const std::string form = "&action=authen&email=&passwd=" + expectedMd5("x") + "&serial=MINE";
-  EXPECT_EQ(hooks::state().attempts.at(0).form, identity + form);
+  EXPECT_EQ(state().attempts.at(0).form, identity + form);
   EXPECT_EQ(reply_, 17);
 }
 
@@ -74,17 +74,17 @@ TEST_F(Session, TheCacheAnswersForTenMinutesEitherWay) {
   for (const std::time_t queried : {kNow - 599, kNow - 600, kNow + 599, kNow + 600, kNow, std::time_t{0}}) {
     write(kAccountFile, kSignedIn);
     for (const bool isFirst : {true, false}) {
-      hooks::state().now = isFirst ? queried : kNow;
+      state().now = isFirst ? queried : kNow;
       answer({{kProfile}});
       EXPECT_TRUE(ended(query(isFirst), 0, 0));
     }
-    EXPECT_EQ(hooks::state().attempts.empty(), std::abs(queried - kNow) < 600) << queried - kNow;
+    EXPECT_EQ(state().attempts.empty(), std::abs(queried - kNow) < 600) << queried - kNow;
   }
-  hooks::state().now = 300;
+  state().now = 300;
   write(kAccountFile, kSignedIn);
   answer({{kProfile}});
   EXPECT_EQ(query(false), 0);
-  EXPECT_EQ(hooks::state().attempts.size(), 1U) << "a profile that was never queried is not fresh";
+  EXPECT_EQ(state().attempts.size(), 1U) << "a profile that was never queried is not fresh";
 }
 
 TEST_F(Session, AQueryHandsOnAndStoresTheReplyAndTheFileAnswersTheNext) {
@@ -123,7 +123,7 @@ TEST_F(Session, BadauthToTheLetterSignsTheDeviceOut) {
   EXPECT_TRUE(info_.isNull());
   answer({{kProfile}});
   EXPECT_TRUE(ended(query(), -1, 3));
-  EXPECT_TRUE(hooks::state().attempts.empty());
+  EXPECT_TRUE(state().attempts.empty());
 }
 
 TEST_F(Session, AHostileProfileNeverAddsAKey) {
@@ -193,7 +193,7 @@ TEST_F(Session, TheScheduleIsOneRandomHourAWeek) {
   for (int i = 0; i < 100; ++i) {
     remove(kCron);
     answer({{kKeys}, {kProfile}});
-    hooks::state().now = kNow + i;
+    state().now = kNow + i;
     ASSERT_EQ(login(), 0);
     const std::string table = read(kCron);
     int minute = -1, hour = -1, day = -1;
@@ -212,23 +212,13 @@ TEST_F(Session, ALoginThatOnlyChecksChangesNothingAndADeviceThatDoesNotReportIsN
   answer({{kKeys}});
   EXPECT_TRUE(ended(login(true), 0, 0, {}));
   EXPECT_EQ(files(), before);
-  EXPECT_EQ(hooks::state().attempts.size(), 1U);
+  EXPECT_EQ(state().attempts.size(), 1U);
   EXPECT_EQ(reply_["kova_id"], "4711");
   write(kInfoFile, keyFile("kova_disable_report=yes"));
   answer({{kKeys}, {"", 500}});
   EXPECT_TRUE(ended(login(), 0, 4)) << "left by the refresh";
   EXPECT_FALSE(exists(kCron));
   EXPECT_EQ(read(kAccountFile), kSignedIn);
-}
-
-TEST_F(Session, AnUnknownApiKeyIsRegisteredOnce) {
-  answer({{kUnknownKey}, {kKeys}, {kProfile}});
-  EXPECT_TRUE(ended(login(), 0, 0, {{"kova_account_login", "ApiKey not found. Register new one."}, kLoggedIn}));
-  const std::string registered = read("/var/lib/kova/apikey").substr(0, 64);
-  EXPECT_NE(registered, kApiKey);
-  EXPECT_EQ(sent(0), kAsked + std::string(kApiKey) + kMac);
-  EXPECT_EQ(sent(1), kAsked + registered + kMac);
-  EXPECT_EQ(reply_["kova_id"], "4711") << "the second reply";
 }
 
 // ---- Logout ----

@@ -149,7 +149,7 @@ TEST_F(Unify, AMarkedDeviceIsNotScannedAndOneWithoutAccountsIsMarked) {
   EXPECT_TRUE(ended(TARVKOVAAccountIsUnified(accounts_), -1, 0, {})) << "whatever the scan met";
   EXPECT_EQ(accounts_.size(), 2U);
   EXPECT_EQ(TARVKOVAAccountIsUnified_C(), -1);
-  EXPECT_TRUE(hooks::state().attempts.empty());
+  EXPECT_TRUE(state().attempts.empty());
   EXPECT_FALSE(isMarked() || exists(kAccountFile));
 }
 
@@ -266,7 +266,7 @@ TEST_F(Migration, AnEmptyListSendsNothing) {
     useRelay(account);
     answer();
     EXPECT_TRUE(ended(migrate("[]"), 0, code)) << "3 is left by the scan of the abandoning";
-    EXPECT_TRUE(hooks::state().attempts.empty());
+    EXPECT_TRUE(state().attempts.empty());
     EXPECT_EQ(ran(), hooked);
     EXPECT_TRUE(isMarked());
   }

@@ -47,13 +47,13 @@ void DeviceTest::writeProgram(std::string_view devicePath, std::string_view text
 }
 
 void DeviceTest::answer(std::vector<hooks::Reply> replies, hooks::Failing failing) {
-  const std::optional<std::time_t> now = hooks::state().now;
+  const std::optional<std::time_t> now = state().now;
   hooks::reset();
   failing.insert("TLIBCErrGet");
-  hooks::state().now = now;
-  hooks::state().wired = true;
-  hooks::state().replies = std::move(replies);
-  hooks::state().failing = std::move(failing);
+  state().now = now;
+  state().wired = true;
+  state().replies = std::move(replies);
+  state().failing = std::move(failing);
   TARVKOVAErrSet(77);
   errno = 0;
 }
@@ -68,15 +68,15 @@ std::map<std::string, std::string> DeviceTest::files() const {
 }
 
 std::string sent(std::size_t attempt) {
-  if (attempt >= hooks::state().attempts.size()) return "(nothing was sent)";
-  const std::string &form = hooks::state().attempts[attempt].form;
+  if (attempt >= state().attempts.size()) return "(nothing was sent)";
+  const std::string &form = state().attempts[attempt].form;
   const std::string identity = "vx_sn=1430TST000001&vx_token=" + expectedToken("1430TST000001") + "&";
   return form.rfind(identity, 0) == 0 ? form.substr(identity.size()) : "(without identity) " + form;
 }
 
 testing::AssertionResult loggedExactly(const std::vector<LogLine> &expected, const std::string &unit) {
   std::vector<LogLine> logged;
-  for (const std::string &line : hooks::state().log) {
+  for (const std::string &line : state().log) {
     const std::size_t colon = line.find(':'), blank = line.find_first_not_of("0123456789", colon + 1);
     if (colon == std::string::npos || blank == std::string::npos || blank == colon + 1 || line[blank] != ' ') {
       return testing::AssertionFailure() << "without unit and line: " << line;
@@ -92,7 +92,7 @@ testing::AssertionResult loggedExactly(const std::vector<LogLine> &expected, con
 testing::AssertionResult ended(int got, int result, int32_t code) {
   if (got == result && TARVKOVAErrGet() == code) return testing::AssertionSuccess();
   return testing::AssertionFailure() << "result " << got << ", expected " << result << "; code " << TARVKOVAErrGet()
-                                     << ", expected " << code << "; log " << testing::PrintToString(hooks::state().log);
+                                     << ", expected " << code << "; log " << testing::PrintToString(state().log);
 }
 
 testing::AssertionResult ended(int got, int result, int32_t code, const std::vector<LogLine> &log) {

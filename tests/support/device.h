@@ -18,6 +18,8 @@ std::vector<std::string> words(const std::string &text);
 // A key file's text with these entries, each a word: "key=value".
 std::string keyFile(const std::string &entries);
 
+using hooks::state;
+
 inline constexpr char kAccountFile[] = "/etc/kova.conf";
 inline constexpr char kInfoFile[] = "/etc/tarvinfo.conf";
 inline constexpr char kDeviceFile[] = "/etc.defaults/kovadevice.conf";
