@@ -240,9 +240,8 @@ TEST_F(Core, AccountWriteFailuresLeaveTheFile) {
 
 TEST_F(Core, RemovalTellsTheOtherComponentsFirst) {
   write(kAccountFile, kIdentity);
-  writeProgram(
-      "/usr/tarv/kova/plugin/kova/kova/logout/10-note",
-      "#!/bin/sh\ncp \"" + at(kAccountFile).string() + "\" \"" + at("/seen-$1").string() + "\" 2>/dev/null\nexit 0\n");
+  writeProgram("/usr/tarv/kova/plugin/kova/kova/logout/10-note",
+               "#!/bin/sh\ncp $KOVA_DEVICE_ROOT/etc/kova.conf $KOVA_DEVICE_ROOT/seen-$1 2>/dev/null\nexit 0\n");
   for (const auto &[failing, text] : {std::pair{"TLIBPluginSDKInit", "TLIBPluginSDKInit failed"},
                                       {"TLIBPluginAction", "TLIBPluginAction failed, action=4"}}) {
     answer({}, {failing});

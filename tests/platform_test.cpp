@@ -413,7 +413,7 @@ TEST_F(Platform, PluginsAndServices) {
   };
   EXPECT_EQ(act(), 0) << "none";
   const auto add = [&](const std::string &name, const std::string &end) {
-    writeProgram(directory + name, "#!/bin/sh\necho " + name + ":$* >> " + at("/ran").string() + "\n" + end + "\n");
+    writeProgram(directory + name, "#!/bin/sh\necho " + name + ":$* >> $KOVA_DEVICE_ROOT/ran\n" + end + "\n");
   };
   add("20-b", "");
   add("10-a", "exit 1");

@@ -64,8 +64,8 @@ TEST_F(Services, PurchaseFiltersAreJoined) {
   for (const auto &[from, to, apps, serials, prices, paypals, filters] : cases) {
     answer({{kGood}});
     EXPECT_TRUE(ended(list(from, to, parsed(apps), parsed(serials), parsed(prices), parsed(paypals)), 0, 0));
-    EXPECT_EQ(sent(), std::string("action=get_history&kova_id=4711&auth_key=key-1&serial=1430TST000001&language=enu") +
-                          filters);
+    EXPECT_EQ(sent(), "action=get_history&kova_id=4711&auth_key=key-1&serial=1430TST000001&language=enu" +
+                          std::string(filters));
     EXPECT_EQ(kova::jsonLine(result_), R"({"logs":[],"offset":0,"total":0})");
   }
 }

@@ -115,10 +115,10 @@ TEST_F(Session, AQueryHandsOnAndStoresTheReplyAndTheFileAnswersTheNext) {
 
 TEST_F(Session, BadauthToTheLetterSignsTheDeviceOut) {
   write(kAccountFile, kSignedIn);
-  answer({{R"({"code":"badauth"})"}});
-  EXPECT_TRUE(ended(query(), -1, 3,
-                    {{"kova_account_query_info",
-                      "Logged out Kova due to authentication failure. kova_id_serial=4711, auth_key=key-1"}}));
+  answer({{kBadauth}});
+  EXPECT_TRUE(ended(query(), -1, 3));
+  EXPECT_TRUE(
+      loggedExactly({{kUnit, "Logged out Kova due to authentication failure. kova_id_serial=4711, auth_key=key-1"}}));
   EXPECT_FALSE(exists(kAccountFile));
   EXPECT_TRUE(info_.isNull());
   answer({{kProfile}});
@@ -225,7 +225,7 @@ TEST_F(Session, ALoginThatOnlyChecksChangesNothingAndADeviceThatDoesNotReportIsN
 
 TEST_F(Session, LogoutSignsOutHereWhateverTheServiceSays) {
   const std::vector<std::pair<std::string, int32_t>> replies = {
-      {kGood, 0}, {"[]", 0}, {R"({"code":"badauth"})", 14}, {R"({"code":{}})", 24}};
+      {kGood, 0}, {"[]", 0}, {kBadauth, 14}, {R"({"code":{}})", 24}};
   for (const auto &[body, code] : replies) {
     answer({{kKeys}, {kProfile}});
     ASSERT_EQ(login(), 0);

@@ -18,9 +18,10 @@ namespace fs = std::filesystem;
 
 constexpr char kTool[] = "/usr/tarv/sbin/tarvddnsinfo";
 constexpr char kHooks[] = "/usr/tarv/tarvkova/unify/";
+// A tool that records each call.
+const std::string kRecord = "#!/bin/sh\necho \"$*\" >> $KOVA_DEVICE_ROOT/asked\n";
 constexpr char kScan[] = "kova_account_scan_existing";
 constexpr char kUnified[] = "kova_account_is_unified";
-constexpr char kMark[] = "kova_unified=\"yes\"\n";
 
 class Unify : public DeviceTest {
  protected:
@@ -28,22 +29,18 @@ class Unify : public DeviceTest {
     writeProgram(kTool, "#!/bin/sh\n");
     answer();
   }
-  void usePackages(const std::string &account) {
-    write(kAccountFile, "kovaID=\"" + account + "\"\nkovaPW=\"secret\"\n");
-  }
+  void usePackages(const std::string &account) { write(kAccountFile, keyFile("kovaPW=secret kovaID=" + account)); }
   void useRelay(const std::string &account, const std::string &alias = "alias") {
     write(kRelay, R"({"server_kova":{"account":")" + account + R"("},"server_alias":{"alias":")" + alias + "\"}}");
   }
-  // Installs a tool that records each call.
   void useDdns(const std::string &account, const std::string &host = "host") {
-    writeProgram(kTool, "#!/bin/sh\necho \"$*\" >> " + at("/asked").string() +
-                            "\ncase $1 in\n--get-tarv-account) echo '" + account + "' ;;\n--get-tarv-hostname) echo '" +
-                            host + "' ;;\nesac\n");
+    const std::string answer = "[ $1 = --get-tarv-hostname ] && echo '" + host + "' || echo '" + account + "'\n";
+    writeProgram(kTool, kRecord + answer);
   }
   // Installs a hook that records its name and the list that it was given.
   void addHook(const std::string &name, const std::string &end = "") {
-    writeProgram(kHooks + name, "#!/bin/sh\necho \"" + name + ":$#:$KOVA_ABANDON_LIST\" >> " + at("/ran").string() +
-                                    "\n" + end + "\n");
+    const std::string record = "echo \"" + name + ":$#:$KOVA_ABANDON_LIST\" >> $KOVA_DEVICE_ROOT/ran\n";
+    writeProgram(kHooks + name, "#!/bin/sh\n" + record + end + "\n");
   }
   std::string ran() {
     const std::string lines = read("/ran");
@@ -63,7 +60,7 @@ class Unify : public DeviceTest {
     }
     return text;
   }
-  bool isMarked() const { return has(kInfoFile, kMark); }
+  bool isMarked() const { return has(kInfoFile, keyFile("kova_unified=yes")); }
   Json::Value accounts_;
 };
 
@@ -128,7 +125,7 @@ TEST_F(Unify, ToolsOfEveryKind) {
   EXPECT_TRUE(loggedExactly({{kScan, "Failed to execute ddns command, option=--get-tarv-account"}}));
   answer();
   remove("/asked");
-  writeProgram(kTool, "#!/bin/sh\necho \"$*\" >> " + at("/asked").string() + "\n");
+  writeProgram(kTool, kRecord);
   EXPECT_EQ(scanned(), "");
   EXPECT_EQ(read("/asked"), "--get-tarv-account\n") << "no host without an account";
 }
@@ -241,7 +238,7 @@ class Migration : public Unify {
  protected:
   Migration() {
     addHook("hook");
-    writeProgram("/usr/tarv/etc/rc.d/ddns", "#!/bin/sh\necho \"$@\" > " + at("/restarted").string() + "\n");
+    writeProgram("/usr/tarv/etc/rc.d/ddns", "#!/bin/sh\necho \"$@\" > $KOVA_DEVICE_ROOT/restarted\n");
   }
   static int migrate(const std::string &list) { return TARVKOVAAccountMigrate("ada", "s&cret", parsed(list)); }
 };

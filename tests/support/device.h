@@ -27,6 +27,7 @@ inline constexpr char kCron[] = "/etc/cron.d/tarvkova";
 // The account file of a signed-in device.
 inline constexpr char kSignedIn[] = "vx_auth_key=\"key-1\"\nkovaIDSerial=\"4711\"\n";
 inline constexpr char kGood[] = R"({"code":"good"})";
+inline constexpr char kBadauth[] = R"({"code":"badauth"})";
 inline constexpr char kUnknownKey[] = R"({"code":"apikey_not_found"})";
 inline constexpr char kRelay[] = "/usr/tarv/etc/tarvrelayd/tarvrelayd.conf";
 inline constexpr char kKeys[] = R"({"code":"good","kova_id":"4711","auth_key":"key-1"})";
