@@ -189,9 +189,8 @@ TEST_F(Core, AccountIsWrittenAndTheRestOfTheFileKept) {
   info_->activated = 5;
   ASSERT_EQ(TARVKOVAAccountSet(info_.get()), 0);
   EXPECT_EQ(read(kAccountFile),
-            "vx_auth_key=\"key\"\nkovaIDSerial=\"42\"\ncountry=\"FR\"\ntimezone=\"\"\nactivated=\"yes\"\n"
-            "disabled=\"no\"\nenews=\"no\"\ncritical_release=\"no\"\nenews_local_promotion=\"no\"\n"
-            "critical_version_list=\"\"\nlast_query_time=\"2147483647\"\n");
+            keyFile("vx_auth_key=key kovaIDSerial=42 country=FR timezone= activated=yes disabled=no enews=no "
+                    "critical_release=no enews_local_promotion=no critical_version_list= last_query_time=2147483647"));
   EXPECT_EQ(mode(kAccountFile), std::filesystem::perms(0600));
 }
 

@@ -225,20 +225,16 @@ TEST(Operations, FailWithTheirSteps) {
 
 // A line of the code that the operations share would be the same for all of them.
 TEST(Operations, LogTheLineOfTheirOwnStatement) {
-  std::set<std::size_t> configLines, sendLines;
-  for (const Operation &operation : operations()) {
-    const auto lineOfFailure = [&](const hooks::Failing &failing) {
+  for (const hooks::Failing &failing : {hooks::Failing{"TARVEncodingBase64Decode"}, hooks::Failing{}}) {
+    std::set<std::size_t> lines;
+    for (const Operation &operation : operations()) {
       Trial trial(operation.unit, {{"", 500}});
       trial.failing(failing).run();
-      return trial.loggedLine();
-    };
-    const std::size_t config = lineOfFailure({"TARVEncodingBase64Decode"}), send = lineOfFailure({});
-    EXPECT_TRUE(config > 0 && send > 0 && config != send) << operation.unit;
-    configLines.insert(config);
-    sendLines.insert(send);
+      lines.insert(trial.loggedLine());
+    }
+    EXPECT_GT(lines.size(), operations().size() / 2);
+    EXPECT_EQ(lines.count(0), 0U);
   }
-  EXPECT_GT(configLines.size(), operations().size() / 2);
-  EXPECT_GT(sendLines.size(), operations().size() / 2);
 }
 
 TEST(Operations, RefuseMissingArguments) {

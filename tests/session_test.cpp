@@ -98,12 +98,13 @@ TEST_F(Session, AQueryHandsOnAndStoresTheReplyAndTheFileAnswersTheNext) {
       R"("timezone":"Europe/Berlin","notify_language":"ger","activated":true,"disabled":false,"enews":1,)"
       R"("critical_release":0,"enews_local_promotion":"yes","critical_version_list":"b,c","critical_version_domain":"a,b,c"})");
   EXPECT_EQ(info_, expected);
-  EXPECT_EQ(read(kAccountFile),
-            std::string(kSignedIn) +
-                "other=\"kept\"\nkovaID=\"ada@kova.example\"\nfull_name=\"Ada\"\ncountry=\"DE\"\ntimezone=\"Europe/"
-                "Berlin\"\nnotify_language=\"ger\"\nactivated=\"yes\"\ndisabled=\"no\"\nenews=\"yes\"\ncritical_"
-                "release=\"no\"\nenews_local_promotion=\"no\"\ncritical_version_list=\"b,c\"\ncritical_version_domain="
-                "\"a,b,c\"\nlast_query_time=\"1800000000\"\n");
+  EXPECT_EQ(
+      read(kAccountFile),
+      kSignedIn +
+          keyFile(
+              "other=kept kovaID=ada@kova.example full_name=Ada country=DE timezone=Europe/Berlin "
+              "notify_language=ger activated=yes disabled=no enews=yes critical_release=no enews_local_promotion=no "
+              "critical_version_list=b,c critical_version_domain=a,b,c last_query_time=1800000000"));
   info_ = Json::Value();
   answer();
   EXPECT_TRUE(ended(query(false), 0, 0));

@@ -102,10 +102,9 @@ CURLcode curl_easy_setopt(CURL *handle, CURLoption option, ...) {
   va_start(arguments, option);
   CURLcode result = CURLE_OK;
   const auto real = hooks::next<CURLcode (*)(CURL *, CURLoption, ...)>("curl_easy_setopt");
-  const auto failure = current.optionFailures.find(option);
   std::string shown;
-  if (failure != current.optionFailures.end()) {
-    result = failure->second;
+  if (hooks::fails("curl_easy_setopt", curl_easy_option_by_id(option)->name)) {
+    result = CURLE_UNKNOWN_OPTION;
   } else if (option < CURLOPTTYPE_OBJECTPOINT) {
     const long value = va_arg(arguments, long);
     shown = std::to_string(value);

@@ -6,7 +6,6 @@
 #include <kova/platform.h>
 
 #include <ctime>
-#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -52,7 +51,6 @@ struct State {
   std::vector<Reply> replies;  // one for each attempt; the last one stays
   std::vector<Attempt> attempts;
   std::vector<std::pair<CURLoption, std::string>> options;  // in the order set; numbers in decimal
-  std::map<CURLoption, CURLcode> optionFailures;
 };
 
 State &state();
