@@ -217,7 +217,6 @@ TEST_F(Core, AccountWriteFailuresLeaveTheFile) {
   const std::string setValue = "TLIBCSzHashSetValue ";
   const std::tuple<std::string, std::string, int32_t, std::string> cases[] = {
       {"42\nkovaID=\"evil\"", "", 19, notStored},
-      {"42\rkovaID=\"evil\"", "", 19, notStored},
       {"42", "TLIBCFileSetKeys", 19, notStored},
       {"42", "TLIBCSzHashAlloc", 6, noHash + error},
       {"42", setValue + "kovaIDSerial", 6, noValue + "kovaIDSerial" + error},

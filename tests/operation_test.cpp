@@ -20,12 +20,11 @@ using Call = std::function<int(Value &)>;
 using Files = std::map<std::string, std::string>;
 using Texts = std::vector<std::string>;
 
-constexpr char kAuthen[] = "kova_account_authen", kUnified[] = "kova_account_is_unified",
-               kLogin[] = "kova_account_login";
-constexpr char kLogout[] = "kova_account_logout", kMigrate[] = "kova_account_migrate", kReport[] = "kova_report_info";
-constexpr char kQuery[] = "kova_account_query_info", kRegister[] = "kova_account_register";
-constexpr char kCheck[] = "kova_account_service_check", kPurchases[] = "kova_account_purchase_list";
-constexpr char kUpdate[] = "kova_account_set_info";
+constexpr char kAuthen[] = "kova_account_authen", kUnified[] = "kova_account_is_unified";
+constexpr char kLogin[] = "kova_account_login", kLogout[] = "kova_account_logout", kReport[] = "kova_report_info";
+constexpr char kMigrate[] = "kova_account_migrate", kQuery[] = "kova_account_query_info";
+constexpr char kRegister[] = "kova_account_register", kCheck[] = "kova_account_service_check";
+constexpr char kPurchases[] = "kova_account_purchase_list", kUpdate[] = "kova_account_set_info";
 constexpr char kBefore[] = R"({"kept":1})";
 constexpr char kHook[] = "/usr/tarv/tarvkova/unify/hook";
 const std::string kUnsent = "Failed to send https request. err=[0x0ABC]";

@@ -168,11 +168,10 @@ TEST_F(Unify, OneAccountIsSignedInToByApiKey) {
   remove(kAccountFile);
   write(kInfoFile, "");
   answer({{kUnknownKey}, keys}, {"TLIBCINFOSetKeyValue"});
-  EXPECT_TRUE(ended(TARVKOVAAccountIsUnified(accounts_), 0, 19,
-                    {{kUnified, "ApiKey not found. Register new one."},
-                     {kUnified, "Logged in Kova as ada@kova.example"},
-                     {kUnified, "Failed to update kova_unified in /etc/tarvinfo.conf[0x0ABC]"}}))
-      << "the outcome stands without the mark";
+  EXPECT_TRUE(ended(TARVKOVAAccountIsUnified(accounts_), 0, 19)) << "the outcome stands without the mark";
+  const LogLine registering = {kUnified, "ApiKey not found. Register new one."};
+  const LogLine unmarked = {kUnified, "Failed to update kova_unified in /etc/tarvinfo.conf[0x0ABC]"};
+  EXPECT_TRUE(loggedExactly({registering, {kUnified, "Logged in Kova as ada@kova.example"}, unmarked}));
   EXPECT_EQ(sent(1), asked()) << "with the new key";
 }
 
