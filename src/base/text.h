@@ -11,8 +11,9 @@ inline void copyText(char *buffer, std::size_t size, std::string_view text) {
   buffer[text.copy(buffer, size - 1)] = '\0';
 }
 
+// The same for a text that ends at its first NUL.
 template <std::size_t size>
-void copyText(char (&buffer)[size], std::string_view text) {
+void copyText(char (&buffer)[size], const char *text) {
   copyText(buffer, size, text);
 }
 

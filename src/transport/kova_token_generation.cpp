@@ -22,7 +22,7 @@
 namespace kova {
 namespace {
 
-constexpr std::size_t kDigits = 2 * MD5_DIGEST_LENGTH;
+constexpr std::size_t kDigits = std::size_t{2} * MD5_DIGEST_LENGTH;
 constexpr std::size_t kLongestText = 4095;
 
 int hexadecimalValue(char digit) {
@@ -76,7 +76,7 @@ int TARVVxtokenGenerateToken(const char *text, char *token, int32_t size) {
   // Each round appends the MD5 of the text to it and replaces the whole by its MD5.
   char joined[kLongestText + sizeof digits];
   length = std::min(length, kLongestText);
-  copyText(joined, std::string_view(text, length));
+  copyText(joined, sizeof joined, std::string_view(text, length));
   for (int rounds = hexadecimalValue(digits[0]) + 1; rounds > 0; --rounds) {
     if (writeMd5OrLog(joined + length, joined, length) < 0) return -1;
     if (writeMd5OrLog(joined, joined, length + kDigits) < 0) return -1;
