@@ -179,7 +179,7 @@ TEST_F(Core, AccountIsWrittenAndTheRestOfTheFileKept) {
       "# mine\r\nother=\"1\"\r\ncountry=\"DE\"\r\nnot an entry\r\nkovaIDSerial=\"42\"\r\nvx_auth_key=\"key\"\r\n");
   EXPECT_EQ(mode(kAccountFile), std::filesystem::perms(0640));
   if (geteuid() == 0 && chown(at(kAccountFile).c_str(), 7, 8) == 0) {
-    struct stat status {};
+    struct stat status = {};
     EXPECT_EQ(TARVKOVAAccountSet(info_.get()), 0);
     EXPECT_EQ(stat(at(kAccountFile).c_str(), &status), 0);
     EXPECT_TRUE(status.st_uid == 7 && status.st_gid == 8) << "the file stays its owner's";
