@@ -114,7 +114,8 @@ KOVA_API int TARVEncodingBase64Decode(const char *text, size_t length, char *out
  * LF, CRLF or CR.
  *
  * Writing is atomic and locked: a reader, and a power cut at any moment, sees the whole old or the whole new file, and
- * two writers at once lose neither's keys. A new file has mode 0600; an existing one keeps mode and owner.
+ * two writers at once lose neither's keys. A new file has mode 0600; an existing one keeps mode and owner, but
+ * "/etc/kova.conf" nothing for its group and others. A lock of another writer is waited for, up to 30 seconds.
  */
 
 /* Reads those of `keys` that the file has into `hash`, in the order of `keys`, and leaves its other keys alone. Returns
@@ -163,7 +164,7 @@ KOVA_API void TLIBPluginExit(TLIBPlugin *plugin);
 
 /* ---- Cloud-service layer ----------------------------------------------------------------------------------------- */
 
-/* The number of this layer's last failure: 0 for none, 1 for a failure of the network or of the layer itself. */
+/* The number of this layer's last failure: 0 for none, 1 for the network, anything else for a cause on the device. */
 KOVA_API int TARVCloudServiceGetErrorCode(void);
 /* The device's MAC address as text, such as "00:11:32:aa:bb:cc". Returns 0 or a negative number. */
 KOVA_API int TARVCloudServiceGetMacAddress(char *buffer, size_t size);

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "base/secret.h"
 #include "core/guard.h"
 #include "core/json.h"
 #include "core/log.h"
@@ -19,6 +20,7 @@ int TARVKOVAAccountAuthen(const char *email, const char *password, const char *a
     Exchange exchange;
     if (exchange.readServerConfig() < 0 || exchange.readSerialNumber() < 0) return -1;
     char digest[65];
+    const WipedAtEnd wiped(digest);
     if (KovaGetMd5String(password, digest, sizeof digest) < 0) {
       log(here(), "Failed to get md5 string");
       return -1;

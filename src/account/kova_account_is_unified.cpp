@@ -36,6 +36,7 @@ bool DirectLoginByApiKey(const char *account) {
   if (signIn.readMacAddressAndApiKey() < 0 || exchange.allocateParameters() < 0) return false;
   signIn.setParameters("acnt_apikey", account, nullptr);
   Json::Value reply(Json::objectValue);
+  const AuthKeyWipedAtEnd wiped(reply);
   if (signIn.send() < 0 || readResult(reply, exchange) < 0) return false;
   if (TARVKOVAErrGet() == KOVA_ERR_API_KEY_NOT_FOUND) {
     if (signIn.registerApiKey() < 0 || signIn.send() < 0 || readResult(reply, exchange) < 0) return false;

@@ -59,6 +59,7 @@ int TARVKOVAAccountLogin(const char *email, const char *password, Json::Value &r
     }
     if (checkOnly) return 0;
     Json::Value profile(Json::objectValue);
+    const AuthKeyWipedAtEnd wiped(profile);
     if (storeSignedInAccount(reply) < 0) {
       return fail(here(), KOVA_ERR_STORE, "TARVKOVAAccountSet failed, code=%u",
                   static_cast<unsigned>(TARVKOVAErrGet()));

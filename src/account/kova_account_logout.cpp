@@ -3,10 +3,9 @@
 #include <kova/platform.h>
 #include <kova/session.h>
 
-#include <memory>
-
 #include "account/events.h"
 #include "core/guard.h"
+#include "core/handles.h"
 #include "core/json.h"
 #include "core/log.h"
 #include "transport/exchange.h"
@@ -16,7 +15,7 @@ using namespace kova;
 int TARVKOVAAccountLogout() {
   return guarded([] {
     TARVKOVAErrSet(KOVA_SUCCESS);
-    const auto account = std::make_unique<AccountInfo>();
+    const AccountRecord account = makeAccountRecord();
     if (TARVKOVAAccountGet(account.get()) < 0) {
       log(here(), "Not logged in. Logout successfully");
       TARVKOVAErrSet(KOVA_SUCCESS);

@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
-#include <memory>
 #include <string>
 
 #include "core/guard.h"
+#include "core/handles.h"
 #include "core/json.h"
 #include "core/log.h"
 #include "transport/exchange.h"
@@ -20,7 +20,7 @@ std::string JoinJsonArray(const Json::Value &array) {
   std::string joined;
   for (Json::ArrayIndex i = 0; i < array.size(); ++i) {
     if (i > 0) joined += ',';
-    const std::string text = textOf(array[i]);
+    const SecretText text = textOf(array[i]);
     joined.append(text, 0, text.find('\0'));  // a NUL ends this element, not the list
   }
   return joined;
@@ -86,7 +86,7 @@ int TARVKOVAAccountPurchaseList(const char *language, const char *dateFrom, cons
   return guarded([&] {
     TARVKOVAErrSet(KOVA_SUCCESS);
     if (language == nullptr || result.isNull()) return fail(here(), KOVA_ERR_BAD_PARAMETERS, "Bad parameter");
-    const auto account = std::make_unique<AccountInfo>();
+    const AccountRecord account = makeAccountRecord();
     Exchange exchange;
     if (exchange.readAccount(*account) < 0 || exchange.readServerConfig() < 0 || exchange.readSerialNumber() < 0 ||
         exchange.allocateParameters() < 0)

@@ -6,11 +6,11 @@
 #include <cstdint>
 #include <ctime>
 #include <iterator>
-#include <memory>
 #include <string>
 
 #include "base/text.h"
 #include "core/guard.h"
+#include "core/handles.h"
 #include "core/json.h"
 #include "core/log.h"
 #include "transport/exchange.h"
@@ -114,7 +114,7 @@ int TARVKOVAAccountQueryInfo(Json::Value &info, bool force, bool shortTimeout) {
     const std::time_t now = std::time(nullptr);
     TARVKOVAErrSet(KOVA_SUCCESS);
     if (!info.isNull() && !info.isObject()) return fail(KOVA_ERR_BAD_PARAMETERS);
-    const auto account = std::make_unique<AccountInfo>();
+    const AccountRecord account = makeAccountRecord();
     if (TARVKOVAAccountGet(account.get()) < 0) return fail(KOVA_ERR_ACCOUNT_GET);
     // The answer is put together in a copy, so that a failure leaves the caller's value as it was.
     Json::Value answer = info;

@@ -3,7 +3,6 @@
 #include <kova/platform.h>
 #include <kova/session.h>
 
-#include <memory>
 #include <new>
 
 #include "core/guard.h"
@@ -28,6 +27,7 @@ void setFlag(Exchange &exchange, const char *key, BOOL value) {
 // leaves its error code.
 void notifyOfNewPassword() {
   Json::Value profile(Json::objectValue);
+  const AuthKeyWipedAtEnd wiped(profile);
   if (TARVKOVAAccountQueryInfo(profile, true, true) < 0) {
     log(here(), "TARVKOVAAccountQueryInfo failed, code=%u", static_cast<unsigned>(TARVKOVAErrGet()));
     return;
@@ -56,7 +56,7 @@ int TARVKOVAAccountSetInfo(const char *fullName, const char *email, const char *
                            BOOL criticalRelease, BOOL enewsLocalPromotion, const char *criticalVersionList) {
   return guarded([&] {
     TARVKOVAErrSet(KOVA_SUCCESS);
-    const auto account = std::make_unique<AccountInfo>();
+    const AccountRecord account = makeAccountRecord();
     Exchange exchange;
     if (exchange.readAccount(*account) < 0 || exchange.readServerConfig() < 0 || exchange.readSerialNumber() < 0 ||
         exchange.allocateParameters() < 0)

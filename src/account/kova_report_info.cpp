@@ -2,12 +2,12 @@
 #include <kova/error.h>
 #include <kova/session.h>
 
-#include <memory>
 #include <string>
 
 #include "account/time_zone.h"
 #include "core/device_settings.h"
 #include "core/guard.h"
+#include "core/handles.h"
 #include "core/json.h"
 #include "core/log.h"
 #include "transport/exchange.h"
@@ -17,7 +17,7 @@ using namespace kova;
 int TARVKOVAReportInfo() {
   return guarded([] {
     TARVKOVAErrSet(KOVA_SUCCESS);
-    const auto account = std::make_unique<AccountInfo>();
+    const AccountRecord account = makeAccountRecord();
     if (TARVKOVAAccountGet(account.get()) < 0) {
       TARVKOVAErrSet(KOVA_SUCCESS);
       return 0;

@@ -4,9 +4,8 @@
 #include <kova/error.h>
 #include <kova/platform.h>
 
-#include <memory>
-
 #include "base/text.h"
+#include "core/handles.h"
 #include "core/json.h"
 
 namespace kova {
@@ -46,7 +45,7 @@ int SignIn::registerApiKey(const Where &where) {
 }
 
 int storeSignedInAccount(const Json::Value &reply) {
-  const auto account = std::make_unique<AccountInfo>();
+  const AccountRecord account = makeAccountRecord();
   copyText(account->kovaIDSerial, textOf(member(reply, "kova_id")).c_str());
   copyText(account->vx_auth_key, textOf(member(reply, "auth_key")).c_str());
   return TARVKOVAAccountSet(account.get());

@@ -3,6 +3,7 @@
 
 #include <json/value.h>
 
+#include "base/secret.h"
 #include "core/log.h"
 #include "transport/exchange.h"
 
@@ -12,6 +13,8 @@ namespace kova {
 class SignIn {
  public:
   explicit SignIn(Exchange &exchange) : exchange_(exchange) {}
+  SignIn(const SignIn &) = delete;
+  SignIn &operator=(const SignIn &) = delete;
 
   // Reads the device's MAC address (code 20) and API key (the cloud-service layer's code).
   int readMacAddressAndApiKey(const Where &where = Where::current());
@@ -26,6 +29,7 @@ class SignIn {
   Exchange &exchange_;
   char mac_[24] = "";
   char apiKey_[1024] = "";
+  WipedAtEnd<char[1024]> wiped_{apiKey_};
 };
 
 // Stores the reply's account serial and auth key as the signed-in account. Returns what TARVKOVAAccountSet does.

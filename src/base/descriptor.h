@@ -1,12 +1,17 @@
 // File descriptors that close themselves, and system calls that a signal does not end.
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <utility>
+
+#include "base/secret.h"
 
 namespace kova {
 
@@ -38,6 +43,23 @@ auto retried(Call call) {
   return result;
 }
 
+// Reads a file to its end, which has to come before `limit` bytes. False, with errno set, when that fails.
+inline bool readAll(const Descriptor &file, SecretText &text, std::size_t limit) {
+  constexpr std::size_t kFirstPiece = 4096;
+  std::size_t length = 0;
+  while (length < limit) {
+    if (length == text.size()) text.resize(std::max(2 * length, kFirstPiece));
+    const ssize_t count = retried([&] { return read(file.get(), &text[length], text.size() - length); });
+    if (count <= 0) {
+      text.resize(length);
+      return count == 0;
+    }
+    length += static_cast<std::size_t>(count);
+  }
+  errno = EFBIG;
+  return false;
+}
+
 // Writes all of `text`. False, with errno set, when that fails.
 inline bool writeAll(int descriptor, std::string_view text) {
   while (!text.empty()) {
@@ -46,6 +68,22 @@ inline bool writeAll(int descriptor, std::string_view text) {
     text.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
+}
+
+inline Descriptor openDirectory(const std::string &path) {
+  return Descriptor(retried([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+}
+
+// Puts a directory's entries on the disk. False, with errno set, when that fails.
+inline bool syncDirectory(const Descriptor &directory) {
+  // Some file systems cannot do this.
+  return retried([&] { return fsync(directory.get()); }) == 0 || errno == EINVAL;
+}
+
+// The same for the directory in which the entry for an absolute `path` was made or removed.
+inline bool syncDirectoryOf(const std::string &path) {
+  const Descriptor directory = openDirectory(path.substr(0, path.rfind('/') + 1));
+  return directory && syncDirectory(directory);
 }
 
 }  // namespace kova

@@ -5,6 +5,7 @@
 #include <json/value.h>
 #include <json/writer.h>
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,13 +34,16 @@ inline std::optional<Json::Value> parseJsonObject(std::string_view text) {
   return value;
 }
 
-// The value as one line of JSON in ASCII, without a line end.
+// The value as one line of JSON in ASCII without control characters, and without a line end.
 inline std::string jsonLine(const Json::Value &value) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
   builder["commentStyle"] = "None";
   builder["precision"] = 15;  // decimal fractions come out as they were written
-  return Json::writeString(builder, value);
+  std::string line = Json::writeString(builder, value);
+  // The library leaves this one control character as it is.
+  for (std::size_t at = 0; (at = line.find('\x7F', at)) != std::string::npos;) line.replace(at, 1, "\\u007f");
+  return line;
 }
 
 }  // namespace kova

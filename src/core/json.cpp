@@ -1,17 +1,18 @@
 #include "core/json.h"
 
+#include <fcntl.h>
 #include <json/reader.h>
 #include <json/writer.h>
+#include <string.h>  // explicit_bzero
+#include <sys/stat.h>
 
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <system_error>
 #include <utility>
 
+#include "base/descriptor.h"
 #include "core/device_path.h"
 
 namespace kova {
@@ -32,12 +33,14 @@ bool parseJson(Json::Value &value, const char *text) {
 }
 
 bool parseJsonFile(Json::Value &value, const char *path) {
-  std::error_code error;
-  const std::filesystem::path file = DevicePath(path).c_str();
-  if (!std::filesystem::is_regular_file(file, error)) return false;
-  std::ifstream stream(file, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(stream), {}};
-  return stream.is_open() && parseJson(value, text.c_str());
+  constexpr std::size_t kSizeLimit = std::size_t{16} << 20;
+  constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  const DevicePath onThisMachine(path);
+  const Descriptor file(retried([&] { return open(onThisMachine.c_str(), kFlags); }));
+  struct stat status = {};
+  if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  SecretText text;
+  return readAll(file, text, kSizeLimit) && parseJson(value, text.c_str());
 }
 
 const Json::Value &member(const Json::Value &value, const char *name) {
@@ -48,8 +51,11 @@ bool hasMember(const Json::Value &value, const char *name) {
   return value.isObject() && value.isMember(name);
 }
 
-std::string textOf(const Json::Value &value) {
-  return value.isConvertibleTo(Json::stringValue) ? value.asString() : std::string();
+SecretText textOf(const Json::Value &value) {
+  const char *begin = nullptr;
+  const char *end = nullptr;
+  if (value.getString(&begin, &end)) return {begin, end};
+  return SecretText(value.isConvertibleTo(Json::stringValue) ? value.asString() : std::string());
 }
 
 bool truthOf(const Json::Value &value) {
@@ -67,6 +73,13 @@ double numberOf(const Json::Value &value) {
     number = value.asDouble();
   }
   return number;
+}
+
+AuthKeyWipedAtEnd::~AuthKeyWipedAtEnd() {
+  const char *begin = nullptr;
+  const char *end = nullptr;
+  if (!member(value_, "auth_key").getString(&begin, &end)) return;
+  explicit_bzero(const_cast<char *>(begin), static_cast<std::size_t>(end - begin));
 }
 
 std::string compactText(const Json::Value &value) {

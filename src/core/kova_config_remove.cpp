@@ -2,6 +2,9 @@
 #include <kova/platform.h>
 #include <unistd.h>
 
+#include <string>
+
+#include "base/descriptor.h"
 #include "core/device_path.h"
 #include "core/guard.h"
 #include "core/handles.h"
@@ -22,7 +25,8 @@ int TARVKOVAAccountRemove(void) {
       log(here(), "TLIBPluginAction failed, action=%u", kSignedOut);
       return -1;
     }
-    unlink(DevicePath(kAccountFile).c_str());
+    const std::string path = DevicePath(kAccountFile).c_str();
+    if (unlink(path.c_str()) == 0) syncDirectoryOf(path);  // the account stays removed when the power fails
     return 0;
   });
 }

@@ -22,6 +22,7 @@
 #include "base/hexadecimal.h"
 #include "base/json.h"
 #include "base/release.h"
+#include "base/secret.h"
 #include "base/text.h"
 #include "platform/device.h"
 #include "platform/device_path.h"
@@ -41,31 +42,38 @@ constexpr mode_t kPrivateDirectory = 0700;
 constexpr std::size_t kRandomBytes = 32;
 constexpr std::size_t kKeyBufferSize = 1024;
 
-// The number of this layer's last failure: 0 for none, 1 for any.
-std::atomic<int> cloudError{0};
+// All failures of this layer have their cause on the device: it needs no network.
+constexpr int kNoCloudError = 0;
+constexpr int kDeviceError = 2;
+
+// The number of this layer's last failure.
+std::atomic<int> cloudError{kNoCloudError};
 
 template <class Work>
 int withCloudError(Work &&work) noexcept {
   const int result = withLastError(-1, work);
-  if (result < 0) cloudError = 1;
+  if (result < 0) cloudError = kDeviceError;
   return result;
 }
 
-std::string newKey() {
+SecretText newKey() {
   std::array<unsigned char, kRandomBytes> bytes;
+  const WipedAtEnd wiped(bytes);
   const ssize_t count = retried([&] { return getrandom(bytes.data(), bytes.size(), 0); });
   if (count != static_cast<ssize_t>(bytes.size())) throw Failure{TLIBC_ERR_DEVICE};
-  return hexadecimal(bytes);
+  SecretText key(2 * bytes.size(), '0');
+  writeHexadecimal(key.data(), bytes);
+  return key;
 }
 
 // The key in the text of the key file; empty where the text is not a key.
-std::string keyIn(std::string_view text) {
+SecretText keyIn(std::string_view text) {
   const std::string_view key = trimmed(text, isSpace);
   const bool isKey = key.size() < kKeyBufferSize && std::ranges::all_of(key, [](char c) { return c > ' '; });
-  return std::string(isKey ? key : "");
+  return SecretText(isKey ? key : "");
 }
 
-std::string storedKey() {
+SecretText storedKey() {
   try {
     return keyIn(readFile(devicePath(kKeyFile)));
   } catch (const Failure &failure) {
@@ -81,9 +89,9 @@ std::string keyFileToWrite() {
   return path;
 }
 
-std::string storeFirstKey() {
-  std::string key;
-  const FileEdit store = [&](std::string_view text) -> std::optional<std::string> {
+SecretText storeFirstKey() {
+  SecretText key;
+  const FileEdit store = [&](std::string_view text) -> std::optional<SecretText> {
     key = keyIn(text);
     if (!key.empty()) return std::nullopt;  // another process has stored one meanwhile
     key = newKey();
@@ -93,7 +101,7 @@ std::string storeFirstKey() {
   return key;
 }
 
-std::string enrolmentOf(std::string_view key) {
+SecretText enrolmentOf(std::string_view key) {
   std::array<unsigned char, EVP_MAX_MD_SIZE> digest;
   unsigned size = 0;
   if (EVP_Digest(key.data(), key.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1) {
@@ -103,15 +111,15 @@ std::string enrolmentOf(std::string_view key) {
   Json::Value enrolment;
   enrolment["serial"] = jsonText(serialNumber());
   enrolment["sha256"] = sha256;
-  return jsonLine(enrolment) + "\n";
+  return SecretText(jsonLine(enrolment) + "\n");
 }
 
 // Makes a new key known to the service, then stores it. Where storing fails, the device has a key that the service no
 // longer knows, and so will register again. Both files are written under the key file's lock, so that two processes
 // cannot leave keys of different registrations in them.
-std::string registerKey() {
-  std::string key = newKey();
-  std::string enrolment = enrolmentOf(key);
+SecretText registerKey() {
+  SecretText key = newKey();
+  SecretText enrolment = enrolmentOf(key);
   updateFile(
       keyFileToWrite(), kPrivateFile,
       [&](std::string_view) {
@@ -167,6 +175,7 @@ std::string firstInterfaceAddress() {
 
 using namespace kova::platform;
 using kova::copyText;
+using kova::SecretText;
 
 int TARVCloudServiceGetErrorCode(void) {
   return cloudError;
@@ -185,7 +194,7 @@ int TARVCloudServiceGetMacAddress(char *buffer, std::size_t size) {
 int TARVCloudServiceGetApiKey(char *key, int create) {
   return withCloudError([&] {
     require(key != nullptr);
-    std::string stored = storedKey();
+    SecretText stored = storedKey();
     if (stored.empty() && create != 0) stored = storeFirstKey();
     if (stored.empty()) throw Failure{TLIBC_ERR_NOT_FOUND};
     copyText(key, kKeyBufferSize, stored);

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstddef>
 #include <cstdio>
@@ -27,22 +28,21 @@ int openFailure() {
   return errno == ENOENT || errno == ENOTDIR ? TLIBC_ERR_NOT_FOUND : TLIBC_ERR_OPEN_FAILED;
 }
 
-std::string readAll(const Descriptor &file) {
-  std::string text;
-  std::array<char, 16384> chunk;
-  while (text.size() < kSizeLimit) {
-    const ssize_t count = retried([&] { return read(file.get(), chunk.data(), chunk.size()); });
-    if (count < 0) throw Failure{TLIBC_ERR_READ_FAILED};
-    if (count == 0) return text;
-    text.append(chunk.data(), static_cast<std::size_t>(count));
-  }
-  throw Failure{TLIBC_ERR_TOO_LONG};
+SecretText textOf(const Descriptor &file) {
+  SecretText text;
+  if (readAll(file, text, kSizeLimit)) return text;
+  throw Failure{errno == EFBIG ? TLIBC_ERR_TOO_LONG : TLIBC_ERR_READ_FAILED};
 }
 
 struct stat statusOf(const Descriptor &file) {
   struct stat status;
   if (fstat(file.get(), &status) != 0) throw Failure{TLIBC_ERR_READ_FAILED};
   return status;
+}
+
+mode_t modeOf(const struct stat &existing, ExistingMode existingMode, mode_t newMode) {
+  if (existingMode == ExistingMode::kReplaced) return newMode;
+  return existing.st_mode & (existingMode == ExistingMode::kPrivate ? S_IRWXU : ALLPERMS);
 }
 
 std::string followLinks(std::string path) {
@@ -57,17 +57,11 @@ std::string followLinks(std::string path) {
 }
 
 // The lock file is never removed: else one writer could lock the removed file while another locks a new one.
-Descriptor takeLock(const Descriptor &directory, const std::string &name) {
+Descriptor openLockFile(const Descriptor &directory, const std::string &name) {
   constexpr int kFlags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-  Descriptor lock(retried([&] { return openat(directory.get(), name.c_str(), kFlags, 0600); }));
-  if (!lock || retried([&] { return flock(lock.get(), LOCK_EX); }) != 0) throw Failure{TLIBC_ERR_LOCK_FAILED};
-  return lock;
-}
-
-void sync(const Descriptor &file, bool isDirectory) {
-  if (retried([&] { return fsync(file.get()); }) == 0) return;
-  // Some file systems cannot do this with a directory.
-  if (!isDirectory || errno != EINVAL) throw Failure{TLIBC_ERR_WRITE_FAILED};
+  Descriptor file(retried([&] { return openat(directory.get(), name.c_str(), kFlags, 0600); }));
+  if (!file) throw Failure{TLIBC_ERR_LOCK_FAILED};
+  return file;
 }
 
 // A new file under a temporary name. It is removed again unless it takes the place of another.
@@ -98,8 +92,9 @@ class TemporaryFile {
     }
   }
   void writeText(std::string_view text) {
-    if (!writeAll(file_.get(), text)) throw Failure{TLIBC_ERR_WRITE_FAILED};
-    sync(file_, false);
+    if (!writeAll(file_.get(), text) || retried([&] { return fsync(file_.get()); }) != 0) {
+      throw Failure{TLIBC_ERR_WRITE_FAILED};
+    }
   }
   void takePlaceOf(const std::string &name) {
     if (renameat(directory_.get(), name_.c_str(), directory_.get(), name.c_str()) != 0) {
@@ -115,19 +110,38 @@ class TemporaryFile {
 };
 
 void makeDirectory(const std::string &path, mode_t mode) {
-  if (mkdir(path.c_str(), mode) == 0 || errno == EEXIST) return;
+  int result = mkdir(path.c_str(), mode);
   const std::size_t slash = path.rfind('/');
-  if (errno != ENOENT || slash == std::string::npos || slash == 0) throw Failure{TLIBC_ERR_WRITE_FAILED};
-  makeDirectory(path.substr(0, slash), 0755);
-  if (mkdir(path.c_str(), mode) != 0 && errno != EEXIST) throw Failure{TLIBC_ERR_WRITE_FAILED};
+  if (result != 0 && errno == ENOENT && slash != std::string::npos && slash != 0) {
+    makeDirectory(path.substr(0, slash), 0755);
+    result = mkdir(path.c_str(), mode);
+  }
+  if (result != 0 && errno == EEXIST) return;
+  if (result != 0 || !syncDirectoryOf(path)) throw Failure{TLIBC_ERR_WRITE_FAILED};
 }
 
 }  // namespace
 
-std::string readFile(const std::string &path) {
+FileLock::FileLock(const Descriptor &file) : file_(file) {
+  constexpr auto kLongestWait = std::chrono::seconds(30);
+  constexpr useconds_t kPause = 5000;
+  const auto end = std::chrono::steady_clock::now() + kLongestWait;
+  // There is no lock that waits for a limited time.
+  while (flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
+    const bool mayWait = errno == EINTR || (errno == EWOULDBLOCK && std::chrono::steady_clock::now() < end);
+    if (!mayWait) throw Failure{TLIBC_ERR_LOCK_FAILED};
+    usleep(kPause);
+  }
+}
+
+FileLock::~FileLock() {
+  flock(file_.get(), LOCK_UN);
+}
+
+SecretText readFile(const std::string &path) {
   const Descriptor file(retried([&] { return open(path.c_str(), kReadFlags); }));
   if (!file) throw Failure{openFailure()};
-  return readAll(file);
+  return textOf(file);
 }
 
 void updateFile(const std::string &path, mode_t newMode, const FileEdit &edit, ExistingMode existingMode) {
@@ -136,29 +150,29 @@ void updateFile(const std::string &path, mode_t newMode, const FileEdit &edit, E
   const std::string name = real.substr(slash + 1);
   require(slash != std::string::npos && !name.empty());
   const std::string parent = real.substr(0, slash + 1);
-  const Descriptor directory(retried([&] { return open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+  const Descriptor directory = openDirectory(parent);
   if (!directory) throw Failure{openFailure()};
-  const Descriptor lock = takeLock(directory, "." + name + ".lock");
+  const Descriptor lockFile = openLockFile(directory, "." + name + ".lock");
+  const FileLock lock(lockFile);
 
   const Descriptor oldFile(retried([&] { return openat(directory.get(), name.c_str(), kReadFlags | O_NOFOLLOW); }));
   if (!oldFile && errno != ENOENT) throw Failure{TLIBC_ERR_OPEN_FAILED};
   std::optional<struct stat> oldStatus;
-  std::string oldText;
+  SecretText oldText;
   if (oldFile) {
     oldStatus = statusOf(oldFile);
     if (!S_ISREG(oldStatus->st_mode)) throw Failure{TLIBC_ERR_OPEN_FAILED};
-    oldText = readAll(oldFile);
+    oldText = textOf(oldFile);
   }
-  const std::optional<std::string> newText = edit(oldText);
+  const std::optional<SecretText> newText = edit(oldText);
   if (!newText) return;
 
   TemporaryFile newFile(directory, "." + name + ".tmp");
   if (oldStatus) newFile.setOwner(oldStatus->st_uid, oldStatus->st_gid);
-  const bool keepsMode = oldStatus && existingMode == ExistingMode::kKept;
-  newFile.setMode(keepsMode ? oldStatus->st_mode & ALLPERMS : newMode);
+  newFile.setMode(oldStatus ? modeOf(*oldStatus, existingMode, newMode) : newMode);
   newFile.writeText(*newText);
   newFile.takePlaceOf(name);
-  sync(directory, true);
+  if (!syncDirectory(directory)) throw Failure{TLIBC_ERR_WRITE_FAILED};
 }
 
 void makeParentDirectory(const std::string &path, mode_t mode) {

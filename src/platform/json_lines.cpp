@@ -1,7 +1,6 @@
 #include "platform/json_lines.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -57,16 +56,21 @@ std::string timestamp() {
 }
 
 void appendLine(std::string_view log, const Json::Value &object) {
-  const std::string line = jsonLine(object) + "\n";
+  std::string line = jsonLine(object) + "\n";
   const std::string path = devicePath(log);
   makeParentDirectory(path, 0755);
-  constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  constexpr int kFlags = O_RDWR | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
   const Descriptor file(retried([&] { return open(path.c_str(), kFlags, 0600); }));
   if (!file) throw Failure{TLIBC_ERR_OPEN_FAILED};
   // Nothing may be appended between a write that had room for a part of the line only and the removal of that part.
-  if (retried([&] { return flock(file.get(), LOCK_EX); }) != 0) throw Failure{TLIBC_ERR_LOCK_FAILED};
+  const FileLock lock(file);
   struct stat before;
-  if (fstat(file.get(), &before) != 0) throw Failure{TLIBC_ERR_WRITE_FAILED};
+  if (fstat(file.get(), &before) != 0 || !S_ISREG(before.st_mode)) throw Failure{TLIBC_ERR_OPEN_FAILED};
+  if (before.st_size == 0 && !syncDirectoryOf(path)) throw Failure{TLIBC_ERR_WRITE_FAILED};
+  // A process that was killed between the two may have left a part of its line.
+  char last = '\n';
+  if (before.st_size > 0 && pread(file.get(), &last, 1, before.st_size - 1) != 1) throw Failure{TLIBC_ERR_READ_FAILED};
+  if (last != '\n') line.insert(0, "\n");
   const ssize_t written = retried([&] { return write(file.get(), line.data(), line.size()); });
   if (written == static_cast<ssize_t>(line.size())) return;
   if (written > 0) {

@@ -15,7 +15,7 @@ Json::Value jsonText(std::string_view text);
 std::string timestamp();
 
 // Appends a line to a log of the device, which is made (mode 0600), with its directory, where it is missing. The log
-// takes the whole line or nothing of it.
+// takes the whole line or nothing of it, and is a regular file, not a symbolic link to one.
 void appendLine(std::string_view log, const Json::Value &object);
 
 }  // namespace kova::platform

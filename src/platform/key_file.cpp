@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/secret.h"
 #include "base/text.h"
 #include "platform/device_path.h"
 #include "platform/file.h"
@@ -22,6 +23,8 @@ namespace kova::platform {
 namespace {
 
 constexpr mode_t kNewFileMode = 0600;
+// Holds an auth key. Nobody but its owner may read it, whatever mode it was found with.
+constexpr std::string_view kAccountFile = "/etc/kova.conf";
 
 struct KeyEntry {
   std::string_view key;
@@ -89,8 +92,8 @@ class LineFormat {
   const std::string &separator() const { return separator_; }
 
   // The line for `key`, without a line end. Throws where it could not be read back as exactly this key and this value.
-  std::string make(std::string_view key, std::string_view value) const {
-    std::string line;
+  SecretText make(std::string_view key, std::string_view value) const {
+    SecretText line;
     line.append(pieces_[0]).append(key).append(pieces_[1]).append(value).append(pieces_[2]);
     if (line.find_first_of("\r\n") != std::string::npos || parseLine(line, separator_) != KeyEntry{key, value}) {
       throw Failure{TLIBC_ERR_BAD_VALUE};
@@ -105,16 +108,16 @@ class LineFormat {
 
 struct NewLine {
   KeyEntry entry;
-  std::string text;
+  SecretText text;
   bool written = false;
 };
 
 // The old text with its lines for these keys replaced, and the lines for keys that it does not have at its end.
-std::string withNewLines(std::string_view oldText, std::vector<NewLine> lines, std::string_view separator) {
+SecretText withNewLines(std::string_view oldText, std::vector<NewLine> lines, std::string_view separator) {
   std::unordered_map<std::string_view, NewLine *> byKey;
   for (NewLine &line : lines) byKey.emplace(line.entry.key, &line);
 
-  std::string text;
+  SecretText text;
   const std::string_view lineEnd = lineEndOf(oldText);
   const auto write = [&](NewLine &line) {
     if (std::exchange(line.written, true)) return;
@@ -141,8 +144,9 @@ int setKeys(std::string_view file, const std::vector<KeyEntry> &entries, std::st
   std::vector<NewLine> lines;
   lines.reserve(entries.size());
   for (const KeyEntry &entry : entries) lines.push_back({entry, format.make(entry.key, entry.value)});
-  updateFile(devicePath(file), kNewFileMode,
-             [&](std::string_view text) { return withNewLines(text, lines, format.separator()); });
+  const FileEdit edit = [&](std::string_view text) { return withNewLines(text, lines, format.separator()); };
+  const ExistingMode mode = file == kAccountFile ? ExistingMode::kPrivate : ExistingMode::kKept;
+  updateFile(devicePath(file), kNewFileMode, edit, mode);
   return 0;
 }
 
@@ -150,7 +154,7 @@ int setKeys(std::string_view file, const std::vector<KeyEntry> &entries, std::st
 
 std::optional<std::string> readKey(std::string_view file, std::string_view key) {
   try {
-    const std::string text = readFile(devicePath(file));
+    const SecretText text = readFile(devicePath(file));
     return std::optional<std::string>(findValue(text, key, "="));
   } catch (const Failure &failure) {
     if (failure.number != TLIBC_ERR_NOT_FOUND) throw;
@@ -162,11 +166,12 @@ std::optional<std::string> readKey(std::string_view file, std::string_view key) 
 
 using namespace kova::platform;
 using kova::copyText;
+using kova::SecretText;
 
 int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSzHash *hash, const char *separator) {
   return withLastError(-1, [&] {
     require(file != nullptr && keys != nullptr && hash != nullptr && separator != nullptr && *separator != '\0');
-    const std::string text = readFile(devicePath(file));
+    const SecretText text = readFile(devicePath(file));
     const std::deque<std::string> &items = keys->items();
     std::vector<std::optional<std::string_view>> values(items.size());
     Line line;
@@ -199,7 +204,7 @@ int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int flags, const
 int TLIBCFileGetKeyValue(const char *file, const char *key, char *buffer, std::size_t size, int flags) {
   return withLastError(-1, [&] {
     require(file != nullptr && key != nullptr && buffer != nullptr && size > 0 && flags == 0);
-    const std::string text = readFile(devicePath(file));
+    const SecretText text = readFile(devicePath(file));
     const std::string_view value = findValue(text, key, "=").value_or("");
     copyText(buffer, size, value);
     return static_cast<int>(value.size());
@@ -209,7 +214,7 @@ int TLIBCFileGetKeyValue(const char *file, const char *key, char *buffer, std::s
 int TLIBCFileCheckKeyValue(const char *file, const char *key, const char *value, int flags) {
   return withLastError(-1, [&] {
     require(file != nullptr && key != nullptr && value != nullptr && flags == 0);
-    const std::string text = readFile(devicePath(file));
+    const SecretText text = readFile(devicePath(file));
     return findValue(text, key, "=") == std::string_view(value) ? 1 : 0;
   });
 }

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/secret.h"
 #include "platform/device_path.h"
 #include "platform/file.h"
 #include "platform/last_error.h"
@@ -70,8 +71,8 @@ std::string weekdayField(int weekdays) {
 
 // The table with `entry`, a whole line, in place of the lines for `command`, or without them where `entry` is empty.
 // Nothing where there is nothing to remove. A table without entries keeps its header.
-std::optional<std::string> withEntry(std::string_view table, std::string_view command, std::string_view entry) {
-  std::string result;
+std::optional<SecretText> withEntry(std::string_view table, std::string_view command, std::string_view entry) {
+  SecretText result;
   bool found = false;
   Line line;
   for (Lines lines(table); lines.next(line);) {

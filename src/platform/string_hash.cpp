@@ -14,10 +14,10 @@ const TLIBCSzHash::Entry *TLIBCSzHash::find(std::string_view key) const {
 void TLIBCSzHash::set(std::string_view key, std::string_view value) {
   const auto found = index_.find(key);
   if (found != index_.end()) {
-    found->second->value = std::string(value);
+    found->second->value = kova::SecretText(value);
     return;
   }
-  Entry &entry = entries_.emplace_back(Entry{std::string(key), std::string(value)});
+  Entry &entry = entries_.emplace_back(key, value);
   try {
     index_.emplace(entry.key, &entry);
   } catch (...) {

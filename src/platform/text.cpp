@@ -1,5 +1,7 @@
 #include "platform/text.h"
 
+#include <string.h>  // explicit_bzero
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -21,15 +23,17 @@ int TLIBCStrCat(TLIBCSzText *buffer, const char *addition) {
     if (added >= SIZE_MAX / 2 - length) throw Failure{TLIBC_ERR_OUT_OF_MEMORY};
     const std::size_t needed = length + added + 1;
     if (isUnallocated || needed > buffer->capacity) {
-      // The addition may be a part of the buffer, which realloc moves.
-      const bool own = !isUnallocated && addition >= buffer->text && addition <= buffer->text + length;
-      const std::size_t offset = own ? static_cast<std::size_t>(addition - buffer->text) : 0;
       const std::size_t capacity = std::max({needed, isUnallocated ? 0 : buffer->capacity * 2, std::size_t{64}});
-      auto *grown = static_cast<char *>(std::realloc(buffer->text, capacity));
+      auto *grown = static_cast<char *>(std::malloc(capacity));
       if (grown == nullptr) throw Failure{TLIBC_ERR_OUT_OF_MEMORY};
-      buffer->text = grown;
-      buffer->capacity = capacity;
-      if (own) addition = grown + offset;
+      // The old memory stays until both are copied, as the addition may be a part of it. It may hold a secret, so that
+      // realloc, which gives memory back as it is, is out of the question.
+      if (!isUnallocated) std::memcpy(grown, buffer->text, length);
+      std::memcpy(grown + length, addition, added + 1);
+      if (!isUnallocated) explicit_bzero(buffer->text, buffer->capacity);
+      std::free(buffer->text);
+      *buffer = {grown, length + added, capacity};
+      return 0;
     }
     std::memmove(buffer->text + length, addition, added);
     buffer->text[length + added] = '\0';

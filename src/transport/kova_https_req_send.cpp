@@ -2,7 +2,9 @@
 #include <kova/error.h>
 #include <kova/platform.h>
 #include <kova/transport.h>
+#include <string.h>  // explicit_bzero
 #include <strings.h>
+#include <sys/auxv.h>
 #include <unistd.h>
 
 #include <cstddef>
@@ -11,8 +13,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
+#include <optional>
 
 #include "base/release.h"
+#include "base/secret.h"
 #include "base/text.h"
 #include "core/device_path.h"
 #include "core/guard.h"
@@ -24,60 +29,40 @@ namespace {
 
 using Curl = std::unique_ptr<CURL, Release<curl_easy_cleanup>>;
 using CurlList = std::unique_ptr<curl_slist, Release<curl_slist_free_all>>;
-using CurlText = std::unique_ptr<char, Release<curl_free>>;
 
 constexpr int32_t kGet = 1;
 constexpr unsigned kPauseSeconds = 1;
+constexpr long kMostRedirects = 30;
 
-// The reply body as it arrives. It is NUL-terminated as soon as there is any of it.
-class Body {
- public:
-  Body() = default;
-  Body(const Body &) = delete;
-  Body &operator=(const Body &) = delete;
-  ~Body() { clear(); }
-
-  const char *get() const { return data_; }
-
-  // False, with nothing kept of the body, when it cannot grow.
-  bool append(const char *chunk, std::size_t size) {
-    std::size_t needed = 0;
-    if (__builtin_add_overflow(length_ + 1, size, &needed)) {
-      clear();
-      return false;
-    }
-    auto *grown = static_cast<char *>(std::realloc(data_, needed));
-    if (grown == nullptr) {
-      clear();
-      return false;
-    }
-    data_ = grown;
-    std::memcpy(data_ + length_, chunk, size);
-    length_ += size;
-    data_[length_] = '\0';
-    return true;
+// A text from libcurl that is overwritten when it is freed.
+struct FreeText {
+  void operator()(char *text) const {
+    explicit_bzero(text, std::strlen(text));
+    curl_free(text);
   }
-
-  void clear() {
-    std::free(data_);
-    data_ = nullptr;
-    length_ = 0;
-  }
-
- private:
-  char *data_ = nullptr;
-  std::size_t length_ = 0;
 };
+using CurlText = std::unique_ptr<char, FreeText>;
+
+// The reply's body as it arrives; nothing while there is none of it, and when it could not grow.
+using Body = std::optional<SecretText>;
+
+constexpr std::size_t kLongestBody = std::size_t{64} << 20;
 
 // Returning less than the chunk makes libcurl abort the transfer.
 std::size_t WriteMemoryCallback(const char *chunk, std::size_t size, std::size_t count, void *user) {
   auto &body = *static_cast<Body *>(user);
   std::size_t added = 0;
-  if (__builtin_mul_overflow(size, count, &added)) {
-    body.clear();
-    return 0;
+  try {
+    if (!body) body.emplace();
+    if (!__builtin_mul_overflow(size, count, &added) && added <= kLongestBody - body->size()) {
+      body->append(chunk, added);
+      return added;
+    }
+  } catch (const std::bad_alloc &) {
+    // As a body that is too long.
   }
-  return body.append(chunk, added) ? added : 0;
+  body.reset();
+  return 0;
 }
 
 int appendPair(SzText &parameters, CURL *curl, const char *key, const char *value) {
@@ -117,6 +102,16 @@ int buildParameters(SzText &parameters, CURL *curl, const HttpsRequest &request)
   return 0;
 }
 
+// In a process with more rights than its user, such as a set-user-ID program, what the user set in the environment must
+// not choose the route, whom to trust or where TLS secrets are written. libcurl itself does not mind who set it.
+void ignoreUserEnvironment() {
+  if (getauxval(AT_SECURE) == 0) return;
+  for (const char *name : {"SSLKEYLOGFILE", "https_proxy", "HTTPS_PROXY", "http_proxy", "all_proxy", "ALL_PROXY",
+                           "no_proxy", "NO_PROXY", "SSL_CERT_FILE", "SSL_CERT_DIR", "CURL_CA_BUNDLE"}) {
+    unsetenv(name);
+  }
+}
+
 // One request on its own libcurl handle.
 class Transfer {
  public:
@@ -128,6 +123,9 @@ class Transfer {
       form_ = parameters;
     }
   }
+
+  Transfer(const Transfer &) = delete;
+  Transfer &operator=(const Transfer &) = delete;
 
   int setOptions();
   int perform(int32_t &result);
@@ -144,6 +142,7 @@ class Transfer {
   CURL *curl_;
   const HttpsRequest &request_;
   char url_[4096];
+  WipedAtEnd<char[4096]> wiped_{url_};
   const char *form_ = "";
   CurlList headers_;
   Body body_;
@@ -240,8 +239,10 @@ int Transfer::setCollector() {
 
 // Some redirects resend the form, which may hold a password: from an https URL only those to https are followed.
 int Transfer::restrictRedirects() {
-  if (strncasecmp(url_, "https:", 6) != 0) return 0;
-  const CURLcode result = curl_easy_setopt(curl_, CURLOPT_REDIR_PROTOCOLS_STR, "https");
+  CURLcode result = curl_easy_setopt(curl_, CURLOPT_MAXREDIRS, kMostRedirects);
+  if (result == CURLE_OK && strncasecmp(url_, "https:", 6) == 0) {
+    result = curl_easy_setopt(curl_, CURLOPT_REDIR_PROTOCOLS_STR, "https");
+  }
   if (result == CURLE_OK) return 0;
   return fail(here(), KOVA_ERR_REQUEST, "Failed to set curl opt error:(%d)%s", result, curl_easy_strerror(result));
 }
@@ -254,7 +255,7 @@ bool isWorthAnotherAttempt(CURLcode result) {
 int Transfer::perform(int32_t &result) {
   const int attempts = request_.short_timeout != 0 ? 2 : 3;
   for (int attempt = 1; attempt <= attempts; ++attempt) {
-    body_.clear();
+    body_.reset();
     const CURLcode code = curl_easy_perform(curl_);
     result = code;
     if (code == CURLE_OK) return 0;
@@ -282,10 +283,14 @@ int Transfer::takeReply(HttpsResponse &response) {
   if (status != 200) {
     return fail(here(), KOVA_ERR_REQUEST, "%s, Failed to request packages, httpResponseCode=%ld", url_, status);
   }
-  if (body_.get() == nullptr) return fail(here(), KOVA_ERR_REQUEST, "%s, Failed to get response", url_);
+  if (!body_) return fail(here(), KOVA_ERR_REQUEST, "%s, Failed to get response", url_);
   // Where memory for the copy runs out the call succeeds with a null body.
-  response.body = strdup(body_.get());
-  if (response.body != nullptr) TLIBCStrTrimSpace(response.body);
+  response.body = strdup(body_->c_str());
+  if (response.body == nullptr) return 0;
+  const std::size_t length = std::strlen(response.body);
+  TLIBCStrTrimSpace(response.body);
+  const std::size_t kept = std::strlen(response.body);
+  explicit_bzero(response.body + kept, length - kept);  // what moving the text to the front left behind it
   return 0;
 }
 
@@ -302,6 +307,7 @@ int TARVKOVAHttpsRequestSend(const HttpsRequest *request, HttpsResponse *respons
     }
     SzText parameters(1024);
     if (!parameters.allocated()) return fail(KOVA_ERR_SYSTEM);
+    ignoreUserEnvironment();
     const Curl curl(curl_easy_init());
     if (!curl) return fail(here(), KOVA_ERR_REQUEST, "failed to init pCurl");
     if (buildParameters(parameters, curl.get(), *request) < 0) return -1;
@@ -313,6 +319,7 @@ int TARVKOVAHttpsRequestSend(const HttpsRequest *request, HttpsResponse *respons
 
 void TARVKOVAHttpsResponseFree(HttpsResponse *response) {
   if (response == nullptr) return;
+  if (response->body != nullptr) explicit_bzero(response->body, std::strlen(response->body));
   std::free(response->body);
   response->body = nullptr;
   response->http_status = 0;

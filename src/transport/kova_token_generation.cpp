@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "base/hexadecimal.h"
+#include "base/secret.h"
 #include "base/text.h"
 #include "core/guard.h"
 #include "core/handles.h"
@@ -75,6 +76,7 @@ int TARVVxtokenGenerateToken(const char *text, char *token, int32_t size) {
   if (writeMd5OrLog(digits, text, length) < 0) return -1;
   // Each round appends the MD5 of the text to it and replaces the whole by its MD5.
   char joined[kLongestText + sizeof digits];
+  const WipedAtEnd wiped(joined);
   length = std::min(length, kLongestText);
   copyText(joined, sizeof joined, std::string_view(text, length));
   for (int rounds = hexadecimalValue(digits[0]) + 1; rounds > 0; --rounds) {

@@ -79,7 +79,7 @@ int setMergeList(Exchange &exchange, Json::Value &existing, const Json::Value &m
       std::snprintf(key, sizeof key, "merge_list[%u][%s]", i, name);
       exchange.setParameter(key, textOf(member(account, name)).c_str());
     }
-    existing.removeMember(textOf(member(account, "email")));
+    existing.removeMember(std::string(textOf(member(account, "email"))));
   }
   return 0;
 }
@@ -121,7 +121,7 @@ int TARVKOVAAbandonUnmerged(const Json::Value &accounts) {
       selected = existing;
     } else if (accounts.isArray()) {
       for (const Json::Value &account : accounts) {
-        const std::string name = textOf(account);
+        const std::string name(textOf(account));
         if (existing.isMember(name)) selected[name] = existing[name];
       }
     } else {

@@ -2,6 +2,8 @@
 #include <kova/platform.h>
 #include <kova/unify.h>
 
+#include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -9,6 +11,7 @@
 
 #include "base/release.h"
 #include "core/guard.h"
+#include "core/handles.h"
 #include "core/json.h"
 #include "core/log.h"
 #include "core/text.h"
@@ -28,7 +31,7 @@ void addService(Json::Value &accounts, const std::string &account, const char *t
 
 // The account of the device's packages: the one whose password is stored.
 void addPackages(Json::Value &accounts) {
-  const auto stored = std::make_unique<AccountInfo>();
+  const AccountRecord stored = makeAccountRecord();
   if (TARVPaymentKovaAccountGet(stored.get()) < 0) return;
   addService(accounts, stored->kovaID, "package", "Antivirus by McAfee");
 }
@@ -40,8 +43,29 @@ void addRelay(Json::Value &accounts) {
   const Json::Value &alias = member(relay, "server_alias");
   const Json::Value &account = member(relay, "server_kova");
   if (!hasMember(alias, "alias") || !hasMember(account, "account")) return;
-  const std::string name = textOf(member(account, "account"));
-  if (!name.empty()) addService(accounts, name, "farlink", textOf(member(alias, "alias")));
+  const std::string name(textOf(member(account, "account")));
+  if (!name.empty()) addService(accounts, name, "farlink", std::string(textOf(member(alias, "alias"))));
+}
+
+// Like std::fgets, but a signal does not end it, and nothing is cut off before the line ends or the stream does. False
+// when the stream cannot be read.
+bool readLine(Line &line, FILE *stream) {
+  std::size_t length = 0;
+  while (length + 1 < sizeof line) {
+    const int c = std::fgetc(stream);
+    if (c != EOF) {
+      line[length++] = static_cast<char>(c);
+      if (c == '\n') break;
+    } else if (std::ferror(stream) == 0) {
+      break;
+    } else if (errno == EINTR) {
+      std::clearerr(stream);
+    } else {
+      return false;
+    }
+  }
+  line[length] = '\0';
+  return true;
 }
 
 // Reads the first line that the dynamic DNS tool prints, with its newline. Returns 0, or -1 after it has logged.
@@ -52,7 +76,7 @@ int readDdnsLine(Line &line, const char *option) {
     log(here(), "Failed to open pipe");
     return -1;
   }
-  if (std::fgets(line, sizeof line, pipe.get()) == nullptr && std::ferror(pipe.get()) != 0) {
+  if (!readLine(line, pipe.get())) {
     log(here(), "Failed to execute ddns command, option=%s", option);
     return -1;
   }
