@@ -177,12 +177,15 @@ TEST_F(Core, AccountIsWrittenAndTheRestOfTheFileKept) {
   EXPECT_EQ(
       read(kAccountFile),
       "# mine\r\nother=\"1\"\r\ncountry=\"DE\"\r\nnot an entry\r\nkovaIDSerial=\"42\"\r\nvx_auth_key=\"key\"\r\n");
-  EXPECT_EQ(mode(kAccountFile), std::filesystem::perms(0640));
+  EXPECT_EQ(mode(kAccountFile), std::filesystem::perms(0600)) << "it holds the auth key";
   if (geteuid() == 0 && chown(at(kAccountFile).c_str(), 7, 8) == 0) {
     struct stat status = {};
     EXPECT_EQ(TARVKOVAAccountSet(info_.get()), 0);
     EXPECT_EQ(stat(at(kAccountFile).c_str(), &status), 0);
     EXPECT_TRUE(status.st_uid == 7 && status.st_gid == 8) << "the file stays its owner's";
+    ASSERT_EQ(chown(at(kInfoFile).c_str(), 7, 8) + chmod(at(kInfoFile).c_str(), 06755), 0);
+    EXPECT_EQ(TLIBCINFOSetKeyValue("a", "b"), 0);
+    EXPECT_EQ(mode(kInfoFile), std::filesystem::perms(06755)) << "which a change of owner would clear";
   }
   remove(kAccountFile);
   info_->last_query_time = 2147483647;

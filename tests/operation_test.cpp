@@ -1,14 +1,21 @@
 // How the operations on the service end: result, error code, log lines and requests.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <kova/kova.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cinttypes>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
 #include <functional>
 #include <set>
 #include <sstream>
 #include <tuple>
 #include <utility>
 
+#include "base/descriptor.h"
 #include "base/json.h"
 #include "support/device.h"
 #include "support/json.h"
@@ -25,6 +32,8 @@ constexpr char kLogin[] = "kova_account_login", kLogout[] = "kova_account_logout
 constexpr char kMigrate[] = "kova_account_migrate", kQuery[] = "kova_account_query_info";
 constexpr char kRegister[] = "kova_account_register", kCheck[] = "kova_account_service_check";
 constexpr char kPurchases[] = "kova_account_purchase_list", kUpdate[] = "kova_account_set_info";
+constexpr char kPassword[] = "correcthorsebattery";
+constexpr char kPasswordMd5[] = "3c077829151f03a4101bf36510d551b1";
 constexpr char kBefore[] = R"({"kept":1})";
 constexpr char kHook[] = "/usr/tarv/tarvkova/unify/hook";
 const std::string kUnsent = "Failed to send https request. err=[0x0ABC]";
@@ -34,17 +43,19 @@ struct Operation {
   std::string unit;
   Call call;
   std::string url;
-  Files files = {};          // what the device needs for it
-  std::string refused = "";  // what is told to have failed when a reply that is a bare word is refused
-  bool keepsValue = false;   // a failure leaves the caller's value
+  std::vector<std::string> replies;  // with which it succeeds
+  Files files = {};                  // what the device needs for it
+  std::string refused = "";          // what is told to have failed when a reply that is a bare word is refused
+  bool keepsValue = false;           // a failure leaves the caller's value
 };
 
 Call migrating(const char *list) {
-  return [list](Value &) { return TARVKOVAAccountMigrate("ada@kova.example", "secret", parsed(list)); };
+  return [merged = parsed(list)](Value &) { return TARVKOVAAccountMigrate("ada@kova.example", kPassword, merged); };
 }
 
-int update(const char *password = nullptr) {
-  return TARVKOVAAccountSetInfo(nullptr, nullptr, password, password, nullptr, nullptr, nullptr, -1, -1, -1, nullptr);
+int update(const char *password = kPassword, const char *newPassword = nullptr) {
+  return TARVKOVAAccountSetInfo(nullptr, nullptr, password, newPassword, nullptr, nullptr, nullptr, -1, -1, -1,
+                                nullptr);
 }
 
 int purchases(const char *language, Value &result) {
@@ -61,18 +72,38 @@ const std::vector<Operation> &operations() {
   static const std::string sign = "https://account.kova.example/dnsauth.php";
   static const std::string keep = "https://account.kova.example/account.php";
   static const std::string list = "https://query.kova.example/api/query.php";
+  static const std::string services = R"({"code":"good","alias":"x","ddns":"y","entries":[{"price":"1"}]})";
   static const std::vector<Operation> all = {
-      {kAuthen, [](Value &v) { return TARVKOVAAccountAuthen("ada@kova.example", "secret", nullptr, v); }, sign},
-      {kUnified, [](Value &v) { return TARVKOVAAccountIsUnified(v); }, sign, inUse},
-      {kLogin, [](Value &v) { return TARVKOVAAccountLogin("ada@kova.example", "secret", v, false); }, sign},
-      {kLogout, [](Value &) { return TARVKOVAAccountLogout(); }, sign, account},
-      {kMigrate, migrating(R"([{"email":"bob","passwd":"secret"}])"), keep, inUse, "migrate"},
-      {kPurchases, [](Value &v) { return purchases("enu", v); }, list, account, "", true},
-      {kQuery, [](Value &v) { return TARVKOVAAccountQueryInfo(v, true, false); }, sign, account, "", true},
-      {kRegister, [](Value &) { return TARVKOVAAccountRegister("e", "pw", "Ada", true); }, keep, {}, "register e"},
-      {kCheck, [](Value &v) { return TARVKOVAAccountServiceCheck("4711", "key-1", v); }, sign, {}, "", true},
-      {kUpdate, [](Value &) { return update(); }, keep, account, "update account:4711"},
-      {kReport, [](Value &) { return TARVKOVAReportInfo(); }, sign, account},
+      {kAuthen, [](Value &v) { return TARVKOVAAccountAuthen("ada@kova.example", kPassword, "x", v); }, sign, {kGood}},
+      {kUnified, [](Value &v) { return TARVKOVAAccountIsUnified(v); }, sign, {kUnknownKey, kKeys}, inUse},
+      {kLogin,
+       [](Value &v) { return TARVKOVAAccountLogin("ada@kova.example", kPassword, v, false); },
+       sign,
+       {kUnknownKey, kKeys, kProfile}},
+      {kLogout, [](Value &) { return TARVKOVAAccountLogout(); }, sign, {kGood}, account},
+      {kMigrate, migrating(R"([{"email":"bob","passwd":"pw"}])"), keep, {"good"}, inUse, "migrate"},
+      {kPurchases, [](Value &v) { return purchases("enu", v); }, list, {services}, account, "", true},
+      {kQuery, [](Value &v) { return TARVKOVAAccountQueryInfo(v, true, false); }, sign, {kProfile}, account, "", true},
+      {kRegister,
+       [](Value &) { return TARVKOVAAccountRegister("e", kPassword, "Ada", true); },
+       keep,
+       {"good"},
+       {},
+       "register e"},
+      {kCheck,
+       [](Value &v) { return TARVKOVAAccountServiceCheck("4711", "key-1", v); },
+       sign,
+       {services},
+       {},
+       "",
+       true},
+      {kUpdate,
+       [](Value &) { return update(kPassword, kPassword); },
+       keep,
+       {"good", kProfile},
+       account,
+       "update account:4711"},
+      {kReport, [](Value &) { return TARVKOVAReportInfo(); }, sign, {kGood}, account},
   };
   return all;
 }
@@ -99,6 +130,47 @@ class Trial : public DeviceTest {
     answer(replies_, failing_);
     return (call_ ? call_ : operation_.call)(value_);
   }
+  // The call of this number fails, or all from that on.
+  int sweep(int failAt, bool keepsFailing) {
+    std::vector<hooks::Reply> replies;
+    for (const std::string &body : operation_.replies) replies.push_back({body});
+    answer(replies);
+    state().failing.clear();
+    value_ = parsed(kBefore);
+    state().failAt = failAt;
+    state().keepsFailing = keepsFailing;
+    state().sweeps = true;
+    const int result = operation_.call(value_);
+    state().sweeps = false;
+    return result;
+  }
+  // Leaves no copy of what it is given, and none of what is sent. Where there is a reply it is the first.
+  int runSecretly(std::string_view account, std::string_view key, std::string_view reply) {
+    for (const auto &[path, text] : {std::pair{kAccountFile, account}, {"/var/lib/kova/apikey", key}}) {
+      std::filesystem::create_directories(at(path).parent_path());
+      const kova::Descriptor file(open(at(path).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600));
+      EXPECT_TRUE(kova::writeAll(file.get(), text));
+    }
+    answer(std::vector<hooks::Reply>(operation_.replies.begin(), operation_.replies.end()));
+    state().failing.clear();
+    state().keepsForms = false;
+    if (!reply.empty()) state().replies[0].body = reply;
+    const int result = operation_.call(value_);
+    for (hooks::Reply &each : state().replies) explicit_bzero(each.body.data(), each.body.size());
+    const char *begin = nullptr, *end = nullptr;  // the caller's own
+    const bool hasKey = value_.isObject() && value_["auth_key"].getString(&begin, &end);
+    if (hasKey) explicit_bzero(const_cast<char *>(begin), static_cast<std::size_t>(end - begin));
+    return result;
+  }
+  // Makes of these files the earlier ones again.
+  void restore(const Files &before, const Files &now) {
+    for (const auto &[path, text] : now) {
+      if (before.count(path) == 0) remove("/" + path);
+    }
+    for (const auto &[path, text] : before) {
+      if (now.count(path) == 0 || now.at(path) != text) write("/" + path, text);
+    }
+  }
   // As many requests are sent as there are replies, and the operation's unit logs these texts. A failure, and what
   // sends nothing, changes no file but those of an API key that was registered.
   void ends(int result, int32_t code, const Texts &texts = {}) {
@@ -112,12 +184,14 @@ class Trial : public DeviceTest {
     EXPECT_TRUE(state().attempts.empty() || state().attempts[0].url == operation_.url);
     if (result == 0 && !replies_.empty()) return;
     EXPECT_TRUE(!operation_.keepsValue || call_ || value_ == parsed(left_)) << value_;
-    Files after = files();
-    if (!texts.empty() && texts[0].rfind("ApiKey not found", 0) == 0) {
-      after["var/lib/kova/apikey"] = kApiKey;
-      after.erase("var/lib/kova/apikey.enrolled");
-    }
-    EXPECT_EQ(after, before);
+    const bool registers = !texts.empty() && texts[0].rfind("ApiKey not found", 0) == 0;
+    EXPECT_EQ(registers ? unregistered(files()) : files(), before);
+  }
+  // The files without an API key that was registered, which a failure does not take back.
+  static Files unregistered(Files files) {
+    files["var/lib/kova/apikey"] = kApiKey;
+    files.erase("var/lib/kova/apikey.enrolled");
+    return files;
   }
   // A step's failure. The sign-in without a password tells of it once more.
   void fails(int32_t code, Texts texts) {
@@ -133,6 +207,7 @@ class Trial : public DeviceTest {
     return 0;
   }
   using DeviceTest::exists;
+  using DeviceTest::files;
   using DeviceTest::has;
 
  private:
@@ -167,6 +242,71 @@ TEST(Operations, SendNothingWhenAParameterCannotBeSet) {
     }
   }
 }
+
+int openDescriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return static_cast<int>(std::distance(begin(all), end(all)));
+}
+
+// The codes of a failure, by the first call that failed. A step's own code is replaced by that of the step around it.
+bool isCodeOf(const std::string &failed, int32_t code) {
+  static const std::map<std::string, std::set<int32_t>> kCodes = {
+      {"KovaDevicePath", {3, 4}},
+      {"MD5_Update", {0, 4, 22}},
+      {"TARVCloudServiceGetApiKey", {24}},
+      {"TARVCloudServiceGetMacAddress", {20}},
+      {"TARVCloudServiceRegisterApiKey", {26}},
+      {"TARVEncodingBase64Decode", {23}},
+      {"TARVZoneGet", {0}},
+      {"TARVZoneGetInfo", {6}},
+      {"TLIBCFileGetKeys", {3}},
+      {"TLIBCFileSetKeys", {19}},
+      {"TLIBCINFOSetKeyValue", {19}},
+      {"TLIBCSzHashAlloc", {3, 6, 19}},
+      {"TLIBCSzHashGetValue", {3, 6}},
+      {"TLIBCSzHashSetValue", {6, 19}},
+      {"TLIBCSzListAlloc", {3, 4}},
+      {"TLIBCSzListPush", {3}},
+      {"TLIBGetSerialNumber", {4, 8}},
+      {"malloc", {4}},
+      {"strdup", {2, 6, 24}},
+  };
+  const auto codes = kCodes.find(failed);
+  if (codes != kCodes.end()) return codes->second.count(code) != 0;
+  return failed == "new" || code == 4;
+}
+
+class Sweep : public testing::TestWithParam<Operation> {};
+
+// Every fallible call fails in turn, alone and with all that follow, until none is left to fail.
+TEST_P(Sweep, EveryFailureIsToldAndChangesNothing) {
+  Trial trial(GetParam().unit);
+  const Files before = trial.files();
+  int injections = 0;
+  for (const bool keepsFailing : {false, true}) {
+    std::string failed = "any";
+    for (int failAt = 1; !failed.empty(); ++failAt) {
+      const int descriptors = openDescriptors();
+      const int result = trial.sweep(failAt, keepsFailing);
+      failed = state().failed;
+      ++injections;
+      SCOPED_TRACE(failed + " " + std::to_string(failAt));
+      EXPECT_EQ(state().handles, 0);
+      EXPECT_EQ(openDescriptors(), descriptors);
+      EXPECT_TRUE(result == 0 || !failed.empty()) << TARVKOVAErrGet();
+      const Files after = trial.files();
+      if (result != 0) {
+        const bool hasItsCode = keepsFailing || isCodeOf(failed, TARVKOVAErrGet());
+        EXPECT_TRUE(result == -1 && hasItsCode) << result << " " << TARVKOVAErrGet();
+        EXPECT_EQ(Trial::unregistered(after), before);
+      }
+      trial.restore(before, after);
+    }
+  }
+  RecordProperty("injections", injections);
+}
+
+INSTANTIATE_TEST_SUITE_P(, Sweep, testing::ValuesIn(operations()), [](const auto &each) { return each.param.unit; });
 
 TEST(Operations, SurviveAnyReply) {
   for (const Operation &operation : operations()) {
@@ -220,6 +360,48 @@ TEST(Operations, FailWithTheirSteps) {
   }
   Trial(kAuthen).failing({"TLIBCSzHashAlloc"}).fails(6, {"Failed to alloc https request, err=[0x0ABC]"});
   Trial(kRegister).failing({"TLIBCSzHashAlloc"}).fails(6, {"Failed to alloc pTZInfo, err=[0x0ABC]"});
+}
+
+// Where a text stands in the memory that the process can write.
+int copiesOf(std::string_view text) {
+  static char piece[1 << 20];
+  const kova::Descriptor memory(open("/proc/self/mem", O_RDONLY));
+  std::ifstream regions("/proc/self/maps");
+  int copies = 0;
+  for (std::string region; std::getline(regions, region);) {
+    std::uintptr_t begin = 0, end = 0;
+    char access[5] = "";
+    std::sscanf(region.c_str(), "%" SCNxPTR "-%" SCNxPTR " %4s", &begin, &end, access);
+    if (std::string(access) != "rw-p" || end - begin > (std::size_t{1} << 28)) continue;  // a sanitizer's are larger
+    for (; begin < end; begin += sizeof piece - text.size()) {
+      const ssize_t size = pread(memory.get(), piece, std::min(sizeof piece, end - begin), static_cast<off_t>(begin));
+      copies += size > 0 && memmem(piece, static_cast<std::size_t>(size), text.data(), text.size()) != nullptr ? 1 : 0;
+      explicit_bzero(piece, sizeof piece);
+    }
+  }
+  return copies;
+}
+
+TEST(Operations, LeaveNoSecretInMemory) {
+  // Constants are not searched. The text of a file that was written from one leaves no copy in the test either.
+  static constexpr std::string_view kAccount =
+      "vx_auth_key=\"authkeyauthkeyauthkey\"\nkovaIDSerial=\"4711\"\nkovaPW=\"storedstoredstored\"\n";
+  static constexpr std::string_view kKey = "apikeyapikeyapikeyapikey", kReply = "good:replyreplyreplyreply";
+  const std::pair<const char *, std::string_view> secrets[] = {{"password", kPassword},
+                                                               {"digest", kPasswordMd5},
+                                                               {"auth key", kAccount.substr(13, 21)},
+                                                               {"password in the file", "storedstoredstored"},
+                                                               {"API key", kKey},
+                                                               {"reply", kReply.substr(5)}};
+  for (const Operation &operation : operations()) {
+    Trial trial(operation.unit);
+    std::vector<int> before;  // what earlier tests left
+    for (const auto &[what, text] : secrets) before.push_back(copiesOf(text));
+    EXPECT_EQ(trial.runSecretly(kAccount, kKey, operation.refused.empty() ? "" : kReply), 0) << operation.unit;
+    for (std::size_t i = 0; i < before.size(); ++i) {
+      EXPECT_LE(copiesOf(secrets[i].second), before[i]) << operation.unit << ": " << secrets[i].first;
+    }
+  }
 }
 
 // A line of the code that the operations share would be the same for all of them.
@@ -280,7 +462,7 @@ TEST(Operations, PasswordCheckEnds) {
   }
   expectReply(kAuthen, R"({"code":"badauth","detail":"no"})", 14, refused);
   expectReply(kAuthen, R"({"code":"account_unverified"})", 18, refused);
-  Trial(kAuthen).failing({"MD5_Update secret"}).ends(-1, 0, {"Failed to get md5 string"});
+  Trial(kAuthen).failing({std::string("MD5_Update ") + kPassword}).ends(-1, 0, {"Failed to get md5 string"});
 }
 
 // Both sign in with the API key: one with a password, one without.
@@ -337,7 +519,7 @@ TEST(Operations, QueryEnds) {
 }
 
 TEST(Operations, UpdateEnds) {
-  for (const auto &[word, code] : {std::pair{"good", 0}, {"badauth", 14}, {"badparam", 1}, {kGood, 24}, {"", 24}}) {
+  for (const auto &[word, code] : {std::pair{"badauth", 14}, {"badparam", 1}, {kGood, 24}, {"", 24}}) {
     expectReply(kUpdate, word, code, "update account:4711");
   }
   for (const char *unit : {kUpdate, kPurchases}) {
@@ -351,7 +533,7 @@ TEST(Operations, UpdateEnds) {
   for (const auto &[profile, failing, code, text] : unnotified) {
     Trial trial(kUpdate, {{"good"}, {profile}});
     trial.with({{"/usr/tarv/share/kova/notifications.conf", R"({"KovaPasswordChanged":{"text":"T"}})"}});
-    trial.failing({failing}).calling([](Value &) { return update("new"); }).ends(0, code, {text});
+    trial.failing({failing}).calling([](Value &) { return update("old", "new"); }).ends(0, code, {text});
     EXPECT_FALSE(trial.exists("/var/log/kova/notifications.jsonl")) << text;
   }
 }

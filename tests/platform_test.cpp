@@ -25,7 +25,6 @@ using SzList = std::unique_ptr<TLIBCSzList, kova::Release<TLIBCSzListFree>>;
 using Plugin = std::unique_ptr<TLIBPlugin, kova::Release<TLIBPluginExit>>;
 
 constexpr char kFile[] = "/etc/test.conf";
-constexpr char kNewlySignedIn[] = "vx_auth_key=\"new\"\nkovaIDSerial=\"4711\"\n";
 constexpr char kFormat[] = "%s=\"%s\"\n";
 
 class Platform : public DeviceTest {
@@ -34,18 +33,6 @@ class Platform : public DeviceTest {
     const SzHash hash(TLIBCSzHashAlloc(4));
     for (const auto &[key, value] : pairs) TLIBCSzHashSetValue(hash.get(), key.c_str(), value.c_str());
     return TLIBCFileSetKeys(kFile, hash.get(), 0, format);
-  }
-  // Writes another account than kSignedIn while the system call of this number fails so.
-  static int setAccount(int failAt = 0, int failWith = 0) {
-    const auto account = std::make_unique<AccountInfo>();
-    std::strcpy(account->vx_auth_key, "new");
-    std::strcpy(account->kovaIDSerial, "4711");
-    state().systemCalls.clear();
-    state().failAt = failAt;
-    state().failWith = failWith;
-    const int result = TARVKOVAAccountSet(account.get());
-    state().failAt = 0;
-    return result;
   }
   static std::string get(const char *key) {
     char value[256] = "";
@@ -200,42 +187,19 @@ TEST_F(Platform, TwoWritersLoseNeithersKeys) {
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3 * kKeys);
 }
 
-TEST_F(Platform, AProcessThatEndsAtAnySystemCallLeavesTheOldOrTheNewAccount) {
-  int calls = 0;
-  for (int status = 1; status != 0; ++calls) {
-    write(kAccountFile, kSignedIn);
-    const pid_t child = fork();
-    if (child == 0) _exit(setAccount(calls + 1, hooks::kCut) == 0 ? 0 : 2);
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_NE(WEXITSTATUS(status), 2);
-    const std::string text = read(kAccountFile);
-    EXPECT_TRUE(text == kNewlySignedIn || (status != 0 && text == kSignedIn)) << calls << text;
+TEST_F(Platform, ALockThatIsNeverGivenUpIsAFailure) {
+  write(kFile, keyFile("a=1"));
+  const auto before = files();
+  for (const auto update : {+[] { return set({{"a", "2"}}); }, +[] { return TARVLogSet1(2, 1, 1, "", "", "", ""); }}) {
+    answer();
+    state().isLocked = true;
+    EXPECT_LT(update(), 0);
+    EXPECT_NEAR(state().skipped, 30, 2) << "seconds";
+    answer();
+    state().failing.clear();
+    EXPECT_EQ(TLIBCErrGet(), TLIBC_ERR_LOCK_FAILED);
   }
-  EXPECT_GT(calls, 7);
-  // What only the end of the whole machine would show: the file is on the disk first, then its directory.
-  const auto &made = state().systemCalls;
-  for (int i = 0; i < 2; ++i) ASSERT_EQ(setAccount(), 0);
-  EXPECT_EQ(std::vector(made.end() - 4, made.end()), words("write fsync renameat fsync"));
-}
-
-TEST_F(Platform, AFailingSystemCallLeavesTheOldAccount) {
-  for (const int error : {ENOSPC, EIO, EINTR}) {
-    int failed = 0;
-    for (int call = 1;; ++call) {
-      write(kAccountFile, kSignedIn);
-      const int result = setAccount(call, error);
-      const bool isLast = std::ssize(state().systemCalls) < call;
-      failed += result < 0 ? 1 : 0;
-      // Only the last of them, after the new file took its place, may fail and leave the new one.
-      if (result < 0 && read(kAccountFile) != kSignedIn) {
-        EXPECT_EQ(std::ssize(state().systemCalls), call) << "nothing follows";
-        EXPECT_EQ(read(kAccountFile), kNewlySignedIn);
-      }
-      for (const auto &[path, text] : files()) EXPECT_EQ(path.find(".tmp"), std::string::npos) << call;
-      if (isLast) break;
-    }
-    EXPECT_GT(failed, error == EINTR ? 0 : 4) << error;
-  }
+  EXPECT_EQ(read(kFile), keyFile("a=1"));
 }
 
 // ---- The device ----
@@ -325,14 +289,23 @@ TEST_F(Platform, TheCronTableIsWhatCronAccepts) {
 }
 
 TEST_F(Platform, EventsAreJsonWhateverTheyHold) {
-  ASSERT_EQ(TARVLogSet1(2, 1, 0x13A00001, "a\"\n\x01\\", "\xFF\xC3\xBC", "", ""), 0);
+  ASSERT_EQ(TARVLogSet1(2, 1, 0x13A00001, "a\"\n\x01\x7F\\", "\xFF\xC3\xBC", "", ""), 0);
   ASSERT_EQ(TARVLogSet1(2, 1, 7, "", "", "", ""), 0);
   const std::string text = read("/var/log/kova/events.jsonl");
   ASSERT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
   const Json::Value event = parsed(text.substr(0, text.find('\n')));
-  EXPECT_EQ(event["texts"][0], "a\"\n\x01\\");
+  EXPECT_EQ(event["texts"][0], "a\"\n\x01\x7F\\");
   EXPECT_EQ(event["texts"][1], "\xEF\xBF\xBD\xC3\xBC");
   EXPECT_EQ(mode("/var/log/kova/events.jsonl"), fs::perms(0600));
+  EXPECT_EQ(text.find_first_of("\x7F\x01"), std::string::npos);
+  write("/other", "kept");
+  remove("/var/log/kova/events.jsonl");
+  fs::create_symlink("../../../other", at("/var/log/kova/events.jsonl"));
+  EXPECT_LT(TARVLogSet1(2, 1, 7, "", "", "", ""), 0) << "a link is not followed";
+  EXPECT_EQ(read("/other"), "kept");
+  remove("/var/log/kova/events.jsonl");
+  ASSERT_EQ(mkfifo(at("/var/log/kova/events.jsonl").c_str(), 0600), 0);
+  EXPECT_LT(TARVLogSet1(2, 1, 7, "", "", "", ""), 0);
 }
 
 TEST_F(Platform, NotificationsNeedTheirCatalogue) {

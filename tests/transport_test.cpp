@@ -216,12 +216,12 @@ TEST_F(Transport, OptionsAreSetInOrder) {
               "POST=1 POSTFIELDS=" + attempt().form + " URL=" + kUrl +
                   " FOLLOWLOCATION=1 USERAGENT=TestDevice/1.0 HTTPHEADER=[] SSL_VERIFYPEER=1 SSL_VERIFYHOST=2 CAPATH=" +
                   at("/etc/ssl/certs/ca-certificates.crt").string() +
-                  " SSLVERSION=1 LOW_SPEED_LIMIT=128 LOW_SPEED_TIME=60 CONNECTTIMEOUT=" + seconds +
-                  " TIMEOUT=" + seconds + " WRITEFUNCTION= WRITEDATA= IPRESOLVE=0 REDIR_PROTOCOLS_STR=https ");
+                  " SSLVERSION=1 LOW_SPEED_LIMIT=128 LOW_SPEED_TIME=60 CONNECTTIMEOUT=" + seconds + " TIMEOUT=" +
+                  seconds + " WRITEFUNCTION= WRITEDATA= IPRESOLVE=0 MAXREDIRS=30 REDIR_PROTOCOLS_STR=https ");
   }
   request_->base = "http://plain.kova.example";
   ASSERT_EQ(send(), 0);
-  EXPECT_EQ(state().options.back().first, CURLOPT_IPRESOLVE) << "other bases keep libcurl's redirects";
+  EXPECT_EQ(state().options.back().first, CURLOPT_MAXREDIRS) << "other bases keep libcurl's redirects";
 }
 
 TEST_F(Transport, OptionsMayFail) {
@@ -236,7 +236,7 @@ TEST_F(Transport, OptionsMayFail) {
       {"USERAGENT", "failed to set agent=TestDevice/1.0, " + value, true},
       {"HTTPHEADER", "failed to set req=" + kUrl + ", header=Host: " + kBase + ", " + value, true},
       {"SSL_VERIFYPEER SSL_VERIFYHOST CAPATH SSLVERSION", verification, true},
-      {"REDIR_PROTOCOLS_STR", verification, true},
+      {"MAXREDIRS REDIR_PROTOCOLS_STR", verification, true},
       {"LOW_SPEED_LIMIT LOW_SPEED_TIME", "Failed to set time-out, " + value, false},
       {"CONNECTTIMEOUT", "failed to set time-out, " + value, false},
       {"TIMEOUT", "failed to set time-out, " + value, true},
@@ -308,6 +308,20 @@ TEST_F(Transport, NameAndTimeOutFailuresAreTriedAgain) {
   }
 }
 
+TEST_F(Transport, AUserOfAProgramWithMoreRightsChoosesNothing) {
+  for (const bool hasMoreRights : {false, true}) {
+    for (const char *name : {"SSLKEYLOGFILE", "https_proxy", "ALL_PROXY", "SSL_CERT_FILE", "UNRELATED"}) {
+      setenv(name, "/dev/null", 1);
+      answer({kReply});
+      state().hasMoreRights = hasMoreRights;
+      EXPECT_EQ(TARVKOVAHttpsRequestSend(request_.get(), &response_), 0);
+      TARVKOVAHttpsResponseFree(&response_);
+      EXPECT_EQ(getenv(name) == nullptr, hasMoreRights && name != std::string("UNRELATED")) << name;
+      unsetenv(name);
+    }
+  }
+}
+
 TEST_F(Transport, OnlyStatus200WithABodyIsAReply) {
   for (const long status : {0L, 201L, 302L, 500L}) {
     EXPECT_TRUE(ended(send({{"{}", status}}), -1, 4,
@@ -318,9 +332,12 @@ TEST_F(Transport, OnlyStatus200WithABodyIsAReply) {
   EXPECT_TRUE(ended(send({{""}}), -1, 4, {{kUnit, kUrl + ", Failed to get response"}}));
   EXPECT_EQ(send({{" \r\n\t\v\f "}}), 0);
   EXPECT_STREQ(response_.body, "");
-  const std::string large(50'000'000, 'x');
+  std::string large(std::size_t{64} << 20, 'x');
   EXPECT_EQ(send({{large, 200, CURLE_OK, 1 << 20}}), 0);
   EXPECT_EQ(std::strlen(response_.body), large.size());
+  large += 'x';
+  const std::string cutOff = kUrl + ", Failed to curl perform, " + curlError(CURLE_WRITE_ERROR);
+  EXPECT_TRUE(ended(send({{large, 200, CURLE_OK, 1 << 20}}), -1, 4, {{kUnit, cutOff}})) << "one byte too many";
   response_.transfer_result = 28;
   for (int i = 0; i < 2; ++i) TARVKOVAHttpsResponseFree(&response_);
   TARVKOVAHttpsResponseFree(nullptr);

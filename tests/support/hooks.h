@@ -32,25 +32,39 @@ struct Attempt {
 // The functions that fail: a name, or a name and the text that the function is given ("TLIBCSzHashSetValue action").
 using Failing = std::set<std::string>;
 
-inline constexpr int kCut = -1;
+// What becomes of a system call, beside an error number: the process ends before it; it writes the half; it writes the
+// half and the process ends before the next one.
+inline constexpr int kCut = -1, kShort = -2, kShortThenCut = -3;
 
 struct State {
   std::vector<std::string> log;    // the messages given to syslog
   std::vector<unsigned> pauses;    // the seconds given to sleep
   std::optional<std::time_t> now;  // what time() tells, when set
+  bool isLocked = false;           // somebody else holds every lock, and waiting takes no time
+  int skipped = 0;                 // the seconds of such waiting
+  bool hasMoreRights = false;      // as a set-user-ID program has
   Failing failing;
   int cloudError = 1;  // what a failing TARVCloudServiceGetErrorCode tells
 
-  // The system calls that change files. Counted from 1, the one at `failAt` fails with `failWith`; with kCut the
-  // process ends there.
-  std::vector<std::string> systemCalls;
+  // The fallible calls of the platform, of libcurl and for memory, counted while `sweeps` is set. The one of number
+  // `failAt`, from 1, fails; with `keepsFailing` also those after it.
+  bool sweeps = false;
+  bool keepsFailing = false;
+  int calls = 0;
   int failAt = 0;
-  int failWith = 0;
+  std::string failed;  // the first one that failed
+  int handles = 0;     // those of platform and libcurl that were made and not released
+
+  // The system calls on files. The one of number `endAt`, from 1, ends as `endWith` tells.
+  std::vector<std::string> systemCalls;
+  int endAt = 0;
+  int endWith = 0;
 
   bool wired = false;          // replies come from here instead of from the network
   std::vector<Reply> replies;  // one for each attempt; the last one stays
   std::vector<Attempt> attempts;
   std::vector<std::pair<CURLoption, std::string>> options;  // in the order set; numbers in decimal
+  bool keepsForms = true;                                   // in attempts and options
 };
 
 State &state();
