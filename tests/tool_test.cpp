@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 #include <kova/kova.h>
 #include <pty.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <set>
 #include <sstream>
@@ -85,6 +87,7 @@ TEST_F(Tool, AnAccountsLife) {
   expect({{"check ada@kova.example", "ada-pw\n", 0, "accepts the password of ada@kova.example."},
           {"--json check ada@kova.example", "ada-pw", 0, R"("full_name":"Ada")"},
           {"check ada@kova.example --json", "wrong\n", 4, "14 authentication_failed"},
+          {"check dan@kova.example --json", "ada-pw\n", 4, "25 account_not_found"},
           {"check ada@kova.example", "", 1, "no password was given"},
           {"check --json", "", 2, "0 usage"},
           {"check ada@kova.example --json", "ada-pw\n", 5, "4 unreachable", "", "reset"},
@@ -119,18 +122,20 @@ TEST_F(Tool, HalfASuccessIsToldAsOne) {
   const std::string refused = R"(--action query body '{"code":"badauth"}')";
   center_.command("account set ada@kova.example --revoke-on-password-change");
   const std::string earlier = "the stored profile is still the earlier one";
-  expect({{"login ada@kova.example", "ada-pw\n", 3, "no key that works", "", noKeys},
-          {"login ada@kova.example --json", "ada-pw\n", 3, "3 not_signed_in", "", refused},
-          {"login ada@kova.example", "ada-pw\n", 0, "Signed in", "could not be fetched: the service", noProfile},
-          {"status", "", 0, "the service, now"},
-          {"login bob@kova.example", "bob-pw\n", 3, "not signed in as bob@kova.example", "", noKeys},
-          {"login bob@kova.example", "bob-pw\n", 0, "Signed in", earlier, noProfile},
-          {"login ada@kova.example", "ada-pw\n", 0, "Signed in"},
-          {"set --name 'Ada\nL.'", "", 0, "updated", "fetched, but not stored"},
-          {"status --refresh", "", 0, "Ada?L.", earlier},
-          {"set --name Ada", "", 0, "updated", earlier, noProfile},
-          {"passwd", "ada-pw\nnew-pw\n", 0, "changed", "signed out now"},
-          {"login ada@kova.example", "new-pw\n", 0, "Signed in"}});
+  expect(
+      {{"login ada@kova.example", "ada-pw\n", 3, "no key that works", "", noKeys},
+       {"login ada@kova.example --json", "ada-pw\n", 3, "3 not_signed_in", "", refused},
+       {"login ada@kova.example", "ada-pw\n", 0, "Signed in", "could not be fetched: the service", noProfile},
+       {"status", "", 0, "the service, now"},
+       {"login bob@kova.example", "bob-pw\n", 3, "not signed in as bob@kova.example", "", noKeys},
+       {"login bob@kova.example", "bob-pw\n", 0, "Signed in", earlier, noProfile},
+       {"login ada@kova.example", "ada-pw\n", 0, "Signed in"},
+       {"set --name 'Ada\nL.\u00e9\u00ad\u200e\u2028\ufe0f\ufeff\U000e0041\x7f'", "", 0, "updated", "but not stored"},
+       {"status --refresh", "", 0, "Ada?L.\u00e9???????\n", earlier},
+       {"status --refresh --json", "", 0, R"(\ufeff\udb40\udc41\u007f")", earlier},
+       {"set --name Ada", "", 0, "updated", earlier, noProfile},
+       {"passwd", "ada-pw\nnew-pw\n", 0, "changed", "signed out now"},
+       {"login ada@kova.example", "new-pw\n", 0, "Signed in"}});
   const std::string component = "/usr/tarv/kova/plugin/kova/kova/logout/stubborn";
   writeProgram(component, "#!/bin/sh\nexit 1\n");
   center_.command("account revoke ada@kova.example");
@@ -176,6 +181,24 @@ TEST_F(Tool, AccountsAreUnified) {
   expect({{"unify", "", 0, "signed in as cyd@kova.example"}, {"status", "", 0, "Cyd"}});
 }
 
+TEST_F(Tool, ALongListIsShownWithoutBeingHeldTwice) {
+  constexpr int kEntries = 30000;
+  std::string entries = "{}";
+  for (int i = 1; i < kEntries; ++i) entries += ",{}";
+  writeFile(streams_.path() / "reply", R"({"code":"good","entries":[)" + entries + "]}");
+  const std::string fault = "--action get_history body @" + (streams_.path() / "reply").string();
+  const auto peak = [] {
+    rusage usage = {};
+    getrusage(RUSAGE_CHILDREN, &usage);
+    return usage.ru_maxrss;
+  };
+  expect({{"login ada@kova.example", "ada-pw\n", 0, "Signed in"}, {"purchases --csv", "", 0, ",,,,0,,,\n", "", fault}});
+  const auto needed = peak();
+  expect({{"purchases", "", 0, "30000 purchases   0.00\n", "", fault},
+          {"purchases --json", "", 0, R"("total":30000})", "", fault}});
+  EXPECT_LE(peak(), needed * 9 / 8);
+}
+
 // On a terminal of its own. A question is answered as soon as it is shown; passwords must not be echoed.
 TEST_F(Tool, TheTerminalIsAskedAndShownWhatFits) {
   makeDevice("--relay-account bob@kova.example --relay-alias a-name-that-is-wider-than-the-terminal-will-be");
@@ -189,16 +212,20 @@ TEST_F(Tool, TheTerminalIsAskedAndShownWhatFits) {
       {"accounts", {}, 0, "\u2026"},
       {"status", {}, 0, "Ada"},
       {"purchases", {}, 0, "Total"},
+      {"purchases", {{"waiting, 1 s", "\x03"}}, -SIGINT, "waiting"},
+      {"purchases", {{"waiting, 1 s", ""}}, -SIGTERM, "waiting"},
       {"abandon --all", {{"[y/N] ", "n"}}, 1, "bob@kova.example"},
   };
   center_.command("purchase add ada@kova.example");
   for (const auto &[arguments, answers, exit, expected] : talks) {
     SCOPED_TRACE(arguments);
+    if (exit < 0) center_.command("fault add silence");
     winsize size{24, 38, 0, 0};
     int terminal = -1;
     const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
     if (child < 0) GTEST_SKIP() << "this machine has no pseudo-terminals";
     if (child == 0) {
+      alarm(60);  // also ends the reading below
       execl("/bin/sh", "sh", "-c", ("exec " KOVA_TOOL " " + arguments).c_str(), nullptr);
       _exit(127);
     }
@@ -209,12 +236,13 @@ TEST_F(Tool, TheTerminalIsAskedAndShownWhatFits) {
       if (next == answers.end() || shown.size() < next->first.size()) continue;
       if (shown.compare(shown.size() - next->first.size(), std::string::npos, next->first) != 0) continue;
       const std::string line = next++->second + "\n";
+      if (exit == -SIGTERM) kill(child, SIGTERM);
       EXPECT_EQ(::write(terminal, line.data(), line.size()), static_cast<ssize_t>(line.size()));
     }
     int status = -1;
     waitpid(child, &status, 0);
     close(terminal);
-    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, exit) << shown;
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), exit) << shown;
     EXPECT_TRUE(next == answers.end()) << shown;
     EXPECT_NE(shown.find(expected), std::string::npos) << shown;
     std::istringstream lines(shown);

@@ -4,13 +4,15 @@
 
 #include <algorithm>
 #include <optional>
+#include <sstream>
 
+#include "common/terminal_text.h"
+#include "tarvkova/display_text.h"
 #include "tarvkova/outcome.h"
 #include "tarvkova/spinner.h"
 #include "tarvkova/streams.h"
 #include "tarvkova/table.h"
 #include "tarvkova/terminal.h"
-#include "tarvkova/text.h"
 
 namespace kova::cli {
 
@@ -25,16 +27,19 @@ bool isSameAccount(const std::string &name, const std::string &account) {
 }
 
 std::string accountTable(const Json::Value &accounts, const std::vector<std::string> &others) {
-  Table table({{"ACCOUNT", 12}, {"SERVICE"}, {"NAME THERE", 12}});
-  for (const std::string &name : accounts.getMemberNames()) {
-    std::string shown(withoutTrailingSpace(name));
-    const bool hasTwin = shown != name && (accounts.isMember(shown) || std::ranges::count(others, shown) > 0);
-    if (hasTwin) shown += " (with a line end)";
-    for (const Json::Value &service : accounts[name]["services"]) {
-      table.add({shown, displayText(service["type"]), displayText(service["value"])});
+  const Table table({{"ACCOUNT", 12}, {"SERVICE"}, {"NAME THERE", 12}}, [&](const UseRow &use) {
+    for (const std::string &name : accounts.getMemberNames()) {
+      std::string shown(withoutTrailingSpace(name));
+      const bool hasTwin = shown != name && (accounts.isMember(shown) || std::ranges::count(others, shown) > 0);
+      if (hasTwin) shown += " (with a line end)";
+      for (const Json::Value &service : accounts[name]["services"]) {
+        use({shown, displayText(service["type"]), displayText(service["value"])});
+      }
     }
-  }
-  return table.text(outputWidth());
+  });
+  std::ostringstream text;
+  table.write(text, outputWidth());
+  return text.str();
 }
 
 Json::Value accountNames(const Json::Value &accounts) {

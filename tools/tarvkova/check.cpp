@@ -3,10 +3,10 @@
 #include <optional>
 #include <string>
 
+#include "common/terminal_text.h"
 #include "tarvkova/commands.h"
 #include "tarvkova/secret_source.h"
 #include "tarvkova/spinner.h"
-#include "tarvkova/text.h"
 
 namespace kova::cli {
 namespace {

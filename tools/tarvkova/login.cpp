@@ -3,12 +3,13 @@
 
 #include <string>
 
+#include "common/terminal_text.h"
 #include "tarvkova/commands.h"
+#include "tarvkova/display_text.h"
 #include "tarvkova/refresh.h"
 #include "tarvkova/secret_source.h"
 #include "tarvkova/spinner.h"
 #include "tarvkova/stored_account.h"
-#include "tarvkova/text.h"
 
 namespace kova::cli {
 namespace {

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <exception>
 #include <optional>
+#include <ostream>
 #include <string>
 
-#include "base/json.h"
 #include "tarvkova/commands.h"
 #include "tarvkova/secret_source.h"
 #include "tarvkova/signals.h"
@@ -34,18 +34,20 @@ Report reportInfo() {
   throw timeZoneOrLibraryFailure();
 }
 
-int write(const std::string &text) {
-  return static_cast<int>(writeOutput(text) ? ExitCode::kSuccess : ExitCode::kLocal);
+int exitCode(bool isWritten) {
+  return static_cast<int>(isWritten ? ExitCode::kSuccess : ExitCode::kLocal);
 }
 
 // Writes the outcome of the command; returns the exit code.
-int writeReport(const Report &report, bool asJson) {
+int writeReport(Report report, bool asJson) {
   for (const std::string &note : report.notes) writeMessage("note: " + note);
-  if (!asJson) return write(report.text);
-  Json::Value result = report.result;
-  result["ok"] = true;
-  for (const std::string &note : report.notes) result["notes"].append(note);
-  return write(jsonLine(result) + "\n");
+  if (!asJson && report.writeText) {
+    return exitCode(writeOutput([&](std::ostream &out) { report.writeText(out, report.result); }));
+  }
+  if (!asJson) return exitCode(writeOutput([&](std::ostream &out) { out << report.text; }));
+  report.result["ok"] = true;
+  for (const std::string &note : report.notes) report.result["notes"].append(note);
+  return exitCode(writeJson(report.result));
 }
 
 int writeFailure(const Failure &failure, bool asJson) {
@@ -56,7 +58,7 @@ int writeFailure(const Failure &failure, bool asJson) {
     error["code"] = failure.code;
     error["name"] = failure.name;
     error["message"] = failure.what();
-    writeOutput(jsonLine(result) + "\n");
+    writeJson(result);
   } else {
     writeMessage(failure.what());
   }
@@ -78,15 +80,17 @@ class CommandLine {
   int run(int argc, char **argv) try {
     // Mistakes that end the parsing early are told as JSON, too.
     json_ = std::any_of(argv, argv + argc, [](const char *argument) { return std::strcmp(argument, "--json") == 0; });
-    if (const auto text = parse(argc, argv)) return write(*text);
+    if (const auto text = parse(argc, argv)) {
+      return exitCode(writeOutput([&](std::ostream &out) { out << *text; }));
+    }
     if (reportInfo_ == static_cast<bool>(chosen_)) throw usageFailure("name one command, or --report_info alone");
     return writeReport(reportInfo_ ? reportInfo() : chosen_(), json_);
   } catch (const Interrupted &interrupted) {
     endBySignal(interrupted.signal);
   } catch (const Failure &failure) {
-    const int exitCode = writeFailure(failure, json_);
+    const int code = writeFailure(failure, json_);
     if (failure.exitCode == ExitCode::kUsage && !json_) writeMessage("try \"tarvkova " + commandName() + "--help\"");
-    return exitCode;
+    return code;
   } catch (const std::exception &error) {
     return writeFailure(localFailure(error.what()), json_);
   }

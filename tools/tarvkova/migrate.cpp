@@ -7,11 +7,11 @@
 #include <vector>
 
 #include "base/json.h"
+#include "common/terminal_text.h"
 #include "tarvkova/accounts_in_use.h"
 #include "tarvkova/commands.h"
 #include "tarvkova/secret_source.h"
 #include "tarvkova/spinner.h"
-#include "tarvkova/text.h"
 
 namespace kova::cli {
 namespace {

@@ -47,6 +47,15 @@ const Meaning &findMeaning(int code) {
   return found != std::end(kMeanings) ? *found : kUnknown;
 }
 
+void removeKeys(Json::Value &reply) {
+  if (reply.isObject()) {
+    for (const char *key : {"auth_key", "api_key"}) reply.removeMember(key);
+  }
+  if (reply.isObject() || reply.isArray()) {
+    for (Json::Value &element : reply) removeKeys(element);
+  }
+}
+
 }  // namespace
 
 Failure usageFailure(const std::string &message) {
@@ -73,12 +82,7 @@ Failure timeZoneOrLibraryFailure() {
 }
 
 Json::Value withoutKeys(Json::Value reply) {
-  if (reply.isObject()) {
-    for (const char *key : {"auth_key", "api_key"}) reply.removeMember(key);
-  }
-  if (reply.isObject() || reply.isArray()) {
-    for (Json::Value &element : reply) element = withoutKeys(element);
-  }
+  removeKeys(reply);
   return reply;
 }
 

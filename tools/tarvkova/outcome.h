@@ -3,6 +3,8 @@
 
 #include <json/value.h>
 
+#include <functional>
+#include <iosfwd>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -16,6 +18,8 @@ struct Report {
   Json::Value result{Json::objectValue};  // the members of the JSON output beside "ok"
   std::string text;                       // the same for people: whole lines
   std::vector<std::string> notes;         // what went wrong without failing the command
+  // Writes the text instead, from the result, where it may be too long to be held beside it.
+  std::function<void(std::ostream &out, const Json::Value &result)> writeText;
 };
 
 struct Failure : std::runtime_error {

@@ -5,15 +5,17 @@
 #include <charconv>
 #include <iomanip>
 #include <optional>
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "common/terminal_text.h"
 #include "tarvkova/commands.h"
+#include "tarvkova/display_text.h"
 #include "tarvkova/spinner.h"
 #include "tarvkova/streams.h"
 #include "tarvkova/table.h"
-#include "tarvkova/text.h"
 
 namespace kova::cli {
 namespace {
@@ -60,7 +62,7 @@ std::string dateWithoutTime(const std::string &date) {
   return date.size() > kDay && (date[kDay] == ' ' || date[kDay] == 'T') ? date.substr(0, kDay) : date;
 }
 
-std::string purchaseTable(const Json::Value &purchases) {
+void writeTable(std::ostream &out, const Json::Value &purchases) {
   int decimals = 2;
   double total = 0;
   for (const Json::Value &purchase : purchases) {
@@ -74,16 +76,18 @@ std::string purchaseTable(const Json::Value &purchases) {
                {"MODEL", 5},
                {"SERIAL", 6},
                {"BUYER", 6},
-               {"TRANSACTION", 6}});
-  for (const Json::Value &purchase : purchases) {
-    table.add({dateWithoutTime(displayText(purchase["date"])), displayText(purchase["item"]),
-               formatAmount(purchase["price"].asDouble(), decimals), displayText(purchase["pay_status"]),
-               displayText(purchase["model"]), displayText(purchase["serial"]), displayText(purchase["buyer_id"]),
-               displayText(purchase["transaction_id"])});
-  }
+               {"TRANSACTION", 6}},
+              [&](const UseRow &use) {
+                for (const Json::Value &purchase : purchases) {
+                  use({dateWithoutTime(displayText(purchase["date"])), displayText(purchase["item"]),
+                       formatAmount(purchase["price"].asDouble(), decimals), displayText(purchase["pay_status"]),
+                       displayText(purchase["model"]), displayText(purchase["serial"]),
+                       displayText(purchase["buyer_id"]), displayText(purchase["transaction_id"])});
+                }
+              });
   const std::string count = std::to_string(purchases.size()) + (purchases.size() == 1 ? " purchase" : " purchases");
-  table.addTotal({"Total", count, formatAmount(total, decimals), "", "", "", "", ""});
-  return table.text(outputWidth());
+  table.setTotal({"Total", count, formatAmount(total, decimals), "", "", "", "", ""});
+  table.write(out, outputWidth());
 }
 
 std::string csvField(const std::string &text) {
@@ -93,25 +97,24 @@ std::string csvField(const std::string &text) {
   return field.str();
 }
 
-std::string purchaseCsv(const Json::Value &purchases) {
-  std::string lines;
-  const auto add = [&](auto fieldOf) {
+void writeCsv(std::ostream &out, const Json::Value &purchases) {
+  const bool isTerminal = isOutputTerminal();
+  const auto writeLine = [&](auto fieldOf) {
     const char *separator = "";
     for (const char *member : kMembers) {
       const std::string field = fieldOf(member);
-      lines += separator + csvField(isOutputTerminal() ? printable(field) : field);
+      out << separator << csvField(isTerminal ? printable(field) : field);
       separator = ",";
     }
-    lines += '\n';
+    out << '\n';
   };
-  add([](const char *member) { return std::string(member); });
+  writeLine([](const char *member) { return std::string(member); });
   for (const Json::Value &purchase : purchases) {
-    add([&](const char *member) {
+    writeLine([&](const char *member) {
       const Json::Value &value = purchase[member];
       return value.isDouble() ? formatAmount(value.asDouble()) : displayText(value);
     });
   }
-  return lines;
 }
 
 Report purchases(const Options &options) {
@@ -123,8 +126,16 @@ Report purchases(const Options &options) {
                                        filterFrom(options.prices), filterFrom(options.buyers), report.result);
   });
   if (result < 0) throw libraryFailure();
-  const Json::Value &list = report.result["logs"];
-  report.text = options.csv ? purchaseCsv(list) : list.empty() ? "No purchases.\n" : purchaseTable(list);
+  report.writeText = [csv = options.csv](std::ostream &out, const Json::Value &result) {
+    const Json::Value &list = result["logs"];
+    if (csv) {
+      writeCsv(out, list);
+    } else if (list.empty()) {
+      out << "No purchases.\n";
+    } else {
+      writeTable(out, list);
+    }
+  };
   return report;
 }
 

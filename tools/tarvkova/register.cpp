@@ -2,10 +2,10 @@
 
 #include <string>
 
+#include "common/terminal_text.h"
 #include "tarvkova/commands.h"
 #include "tarvkova/secret_source.h"
 #include "tarvkova/spinner.h"
-#include "tarvkova/text.h"
 
 namespace kova::cli {
 namespace {

@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "tarvkova/commands.h"
+#include "tarvkova/display_text.h"
 #include "tarvkova/refresh.h"
 #include "tarvkova/spinner.h"
 #include "tarvkova/stored_account.h"
 #include "tarvkova/streams.h"
 #include "tarvkova/table.h"
-#include "tarvkova/text.h"
 
 namespace kova::cli {
 namespace {

@@ -1,20 +1,81 @@
 #include "tarvkova/streams.h"
 
 #include <fcntl.h>
+#include <json/writer.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <iterator>
+#include <memory>
+#include <ostream>
+#include <streambuf>
+#include <string_view>
 
 #include "base/descriptor.h"
-#include "tarvkova/text.h"
+#include "common/terminal_text.h"
 
 namespace kova::cli {
 namespace {
 
 int output = -1;
+
+// Passes on to standard output what a stream puts into it.
+class OutputBuffer : public std::streambuf {
+ public:
+  // The JSON library leaves the character DEL as it is, which a terminal must not get: it is escaped here.
+  explicit OutputBuffer(bool escapesDel) : escapesDel_(escapesDel) { clear(); }
+
+  int error() const { return error_; }  // of the write that failed
+
+ protected:
+  int_type overflow(int_type character) override {
+    if (sync() != 0) return traits_type::eof();
+    if (!traits_type::eq_int_type(character, traits_type::eof())) sputc(traits_type::to_char_type(character));
+    return traits_type::not_eof(character);
+  }
+  int sync() override {
+    std::string text(pbase(), pptr());
+    clear();
+    if (escapesDel_ && text.find(kDel) != std::string::npos) text = escaped(text);
+    if (writeAll(output, text)) return 0;
+    error_ = errno;
+    return -1;
+  }
+
+ private:
+  static constexpr char kDel = '\x7F';
+
+  void clear() { setp(std::begin(buffer_), std::end(buffer_)); }
+  static std::string escaped(std::string_view text) {
+    std::string escaped;
+    for (const char character : text) {
+      if (character == kDel) {
+        escaped += "\\u007f";
+      } else {
+        escaped += character;
+      }
+    }
+    return escaped;
+  }
+
+  const bool escapesDel_;
+  int error_ = 0;
+  char buffer_[65536];
+};
+
+// Returns whether all was written.
+bool writeThrough(OutputBuffer &buffer, const std::function<void(std::ostream &)> &write) {
+  std::ostream stream(&buffer);
+  write(stream);
+  if (stream.flush()) return true;
+  if (buffer.error() != EPIPE) {
+    writeMessage(std::string("cannot write the output: ") + std::strerror(buffer.error()));
+  }
+  return false;
+}
 
 }  // namespace
 
@@ -44,11 +105,23 @@ std::optional<std::size_t> outputWidth() {
   return ioctl(output, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
-bool writeOutput(std::string_view text) {
-  if (writeAll(output, text)) return true;
-  const int error = errno;
-  if (error != EPIPE) writeMessage(std::string("cannot write the output: ") + std::strerror(error));
-  return false;
+bool writeOutput(const std::function<void(std::ostream &)> &write) {
+  OutputBuffer buffer(false);
+  return writeThrough(buffer, write);
+}
+
+bool writeJson(const Json::Value &value) {
+  // As jsonLine() does, but without holding the line.
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  builder["commentStyle"] = "None";
+  builder["precision"] = 15;
+  const std::unique_ptr<Json::StreamWriter> writer(builder.newStreamWriter());
+  OutputBuffer buffer(true);
+  return writeThrough(buffer, [&](std::ostream &out) {
+    writer->write(value, &out);
+    out << '\n';
+  });
 }
 
 void writeMessage(const std::string &message) {

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <numeric>
+#include <ostream>
 #include <string_view>
 
-#include "tarvkova/text.h"
+#include "common/terminal_text.h"
 
 namespace kova::cli {
 namespace {
@@ -12,30 +13,25 @@ namespace {
 constexpr std::size_t kGap = 2;
 constexpr std::size_t kMinimumValueWidth = 16;  // in a list of fields
 
+// A cell as it is shown, but for its width.
+std::string shownCell(std::string_view cell) {
+  return printable(withoutTrailingSpace(cell));
+}
+
 std::string padding(std::size_t width, std::string_view text) {
   return std::string(width - std::min(width, displayWidth(text)), ' ');
 }
 
 }  // namespace
 
-void Table::add(const std::vector<std::string> &cells) {
-  Row row;
-  for (const std::string &cell : cells) row.push_back(printable(withoutTrailingSpace(cell)));
-  rows_.push_back(std::move(row));
-}
-
-void Table::addTotal(const std::vector<std::string> &cells) {
-  add(cells);
-  hasTotal_ = true;
-}
-
 std::vector<std::size_t> Table::naturalWidths() const {
   std::vector<std::size_t> widths;
-  for (std::size_t i = 0; i < columns_.size(); ++i) {
-    std::size_t width = displayWidth(columns_[i].title);
-    for (const Row &row : rows_) width = std::max(width, displayWidth(row[i]));
-    widths.push_back(width);
-  }
+  for (const Column &column : columns_) widths.push_back(displayWidth(column.title));
+  const auto measure = [&](const TableRow &row) {
+    for (std::size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], displayWidth(shownCell(row[i])));
+  };
+  forEachRow_(measure);
+  if (total_) measure(*total_);
   return widths;
 }
 
@@ -54,41 +50,48 @@ bool Table::shrinkToFit(std::vector<std::size_t> &widths, std::size_t width) con
   return true;
 }
 
-std::string Table::rowLine(const Row &row, const std::vector<std::size_t> &widths) const {
-  std::string line;
-  for (std::size_t i = 0; i < columns_.size(); ++i) {
-    const std::string cell = cutToWidth(row[i], widths[i]);
-    const std::string space = padding(widths[i], cell);
-    line += columns_[i].isRightAligned ? space + cell : cell + space;
-    line.append(kGap, ' ');
-  }
-  return std::string(withoutTrailingSpace(line)) + '\n';
-}
-
-// A row as a list of its cells; the total as one line.
-std::string Table::rowList(const Row &row, std::size_t width) const {
-  const bool isTotal = hasTotal_ && &row == &rows_.back();
-  std::vector<std::pair<std::string, std::string>> fields;
-  std::string line;
-  for (std::size_t i = 0; i < columns_.size(); ++i) {
-    fields.emplace_back(columns_[i].title, row[i]);
-    if (!row[i].empty()) line += (line.empty() ? "" : ", ") + row[i];
-  }
-  return isTotal ? cutToWidth(line, width) + '\n' : fieldList(width, fields);
-}
-
-std::string Table::text(std::optional<std::size_t> width) const {
-  std::vector<std::size_t> widths = naturalWidths();
-  std::string text;
-  if (width && !shrinkToFit(widths, *width)) {
-    for (const Row &row : rows_) text += (text.empty() ? "" : "\n") + rowList(row, *width);
-    return text;
-  }
-  Row titles;
+void Table::writeLines(std::ostream &out, const std::vector<std::size_t> &widths) const {
+  const auto writeRow = [&](const TableRow &row) {
+    std::string line;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      const std::string cell = cutToWidth(shownCell(row[i]), widths[i]);
+      const std::string space = padding(widths[i], cell);
+      line += columns_[i].isRightAligned ? space + cell : cell + space;
+      line.append(kGap, ' ');
+    }
+    out << withoutTrailingSpace(line) << '\n';
+  };
+  TableRow titles;
   for (const Column &column : columns_) titles.push_back(column.title);
-  text = rowLine(titles, widths);
-  for (const Row &row : rows_) text += rowLine(row, widths);
-  return text;
+  writeRow(titles);
+  forEachRow_(writeRow);
+  if (total_) writeRow(*total_);
+}
+
+// Writes each row as a list of its cells, and the total as one line.
+void Table::writeLists(std::ostream &out, std::size_t width) const {
+  const char *separator = "";
+  forEachRow_([&](const TableRow &row) {
+    std::vector<std::pair<std::string, std::string>> fields;
+    for (std::size_t i = 0; i < columns_.size(); ++i) fields.emplace_back(columns_[i].title, row[i]);
+    out << separator << fieldList(width, fields);
+    separator = "\n";
+  });
+  if (!total_) return;
+  std::string line;
+  for (const std::string &cell : *total_) {
+    if (!cell.empty()) line += (line.empty() ? "" : ", ") + shownCell(cell);
+  }
+  out << separator << cutToWidth(line, width) << '\n';
+}
+
+void Table::write(std::ostream &out, std::optional<std::size_t> width) const {
+  std::vector<std::size_t> widths = naturalWidths();
+  if (width && !shrinkToFit(widths, *width)) {
+    writeLists(out, *width);
+  } else {
+    writeLines(out, widths);
+  }
 }
 
 std::string fieldList(std::optional<std::size_t> width,
@@ -100,7 +103,7 @@ std::string fieldList(std::optional<std::size_t> width,
   std::string list;
   for (const auto &[label, value] : fields) {
     if (value.empty()) continue;
-    const std::string shown = printable(withoutTrailingSpace(value));
+    const std::string shown = shownCell(value);
     list += label + ":" + padding(indent - 1, label);
     list += (width ? cutToWidth(shown, std::max(*width, indent + kMinimumValueWidth) - indent) : shown) + '\n';
   }

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <utility>
@@ -15,31 +17,35 @@ struct Column {
   bool isRightAligned = false;
 };
 
+// The cells of a row, one for each column.
+using TableRow = std::vector<std::string>;
+using UseRow = std::function<void(const TableRow &row)>;
+
+// A table whose rows are made as they are needed, so that many of them take no memory. The cells are made printable
+// here.
 class Table {
  public:
-  explicit Table(std::vector<Column> columns) : columns_(std::move(columns)) {}
+  // `forEachRow` calls its argument with each row, in their order. It is called twice for the same rows: to measure
+  // them, and to write them.
+  Table(std::vector<Column> columns, std::function<void(const UseRow &use)> forEachRow)
+      : columns_(std::move(columns)), forEachRow_(std::move(forEachRow)) {}
 
-  // Adds a row with one cell for each column. The cells are made printable here.
-  void add(const std::vector<std::string> &cells);
+  // Adds a last row, which sums up the others.
+  void setTotal(TableRow total) { total_ = std::move(total); }
 
-  // The same for the last row, which sums up the others.
-  void addTotal(const std::vector<std::string> &cells);
-
-  // The lines, no wider than `width`, if any: cells are cut first. Where that is not enough every row becomes a list of
-  // its cells.
-  std::string text(std::optional<std::size_t> width) const;
+  // Writes the lines, no wider than `width`, if any: cells are cut first. Where that is not enough every row becomes a
+  // list of its cells.
+  void write(std::ostream &out, std::optional<std::size_t> width) const;
 
  private:
-  using Row = std::vector<std::string>;
-
   std::vector<std::size_t> naturalWidths() const;
   bool shrinkToFit(std::vector<std::size_t> &widths, std::size_t width) const;
-  std::string rowLine(const Row &row, const std::vector<std::size_t> &widths) const;
-  std::string rowList(const Row &row, std::size_t width) const;
+  void writeLines(std::ostream &out, const std::vector<std::size_t> &widths) const;
+  void writeLists(std::ostream &out, std::size_t width) const;
 
   std::vector<Column> columns_;
-  std::vector<Row> rows_;
-  bool hasTotal_ = false;
+  std::function<void(const UseRow &use)> forEachRow_;
+  std::optional<TableRow> total_;
 };
 
 // Lines of a label and a value, with the values below each other. They are cut to fit into `width`, if any, as long as

@@ -6,9 +6,9 @@
 
 #include <csignal>
 
+#include "common/terminal_text.h"
 #include "tarvkova/outcome.h"
 #include "tarvkova/signals.h"
-#include "tarvkova/text.h"
 
 namespace kova::cli {
 namespace {

@@ -5,12 +5,13 @@
 #include <cstring>
 #include <string>
 
+#include "common/terminal_text.h"
 #include "tarvkova/accounts_in_use.h"
 #include "tarvkova/commands.h"
+#include "tarvkova/display_text.h"
 #include "tarvkova/refresh.h"
 #include "tarvkova/spinner.h"
 #include "tarvkova/stored_account.h"
-#include "tarvkova/text.h"
 
 namespace kova::cli {
 namespace {

@@ -1,12 +1,11 @@
-#include "tarvkova/text.h"
+#include "common/terminal_text.h"
 
+#include <algorithm>
 #include <clocale>
 #include <cwchar>
 #include <cwctype>
 
-#include "base/json.h"
-
-namespace kova::cli {
+namespace kova {
 namespace {
 
 // While it lives, the calling thread's character set is UTF-8 whatever the environment says: the service sends UTF-8.
@@ -27,8 +26,20 @@ class Utf8Locale {
   locale_t previous_;
 };
 
-bool isDirectionOverride(wchar_t character) {
-  return (character >= 0x202A && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
+// What changes how other characters are shown, or takes a column at most without anything to be seen in it: the format
+// characters, the separators of lines and paragraphs, and what Unicode calls default ignorable (Unicode 15). Two names
+// that differ by these alone would look the same.
+constexpr wchar_t kInvisible[][2] = {
+    {0xAD, 0xAD},       {0x34F, 0x34F},     {0x600, 0x605},     {0x61C, 0x61C},     {0x6DD, 0x6DD},
+    {0x70F, 0x70F},     {0x890, 0x891},     {0x8E2, 0x8E2},     {0x115F, 0x1160},   {0x17B4, 0x17B5},
+    {0x180B, 0x180F},   {0x200B, 0x200F},   {0x2028, 0x202E},   {0x2060, 0x206F},   {0x3164, 0x3164},
+    {0xFE00, 0xFE0F},   {0xFEFF, 0xFEFF},   {0xFFA0, 0xFFA0},   {0xFFF0, 0xFFFB},   {0x110BD, 0x110BD},
+    {0x110CD, 0x110CD}, {0x13430, 0x1343F}, {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A}, {0xE0000, 0xE0FFF},
+};
+
+bool isVisible(wchar_t character) {
+  return std::iswprint(static_cast<std::wint_t>(character)) != 0 &&
+         std::ranges::none_of(kInvisible, [=](const auto &r) { return r[0] <= character && character <= r[1]; });
 }
 
 // Calls visit(bytes, character) for each character, and visit(byte, L'\0') for each byte that does not begin one.
@@ -48,6 +59,11 @@ void forEachCharacter(std::string_view text, Visit visit) {
   }
 }
 
+// Whether each byte is a printable character of its own, as in nearly every text: then nothing needs to be decoded.
+bool isPlain(std::string_view text) {
+  return std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
+}
+
 std::size_t displayWidth(wchar_t character) {
   const int columns = wcwidth(character);
   return columns > 0 ? static_cast<std::size_t>(columns) : 0;
@@ -56,19 +72,17 @@ std::size_t displayWidth(wchar_t character) {
 }  // namespace
 
 std::string printable(std::string_view text) {
+  if (isPlain(text)) return std::string(text);
   std::string shown;
   forEachCharacter(text, [&](std::string_view bytes, wchar_t character) {
-    if (std::iswprint(static_cast<std::wint_t>(character)) != 0 && !isDirectionOverride(character)) {
-      shown += bytes;
-    } else {
-      shown += '?';
-    }
+    shown += isVisible(character) ? bytes : "?";
     return true;
   });
   return shown;
 }
 
 std::size_t displayWidth(std::string_view text) {
+  if (isPlain(text)) return text.size();
   std::size_t width = 0;
   forEachCharacter(text, [&](std::string_view, wchar_t character) {
     width += displayWidth(character);
@@ -94,15 +108,4 @@ std::string_view withoutTrailingSpace(std::string_view text) {
   return text.substr(0, text.find_last_not_of(" \t\r\n") + 1);
 }
 
-std::string displayText(const Json::Value &value) {
-  if (value.isNull()) return {};
-  if (value.isBool()) return value.asBool() ? "yes" : "no";
-  return value.isArray() || value.isObject() ? jsonLine(value) : value.asString();
-}
-
-std::string displayTextOrNone(const Json::Value &value) {
-  const std::string text = displayText(value);
-  return text.empty() ? "none" : text;
-}
-
-}  // namespace kova::cli
+}  // namespace kova
