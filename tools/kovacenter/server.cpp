@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <exception>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <optional>
@@ -53,6 +54,7 @@ using HttpResponse = http::response<http::string_body>;
 
 constexpr unsigned kHttp11 = 11;  // as Beast counts versions
 constexpr uint32_t kLargestHead = uint32_t{64} << 10;
+constexpr std::ptrdiff_t kMostFields = 100;  // of a head
 constexpr uint64_t kLargestBody = uint64_t{16} << 20;
 // The time that a client has for its TLS handshake, for a whole request, and to take a whole reply.
 constexpr auto kClientTimeout = 30s;
@@ -88,12 +90,20 @@ awaitable<void> endAfterInput(beast::tcp_stream &stream) {
 
 // The status that refuses a request which could not be read. Throws where it is the connection that failed or ended.
 http::status refusalOf(const error_code &error) {
-  if (error == http::error::header_limit) return http::status::request_header_fields_too_large;
+  if (error == http::error::header_limit || error == http::error::buffer_overflow)
+    return http::status::request_header_fields_too_large;
   if (error == http::error::body_limit) return http::status::payload_too_large;
   const bool isEnd = error == http::error::end_of_stream || error == http::error::partial_message;
   const bool isHttp = error.category() == error_code(http::error::bad_method).category();
   if (isEnd || !isHttp) throw boost::system::system_error(error);
   return http::status::bad_request;
+}
+
+// 200 where the head of a request, as it was read, has no more fields than a request may have.
+http::status statusOfHead(const error_code &error, const http::fields &fields) {
+  if (error) return refusalOf(error);
+  const bool isTooLong = std::distance(fields.begin(), fields.end()) > kMostFields;
+  return isTooLong ? http::status::request_header_fields_too_large : http::status::ok;
 }
 
 std::string_view viewOf(beast::string_view text) {
@@ -140,7 +150,7 @@ class Client {
   beast::tcp_stream &transport() { return stream_.next_layer(); }
 
   asio::ssl::stream<beast::tcp_stream> stream_;
-  beast::flat_buffer buffer_;
+  beast::flat_buffer buffer_{kLargestHead};
   Service &service_;
 };
 
@@ -174,8 +184,8 @@ awaitable<http::status> Client::read(Parser &parser) {
   error_code error;
   transport().expires_after(kClientTimeout);
   co_await http::async_read_header(stream_, buffer_, parser, asio::redirect_error(use_awaitable, error));
-  if (error) co_return refusalOf(error);
   const HttpRequest &head = parser.get();
+  if (const http::status status = statusOfHead(error, head); status != http::status::ok) co_return status;
   if (viewOf(head[http::field::content_type]).starts_with("multipart/form-data")) {
     co_return http::status::unsupported_media_type;
   }
@@ -184,7 +194,7 @@ awaitable<http::status> Client::read(Parser &parser) {
     co_await http::async_write(stream_, go, use_awaitable);
   }
   co_await http::async_read(stream_, buffer_, parser, asio::redirect_error(use_awaitable, error));
-  co_return error ? refusalOf(error) : http::status::ok;
+  co_return statusOfHead(error, head);  // a chunked body may end in more fields
 }
 
 Answer Client::answer(HttpRequest request) try {
@@ -290,7 +300,9 @@ awaitable<void> serveTunnel(tcp::socket socket, asio::ssl::context &tls, Service
   stream.expires_after(kClientTimeout);
   co_await http::async_read_header(stream, buffer, parser, asio::redirect_error(use_awaitable, error));
 
-  http::response<http::empty_body> response(error ? refusalOf(error) : statusOfTunnel(parser.get()), kHttp11);
+  const http::status status = statusOfHead(error, parser.get());
+  http::response<http::empty_body> response(status == http::status::ok ? statusOfTunnel(parser.get()) : status,
+                                            kHttp11);
   const bool isAccepted = response.result() == http::status::ok;
   if (isAccepted) {
     response.reason("Connection established");
