@@ -80,4 +80,47 @@ TEST_F(Live, BadCertificatesAreRefused) {
   EXPECT_EQ(authen(), -1) << "an authority that the device does not trust";
 }
 
+// What the service's commands print, in an empty directory beside the running service.
+TEST_F(Live, TheServicesCommandsHoldAgainstOthers) {
+  const Center center;
+  const TemporaryDirectory work;
+  const std::string functions = "cd " + work.path().string() + "; state=" + center.state() + R"(
+      center() { )" KOVA_CENTER R"( "$@" --state $state; }
+      device() { center device "$@" >/dev/null; }
+      fields() {
+        port=$(sed 's/.*https_port":\([0-9]*\).*/\1/' $state/run.json)
+        { printf 'GET / HTTP/1.1\r\nHost: h\r\nConnection: close\r\n'; printf 'a:\r\n%.0s' $(seq 3 $1); printf '\r\n'; } |
+          openssl s_client -quiet -connect 127.0.0.1:$port 2>/dev/null | head -n 1
+      }
+      )";
+  const std::string here = "kovacenter: " + work.path().string() + "/";
+  const std::pair<std::string, std::string> scripts[] = {
+      {"ln -s . link; device link/ --force", here + "link is a symbolic link\n"},
+      {"mkdir open; touch open/x; chmod 777 open; device open --force; stat -c %a open; rm open/x",
+       here + "open is open to others and holds other files\n777\n"},
+      {"umask 0; device open; device new/root; find open new -perm /022 ! -type l", ""},
+      {"umask 77; device strict; stat -c %a strict strict/etc", "755\n755\n"},
+      {"[ -O /usr ] && mkdir theirs && chown 65534 theirs || ln -s /usr theirs; device $(realpath theirs) 2>&1 | grep "
+       "-o an.*",
+       "another user\n"},
+      {"device bad --serial '\"'; ls -d bad 2>&-", "kovacenter: not a plain text: \"\n"},
+      {"(ulimit -f 0; device half) 2>&-; device half; ls -A half; device half",
+       here + "half was left half made; it is made anew\netc\netc.defaults\nusr\nvar\n" + here + "half is not empty\n"},
+      {"state=mistyped; device d; center account add eve@kova.example </dev/null 2>&1 | grep -o '; .*'; ls mistyped "
+       "2>&-",
+       "kovacenter: mistyped holds no service's state; \"kovacenter serve --state mistyped\" makes one\n"
+       "; \"kovacenter serve --state mistyped\" makes one\n"},
+      {"echo pw | center account add eve@kova.example --name $'E\\033[31mve\u202e'; center account list | grep -o "
+       "'E.*'",
+       "E?[31mve?\n"},
+      {"fields 100; fields 101", "HTTP/1.1 404 Not Found\r\nHTTP/1.1 431 Request Header Fields Too Large\r\n"},
+  };
+  for (const auto &[script, printed] : scripts) {
+    writeFile(work.path() / "script", functions + script);
+    std::system(
+        ("bash " + (work.path() / "script").string() + " >" + (work.path() / "out").string() + " 2>&1").c_str());
+    EXPECT_EQ(readFile(work.path() / "out"), printed) << script;
+  }
+}
+
 }  // namespace

@@ -30,7 +30,7 @@ int add(const AddOptions &options) {
   Account account = options.account;
   account.email = options.email;
   account.verified = !options.isUnverified;
-  createAccount(State(options.state), account, options.passwordFile);
+  createAccount(State::existing(options.state), account, options.passwordFile);
   return 0;
 }
 

@@ -26,7 +26,9 @@ template <class Options>
 std::pair<CLI::App *, Options &> addStateCommand(CLI::App &parent, ChosenCommand &chosen, const char *name,
                                                  const char *help, int (*run)(const Options &)) {
   const auto [command, options] = addCommand(parent, chosen, name, help, run);
-  command->add_option("--state", options.state, "Directory of the service's state")->type_name("DIR")->required();
+  command->add_option("--state", options.state, "Directory of the service's state; \"serve\" and \"run\" make it")
+      ->type_name("DIR")
+      ->required();
   return {command, options};
 }
 

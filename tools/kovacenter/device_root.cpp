@@ -1,13 +1,17 @@
 #include "kovacenter/device_root.h"
 
+#include <fcntl.h>
 #include <json/value.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
+#include <iostream>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
+#include <vector>
 
 #include "kovacenter/accounts.h"
 #include "kovacenter/certificates.h"
@@ -22,6 +26,9 @@ namespace {
 
 constexpr const char *kDeviceFile = "etc.defaults/kovadevice.conf";
 constexpr const char *kTrustedDirectory = "etc/ssl/certs/ca-certificates.crt";
+// Is there while the device root is being made: it is written first and removed last.
+constexpr const char *kUnfinished = ".kovacenter-unfinished";
+constexpr mode_t kDirectoryMode = 0755;
 constexpr mode_t kFileMode = 0644;
 constexpr mode_t kProgramMode = 0755;
 
@@ -91,11 +98,36 @@ std::string deviceFile(const DeviceOptions &options) {
   return text + keyLine("user_agent", "kova/1.0 (development device)");
 }
 
+struct File {
+  std::filesystem::path path;  // in the device root
+  std::string content;
+  mode_t mode = kFileMode;
+};
+
 std::string relayFile(const DeviceOptions &options) {
   Json::Value relay;
   relay["server_kova"]["account"] = options.relayAccount;
   relay["server_alias"]["alias"] = options.relayAlias;
   return relay.toStyledString();
+}
+
+// Throws where an option cannot be stored.
+std::vector<File> deviceFiles(const State &state, const DeviceOptions &options) {
+  const Credentials trusted = authorityCredentials(state);
+  return {
+      {kDeviceFile, deviceFile(options)},
+      {std::filesystem::path(kTrustedDirectory) / hashedFileName(*trusted.certificate), readFile(state.authority())},
+      {"etc.defaults/tarvinfo.conf",
+       options.environment.empty() ? std::string() : keyLine("tarvpkg_server", options.environment)},
+      {"etc/tarvinfo.conf", keyLine("language", "enu") + keyLine("timezone", "Europe/Berlin")},
+      {"usr/tarv/etc/tarvrelayd/tarvrelayd.conf", relayFile(options)},
+      {"usr/tarv/etc/tarvddns/account", lineOf(options.ddnsAccount)},
+      {"usr/tarv/etc/tarvddns/hostname", lineOf(options.ddnsHost)},
+      {"usr/tarv/share/kova/notifications.conf", kNotifications},
+      {"usr/tarv/sbin/tarvddnsinfo", std::string(kDnsTool), kProgramMode},
+      {"usr/tarv/tarvkova/unify/note", std::string(kUnifyHook), kProgramMode},
+      {"usr/tarv/etc/rc.d/ddns", std::string(kDnsService), kProgramMode},
+  };
 }
 
 // Gives the accounts the relay alias and the host name that the device has for them.
@@ -110,39 +142,47 @@ void setServices(SQLite::Database &database, const DeviceOptions &options) {
   }
 }
 
+// Sets the mask that takes permissions from new files, for as long as it lives.
+class Umask {
+ public:
+  explicit Umask(mode_t mask) : before_(umask(mask)) {}
+  Umask(const Umask &) = delete;
+  Umask &operator=(const Umask &) = delete;
+  ~Umask() { umask(before_); }
+
+ private:
+  mode_t before_;
+};
+
 }  // namespace
 
 void makeDeviceRoot(const State &state, const DeviceOptions &options) {
   const std::filesystem::path &root = options.root;
-  if (!options.force && std::filesystem::exists(root) && !std::filesystem::is_empty(root)) {
+  const std::vector<File> files = deviceFiles(state, options);
+  const Umask umask(0777 & ~kDirectoryMode);
+  std::filesystem::create_directories(root.parent_path());
+  claimDirectory(root, kDirectoryMode, false);
+  const std::filesystem::path unfinished = root / kUnfinished;
+  if (std::filesystem::exists(unfinished)) {
+    std::cerr << "kovacenter: " << root.string() << " was left half made; it is made anew" << std::endl;
+  } else if (!options.force && !std::filesystem::is_empty(root)) {
     throw std::runtime_error(root.string() + " is not empty");
   }
+
+  openFile(unfinished, O_WRONLY | O_CREAT, kFileMode);
   for (const char *directory : kDirectories) std::filesystem::create_directories(root / directory);
-
-  const Credentials trusted = authorityCredentials(state);
-  writeFile(root / kTrustedDirectory / hashedFileName(*trusted.certificate), readFile(state.authority()), kFileMode);
-  writeFile(root / "etc.defaults/tarvinfo.conf",
-            options.environment.empty() ? std::string() : keyLine("tarvpkg_server", options.environment), kFileMode);
-  writeFile(root / "etc/tarvinfo.conf", keyLine("language", "enu") + keyLine("timezone", "Europe/Berlin"), kFileMode);
-  writeFile(root / "usr/tarv/etc/tarvrelayd/tarvrelayd.conf", relayFile(options), kFileMode);
-  writeFile(root / "usr/tarv/etc/tarvddns/account", lineOf(options.ddnsAccount), kFileMode);
-  writeFile(root / "usr/tarv/etc/tarvddns/hostname", lineOf(options.ddnsHost), kFileMode);
-  writeFile(root / "usr/tarv/share/kova/notifications.conf", kNotifications, kFileMode);
-  writeFile(root / "usr/tarv/sbin/tarvddnsinfo", kDnsTool, kProgramMode);
-  writeFile(root / "usr/tarv/tarvkova/unify/note", kUnifyHook, kProgramMode);
-  writeFile(root / "usr/tarv/etc/rc.d/ddns", kDnsService, kProgramMode);
-
+  for (const File &file : files) writeFile(root / file.path, file.content, file.mode);
   SQLite::Database database = openDatabase(state.database());
   SQLite::Transaction transaction = beginTransaction(database);
   addDeviceRoot(database, root);
   setServices(database, options);
   transaction.commit();
-  // This file is written last, for a directory that has it counts as a device root.
-  writeFile(root / kDeviceFile, deviceFile(options), kFileMode);
+  std::filesystem::remove(unfinished);
 }
 
 bool isDeviceRoot(const State &state, const std::filesystem::path &root) {
-  if (!std::filesystem::exists(root / kDeviceFile)) return false;
+  if (!std::filesystem::exists(root / kDeviceFile) || std::filesystem::exists(root / kUnfinished)) return false;
+  claimDirectory(root, kDirectoryMode, false);
   const Credentials trusted = authorityCredentials(state);
   const std::filesystem::path file = root / kTrustedDirectory / hashedFileName(*trusted.certificate);
   if (!std::filesystem::exists(file) || readFile(file) != readFile(state.authority())) {

@@ -21,7 +21,9 @@ struct DeviceOptions {
   bool force = false;       // write into a directory that holds something already
 };
 
-// Makes a device root that trusts this state's authority and is known to its service.
+// Makes a device root that trusts this state's authority and is known to its service. The directory must be this
+// user's, and not be open to writing by others: what lies in a device root is run. One whose making was cut short is
+// made anew.
 void makeDeviceRoot(const State &state, const DeviceOptions &options);
 
 // Whether the directory is a device root already. Throws where it trusts another authority than this state's.

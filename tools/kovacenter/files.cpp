@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <system_error>
 
 namespace kova::center {
@@ -18,6 +20,22 @@ Descriptor openFile(const std::filesystem::path &path, int flags, mode_t mode) {
   Descriptor file(open(path.c_str(), flags | O_CLOEXEC, mode));
   if (!file) throwErrno(path.string());
   return file;
+}
+
+void claimDirectory(const std::filesystem::path &directory, mode_t mode, bool followsLink, const char *known) {
+  if (mkdir(directory.c_str(), mode) == 0) return;
+  struct stat status = {};
+  const auto readStatus = followsLink ? stat : lstat;
+  if (errno != EEXIST || readStatus(directory.c_str(), &status) < 0) throwErrno(directory.string());
+  if (S_ISLNK(status.st_mode)) throw std::runtime_error(directory.string() + " is a symbolic link");
+  if (!S_ISDIR(status.st_mode)) throw std::runtime_error(directory.string() + " is no directory");
+  if (status.st_uid != geteuid()) throw std::runtime_error(directory.string() + " belongs to another user");
+  if ((status.st_mode & 0077 & ~mode) == 0) return;
+  // The mode comes first, so that nobody puts a file there once it was found empty.
+  if (chmod(directory.c_str(), mode) < 0) throwErrno(directory.string());
+  if (std::filesystem::is_empty(directory) || (known != nullptr && std::filesystem::exists(directory / known))) return;
+  if (chmod(directory.c_str(), status.st_mode & 07777) < 0) throwErrno(directory.string());
+  throw std::runtime_error(directory.string() + " is open to others and holds other files");
 }
 
 std::string readFile(const std::filesystem::path &path) {

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "common/terminal_text.h"
 #include "kovacenter/commands.h"
 
 namespace kova::center {
@@ -44,7 +45,7 @@ int run(int argc, char **argv) try {
   }
   return chosen();
 } catch (const CLI::ParseError &error) {
-  std::cerr << "kovacenter: " << error.what() << std::endl;
+  std::cerr << "kovacenter: " << printable(error.what()) << std::endl;
   return kWrongUsage;
 }
 
@@ -56,6 +57,6 @@ int main(int argc, char **argv) try {
   if (!std::cout.flush()) throw std::runtime_error("cannot write the output");
   return exitCode;
 } catch (const std::exception &error) {
-  std::cerr << "kovacenter: " << error.what() << std::endl;
+  std::cerr << "kovacenter: " << kova::printable(error.what()) << std::endl;
   return kova::center::kFailure;
 }

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "base/utc_time.h"
+#include "common/terminal_text.h"
 #include "kovacenter/accounts.h"
 #include "kovacenter/auth_keys.h"
 #include "kovacenter/database.h"
@@ -44,8 +45,8 @@ void listAccounts(const State &state) {
   SQLite::Database database = openDatabase(state.database());
   std::cout << std::left;
   for (const Account &account : allAccounts(database)) {
-    std::cout << account.kovaId() << "  " << std::setw(32) << account.email << "  " << std::setw(10)
-              << (account.verified ? "verified" : "unverified") << "  " << account.fullName << "\n";
+    std::cout << account.kovaId() << "  " << std::setw(32) << printable(account.email) << "  " << std::setw(10)
+              << (account.verified ? "verified" : "unverified") << "  " << printable(account.fullName) << "\n";
   }
 }
 
@@ -98,9 +99,9 @@ void listFaults(const State &state) {
   std::cout << std::left;
   for (const Fault &fault : allFaults(database)) {
     std::cout << fault.remaining << "x  " << std::setw(14) << (fault.script.empty() ? "any script" : fault.script)
-              << std::setw(14) << (fault.action.empty() ? "any action" : fault.action) << nameOf(fault.kind);
+              << std::setw(14) << (fault.action.empty() ? "any action" : printable(fault.action)) << nameOf(fault.kind);
     if (fault.number > 0) std::cout << " " << fault.number;
-    if (!fault.text.empty()) std::cout << " " << fault.text;
+    if (!fault.text.empty()) std::cout << " " << printable(fault.text);
     std::cout << "\n";
   }
 }

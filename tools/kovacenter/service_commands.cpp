@@ -51,11 +51,20 @@ int serveUntilSignal(const ServeCommandOptions &options) {
   return 0;
 }
 
+// The path as an absolute one, without what a slash or a dot at its end would do: follow a symbolic link.
+std::filesystem::path absolutePath(const std::filesystem::path &path) {
+  std::filesystem::path absolute = std::filesystem::absolute(path);
+  while (absolute.has_relative_path() && (!absolute.has_filename() || absolute.filename() == ".")) {
+    absolute = absolute.parent_path();
+  }
+  return absolute;
+}
+
 // The device root that was named, else the environment's, else one that belongs to the state.
 std::filesystem::path deviceRoot(const State &state, const std::string &named) {
-  if (!named.empty()) return std::filesystem::absolute(named);
+  if (!named.empty()) return absolutePath(named);
   const char *root = std::getenv("KOVA_DEVICE_ROOT");
-  return root != nullptr && *root != '\0' ? std::filesystem::absolute(root) : state.file("device");
+  return root != nullptr && *root != '\0' ? absolutePath(root) : state.file("device");
 }
 
 int runWithService(const RunCommandOptions &options) {
@@ -66,8 +75,8 @@ int runWithService(const RunCommandOptions &options) {
 
 int makeDeviceFromOptions(const DeviceCommandOptions &options) {
   DeviceOptions device = options.device;
-  device.root = std::filesystem::absolute(device.root);
-  makeDevice(State(options.state), device);
+  device.root = absolutePath(device.root);
+  makeDevice(State::existing(options.state), device);
   return 0;
 }
 

@@ -1,10 +1,8 @@
 #include "kovacenter/state.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <stdexcept>
 #include <system_error>
 
@@ -28,21 +26,13 @@ struct flock wholeFileLock() {
 
 State::State(const std::filesystem::path &directory) : directory_(std::filesystem::absolute(directory)) {
   std::filesystem::create_directories(directory_.parent_path());
-  if (mkdir(directory_.c_str(), 0700) == 0) return;
-  struct stat status = {};
-  if (errno != EEXIST || stat(directory_.c_str(), &status) < 0) throwErrno(directory_.string());
-  if (!S_ISDIR(status.st_mode)) throw std::runtime_error(directory_.string() + " is no directory");
-  if (status.st_uid != geteuid()) throw std::runtime_error(directory_.string() + " belongs to another user");
-  if ((status.st_mode & 0077) == 0) return;
-  if (!std::filesystem::exists(database()) && !std::filesystem::is_empty(directory_)) {
-    throw std::runtime_error(directory_.string() + " is open to others and holds other files");
-  }
-  if (chmod(directory_.c_str(), 0700) < 0) throwErrno(directory_.string());
+  claimDirectory(directory_, 0700, true, kDatabase);
 }
 
 State State::existing(const std::filesystem::path &directory) {
   if (!std::filesystem::exists(directory / kDatabase)) {
-    throw std::runtime_error(directory.string() + " holds no service's state");
+    throw std::runtime_error(directory.string() + " holds no service's state; \"kovacenter serve --state " +
+                             directory.string() + "\" makes one");
   }
   return State(directory);
 }
