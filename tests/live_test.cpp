@@ -89,7 +89,7 @@ TEST_F(Live, TheServicesCommandsHoldAgainstOthers) {
       device() { center device "$@" >/dev/null; }
       fields() {
         port=$(sed 's/.*https_port":\([0-9]*\).*/\1/' $state/run.json)
-        { printf 'GET / HTTP/1.1\r\nHost: h\r\nConnection: close\r\n'; printf 'a:\r\n%.0s' $(seq 3 $1); printf '\r\n'; } |
+        { printf 'GET / HTTP/1.1\r\nHost: h\r\nConnection: close\r\n'; printf '%.0sa:\r\n' $(seq 3 $1); echo $'\r'; } |
           openssl s_client -quiet -connect 127.0.0.1:$port 2>/dev/null | head -n 1
       }
       )";

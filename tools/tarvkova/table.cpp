@@ -26,6 +26,7 @@ std::string padding(std::size_t width, std::string_view text) {
 
 std::vector<std::size_t> Table::naturalWidths() const {
   std::vector<std::size_t> widths;
+  widths.reserve(columns_.size());
   for (const Column &column : columns_) widths.push_back(displayWidth(column.title));
   const auto measure = [&](const TableRow &row) {
     for (std::size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], displayWidth(shownCell(row[i])));
