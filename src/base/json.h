@@ -5,7 +5,6 @@
 #include <json/value.h>
 #include <json/writer.h>
 
-#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -34,16 +33,27 @@ inline std::optional<Json::Value> parseJsonObject(std::string_view text) {
   return value;
 }
 
-// The value as one line of JSON in ASCII without control characters, and without a line end.
-inline std::string jsonLine(const Json::Value &value) {
+// What makes writers of values as one line in ASCII, without a line end.
+inline Json::StreamWriterBuilder jsonLineWriters() {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
   builder["commentStyle"] = "None";
   builder["precision"] = 15;  // decimal fractions come out as they were written
-  std::string line = Json::writeString(builder, value);
-  // The library leaves this one control character as it is.
-  for (std::size_t at = 0; (at = line.find('\x7F', at)) != std::string::npos;) line.replace(at, 1, "\\u007f");
-  return line;
+  return builder;
+}
+
+// Escapes the one control character that these writers leave as it is.
+inline std::string withDelEscaped(std::string json) {
+  constexpr char kDel = '\x7F';
+  if (json.find(kDel) == std::string::npos) return json;
+  std::string escaped;
+  for (const char c : json) escaped.append(c == kDel ? "\\u007f" : std::string_view(&c, 1));
+  return escaped;
+}
+
+// The value as one line of JSON in ASCII without control characters, and without a line end.
+inline std::string jsonLine(const Json::Value &value) {
+  return withDelEscaped(Json::writeString(jsonLineWriters(), value));
 }
 
 }  // namespace kova

@@ -12,9 +12,10 @@
 #include <memory>
 #include <ostream>
 #include <streambuf>
-#include <string_view>
+#include <utility>
 
 #include "base/descriptor.h"
+#include "base/json.h"
 #include "common/terminal_text.h"
 
 namespace kova::cli {
@@ -25,8 +26,7 @@ int output = -1;
 // Passes on to standard output what a stream puts into it.
 class OutputBuffer : public std::streambuf {
  public:
-  // The JSON library leaves the character DEL as it is, which a terminal must not get: it is escaped here.
-  explicit OutputBuffer(bool escapesDel) : escapesDel_(escapesDel) { clear(); }
+  explicit OutputBuffer(bool isJson) : isJson_(isJson) { clear(); }
 
   int error() const { return error_; }  // of the write that failed
 
@@ -39,29 +39,16 @@ class OutputBuffer : public std::streambuf {
   int sync() override {
     std::string text(pbase(), pptr());
     clear();
-    if (escapesDel_ && text.find(kDel) != std::string::npos) text = escaped(text);
+    if (isJson_) text = withDelEscaped(std::move(text));
     if (writeAll(output, text)) return 0;
     error_ = errno;
     return -1;
   }
 
  private:
-  static constexpr char kDel = '\x7F';
-
   void clear() { setp(std::begin(buffer_), std::end(buffer_)); }
-  static std::string escaped(std::string_view text) {
-    std::string escaped;
-    for (const char character : text) {
-      if (character == kDel) {
-        escaped += "\\u007f";
-      } else {
-        escaped += character;
-      }
-    }
-    return escaped;
-  }
 
-  const bool escapesDel_;
+  const bool isJson_;
   int error_ = 0;
   char buffer_[65536];
 };
@@ -112,11 +99,7 @@ bool writeOutput(const std::function<void(std::ostream &)> &write) {
 
 bool writeJson(const Json::Value &value) {
   // As jsonLine() does, but without holding the line.
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  builder["commentStyle"] = "None";
-  builder["precision"] = 15;
-  const std::unique_ptr<Json::StreamWriter> writer(builder.newStreamWriter());
+  const std::unique_ptr<Json::StreamWriter> writer(jsonLineWriters().newStreamWriter());
   OutputBuffer buffer(true);
   return writeThrough(buffer, [&](std::ostream &out) {
     writer->write(value, &out);
