@@ -4,7 +4,7 @@ function(kova_exports target map)
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     LINK_DEPENDS ${map})
-  target_link_options(${target} PRIVATE LINKER:--version-script=${map} LINKER:-z,relro,-z,now)
+  target_link_options(${target} PRIVATE LINKER:--version-script=${map})
   # With clang the program brings the sanitizers' functions: they are undefined in the library.
   if(NOT (KOVA_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL Clang))
     target_link_options(${target} PRIVATE LINKER:--no-undefined)
