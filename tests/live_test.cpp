@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 #include <kova/kova.h>
 
+#include <algorithm>
+#include <memory>
+
 #include "support/center.h"
 #include "support/device.h"
 #include "support/json.h"
@@ -16,7 +19,8 @@ class Live : public DeviceTest {
     state().log.clear();
   }
   static bool logged(const std::string &text) {
-    return !state().log.empty() && state().log[0].find(text) != std::string::npos;
+    return std::any_of(state().log.begin(), state().log.end(),
+                       [&](const std::string &line) { return line.find(text) != std::string::npos; });
   }
   static int authen(const char *password = "secret") {
     Json::Value reply;
@@ -37,47 +41,85 @@ TEST_F(Live, PasswordsAreJudgedInEveryEnvironment) {
   }
 }
 
-TEST_F(Live, MisbehaviourEndsInAFailureOrIsSurvived) {
-  const Center center;
-  makeDevice(center);
-  const std::string again = "https://account.kova.example/dnsauth.php";
-  const std::pair<std::string, const char *> faults[] = {
-      {"status 500", "httpResponseCode=500"},
-      {"body ''", "Failed to get response"},
-      {"redirect 302 " + again, "Failed to authen ada@kova.example"},  // it becomes a GET without parameters
-      {"redirect 302 https://elsewhere.example/", "Failed to curl perform, code=56"},
-      {"redirect 307 http://127.0.0.1:9/", "Failed to curl perform, code=1,"},  // a redirect never leaves https
-      {"cut", "Failed to curl perform, code=18"},
-      {"reset", "Failed to curl perform, code="},
-      {"garbage", "Failed to curl perform, code=1"},
-      {"redirect 307 " + again, ""},
-      {"drip 1", ""},
+// What the service does in place of answering, and the error code and a log line of the login that meets it.
+struct Misbehaviour {
+  std::string fault;
+  int32_t code;
+  std::string log;
+  std::string body = "";     // in place of a fault
+  std::string service = "";  // how the service was started
+};
+
+std::vector<Misbehaviour> misbehaviours(const std::string &refused, const std::string &done) {
+  const std::string again = "https://account.kova.example/dnsauth.php", perform = "Failed to curl perform, code=";
+  const std::string keys = R"({"code":"good","kova_id":"1","auth_key":"k")", nul(1, '\0');
+  const std::string longText = "\"" + std::string(1 << 20, 'x') + "\"";
+  std::vector<Misbehaviour> rows = {
+      {"status 500", 4, "httpResponseCode=500"},
+      {"body ''", 4, "Failed to get response"},
+      {"redirect 302 " + again, 1, refused},  // it becomes a GET without parameters
+      {"redirect 302 https://elsewhere.example/", 4, perform + "56,"},
+      {"redirect 307 http://127.0.0.1:9/", 4, perform + "1,"},  // a redirect never leaves https
+      {"--count 30 redirect 307 " + again, 0, done},
+      {"cut", 4, perform + "18,"},
+      {"reset", 4, perform},
+      {"garbage", 4, perform + "1,"},
+      {"drip 1", 0, done},
+      {"delay 10", 0, done},
+      {"", 3, done, keys + "}" + nul + "{"},  // the text ends there, and the key does not work
+      {"", 19, "TLIBCFileSetKeys() failed", keys + R"(,"kova_id":"4\nkovaPW=\"x"})"},
   };
-  const auto before = files();
-  for (const auto &[fault, log] : faults) {
-    state().log.clear();
-    center.command("fault add " + fault);
-    EXPECT_EQ(authen(), *log == '\0' ? 0 : -1) << fault;
-    EXPECT_TRUE(*log == '\0' || logged(log)) << fault << testing::PrintToString(state().log);
+  for (const std::string &body : {std::string("{"), "<html>" + longText, std::string("\xEF\xBB\xBF{}"),
+                                  std::string(" \n"), std::string("\xFF"), std::string(1000000, '[')}) {
+    rows.push_back({"", 2, "Failed to parse json: ", body});
   }
+  for (const char *body : {"7", "null", "[]", R"([{"code":"good"}])", R"("good")", "{}", R"({"Code":"good"})"}) {
+    rows.push_back({"", 5, "bad response, no code", body});
+  }
+  for (const std::string value :
+       {"7", "0.5", "true", "null", "[\"good\"]", "{\"good\":1}", "\"\"", "\"\\u0000good\"", longText.c_str()}) {
+    rows.push_back({"", 24, refused, "{\"code\":" + value + "}"});
+    // The refresh that follows has no key that works.
+    rows.push_back({"", 3, done, keys + ",\"kova_id\":" + value + ",\"auth_key\":" + value + "}"});
+  }
+  for (const char *kind : {"expired", "wrong-name", "self-signed"}) {
+    rows.push_back({"", 4, perform + "60,", "", std::string("--certificate ") + kind});
+  }
+  return rows;
+}
+
+TEST_F(Live, MisbehaviourEndsInAFailureOrIsSurvived) {
+  const std::string done = "Logged in Kova Center as ada@kova.example";
+  std::unique_ptr<Center> center;
+  std::string service = "none";
+  for (const Misbehaviour &row : misbehaviours("Failed to login ada@kova.example, resp=", done)) {
+    SCOPED_TRACE(row.service + row.fault + row.body.substr(0, 100));
+    if (row.service != service) {
+      center.reset();
+      center = std::make_unique<Center>(service = row.service);
+      makeDevice(*center);
+    }
+    const std::string file = center->state() + "/body";
+    writeFile(file, row.body);
+    if (!row.body.empty()) center->command("fault add body @" + file);
+    if (!row.fault.empty()) center->command("fault add " + row.fault);
+    write(kAccountFile, kSignedIn);
+    const auto before = files();
+    state().log.clear();
+    Json::Value reply = "mine";
+    EXPECT_TRUE(
+        ended(TARVKOVAAccountLogin("ada@kova.example", "secret", reply, false), row.log == done ? 0 : -1, row.code));
+    EXPECT_TRUE(logged(row.log)) << testing::PrintToString(state().log).substr(0, 1000);
+    EXPECT_TRUE(row.log == done || files() == before);
+  }
+  center = std::make_unique<Center>();
+  makeDevice(*center);
+  remove("/etc/ssl/certs/ca-certificates.crt");
+  EXPECT_TRUE(ended(authen(), -1, 4)) << "an authority that the device does not trust";
   setenv("https_proxy", "http://127.0.0.1:9", 1);  // where nobody listens
   state().log.clear();
   EXPECT_TRUE(ended(authen(), -1, 4));
   EXPECT_TRUE(logged("Failed to curl perform, code=7,"));
-  EXPECT_EQ(files(), before);
-}
-
-TEST_F(Live, BadCertificatesAreRefused) {
-  for (const std::string kind : {"expired", "wrong-name", "self-signed"}) {
-    const Center center("--certificate " + kind);
-    makeDevice(center);
-    EXPECT_TRUE(ended(authen(), -1, 4)) << kind;
-    EXPECT_TRUE(logged("code=60, err="));
-  }
-  const Center center;
-  makeDevice(center);
-  remove("/etc/ssl/certs/ca-certificates.crt");
-  EXPECT_EQ(authen(), -1) << "an authority that the device does not trust";
 }
 
 // What the service's commands print, in an empty directory beside the running service.
