@@ -1,16 +1,21 @@
 // The stand-alone platform, through its interface.
+#include <dirent.h>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <kova/kova.h>
 #include <net/if.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <set>
 
 #include "base/release.h"
@@ -26,6 +31,7 @@ using Plugin = std::unique_ptr<TLIBPlugin, kova::Release<TLIBPluginExit>>;
 
 constexpr char kFile[] = "/etc/test.conf";
 constexpr char kFormat[] = "%s=\"%s\"\n";
+int allocationsToFailure = 0;  // 0: none fails
 
 class Platform : public DeviceTest {
  protected:
@@ -62,6 +68,17 @@ TEST_F(Platform, AHashKeepsItsOrderAndItsPointers) {
   EXPECT_STREQ(TLIBCSzListGet(keys.get(), 7), "key7") << "set again, it keeps its place";
   EXPECT_STREQ(TLIBCSzListGet(keys.get(), 2999), "key2999");
   EXPECT_EQ(TLIBCSzListGet(keys.get(), 3000), nullptr);
+  // Without the stand-in for it, which allocates too.
+  const auto set = reinterpret_cast<decltype(&TLIBCSzHashSetValue)>(dlsym(RTLD_NEXT, "TLIBCSzHashSetValue"));
+  const std::string key(100, 'k');
+  int calls = 0;
+  for (int result = -1; result != 0; ++calls) {
+    allocationsToFailure = calls + 1;
+    result = set(hash.get(), key.c_str(), key.c_str());
+    allocationsToFailure = 0;
+    EXPECT_EQ(TLIBCSzHashEnumKey(hash.get(), keys.get()), result == 0 ? 3001 : 3000) << "not half of it";
+  }
+  EXPECT_GT(calls, 2);
 }
 
 TEST_F(Platform, TextGrowsAndMayBeAddedToItself) {
@@ -159,12 +176,14 @@ TEST_F(Platform, WhatWouldNotReadBackIsRefused) {
 }
 
 TEST_F(Platform, LinksStayAndOtherKindsOfFilesAreRefused) {
-  write("/elsewhere/real.conf", keyFile("a=1"));
-  fs::create_symlink("../elsewhere/real.conf", at(kFile));
-  EXPECT_EQ(set({{"a", "2"}}), 0);
-  EXPECT_TRUE(fs::is_symlink(at(kFile)));
-  EXPECT_EQ(read("/elsewhere/real.conf"), keyFile("a=2"));
-  remove(kFile);
+  for (const fs::path &target : {fs::path("../elsewhere/real.conf"), at("/elsewhere/real.conf")}) {
+    write("/elsewhere/real.conf", keyFile("a=1"));
+    fs::create_symlink(target, at(kFile));
+    EXPECT_EQ(set({{"a", "2"}}), 0);
+    EXPECT_TRUE(fs::is_symlink(at(kFile)));
+    EXPECT_EQ(read("/elsewhere/real.conf"), keyFile("a=2"));
+    remove(kFile);
+  }
   ASSERT_EQ(mkfifo(at(kFile).c_str(), 0600), 0);
   EXPECT_LT(set({{"a", "2"}}), 0);
   EXPECT_EQ(get("a"), "") << "and nothing waits for its writer";
@@ -243,6 +262,8 @@ TEST_F(Platform, TheApiKeyIsMadeOnceAndRegisteredAnew) {
   EXPECT_EQ(std::string(first).find_first_not_of("0123456789abcdef"), std::string::npos);
   EXPECT_EQ(std::strlen(first), 64U);
   EXPECT_EQ(mode(file), fs::perms(0600));
+  write(file, "key\x01");
+  EXPECT_LT(TARVCloudServiceGetApiKey(again, 0), 0) << "not a key";
   fs::permissions(at(file), fs::perms(0644));
   write(kDeviceFile, "custom_serial=\"" + std::string(40, 'S') + "\"\n");
   ASSERT_EQ(TARVCloudServiceRegisterApiKey(registered), 0);
@@ -275,6 +296,7 @@ TEST_F(Platform, TheCronTableIsWhatCronAccepts) {
                             +[](TARVSchedule &s) { s.hour = s.last_hour = 24; },
                             +[](TARVSchedule &s) { s.minute = -1; }, +[](TARVSchedule &s) { s.last_hour = 1; },
                             +[](TARVSchedule &s) { std::strcpy(s.command, "/bin/a\n* * * * * root evil"); },
+                            +[](TARVSchedule &s) { std::strcpy(s.command, "/bin/a 50\\% --b"); },
                             +[](TARVSchedule &s) { std::memset(s.command, 'x', sizeof s.command); }}) {
     TARVSchedule bad = schedule;
     change(bad);
@@ -368,14 +390,27 @@ TEST_F(Platform, ProgramsStartCleanAndAreWaitedFor) {
   close(leaked);
   EXPECT_EQ(TLIBCPopen("/bin/p", nullptr, "w"), nullptr);
   EXPECT_EQ(TLIBCExecv("/bin/p/absent", nullptr, 1), -1);
-  writeProgram("/bin/q", "#!/bin/sh\nkill -9 $$\n");
-  EXPECT_EQ(TLIBCExecv("/bin/q", nullptr, 1), 137);
+  writeProgram("/bin/q", "#!/bin/sh\nkill $$\n");
+  sigset_t mask;
+  sigemptyset(&mask);
+  sigaddset(&mask, SIGTERM);
+  sigprocmask(SIG_BLOCK, &mask, nullptr);
+  EXPECT_EQ(TLIBCExecv("/bin/q", nullptr, 1), 128 + SIGTERM) << "what is blocked here is not blocked there";
+  sigprocmask(SIG_UNBLOCK, &mask, nullptr);
   writeProgram("/bin/r", "#!/bin/sh\nexit 127\n");
   EXPECT_EQ(TLIBCExecv("/bin/r", nullptr, 0), 0);
   signal(SIGCHLD, SIG_IGN);  // the program around may not want to hear of children
   EXPECT_EQ(TLIBCExecv("/bin/r", nullptr, 1), 127) << "not the same as one that could not start";
   signal(SIGCHLD, SIG_DFL);
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "no child is left";
+}
+
+TEST_F(Platform, AHookIsFoundWhereTheFileSystemDoesNotTellTypes) {
+  write(kRelay, R"({"server_kova":{"account":"A"},"server_alias":{"alias":"a"}})");
+  writeProgram("/usr/tarv/tarvkova/unify/hook", "#!/bin/sh\necho ran > $KOVA_DEVICE_ROOT/ran\n");
+  state().failing = {"d_type"};
+  EXPECT_EQ(TARVKOVAAbandonUnmerged(Json::Value()), 0);
+  EXPECT_EQ(read("/ran"), "ran\n");
 }
 
 TEST_F(Platform, PluginsAndServices) {
@@ -401,3 +436,21 @@ TEST_F(Platform, PluginsAndServices) {
 }
 
 }  // namespace
+
+// Memory that runs out, and a file system that does not tell the types of its entries.
+void *operator new(std::size_t size) {
+  void *memory = allocationsToFailure > 0 && --allocationsToFailure == 0 ? nullptr : std::malloc(size);
+  return memory != nullptr ? memory : throw std::bad_alloc();
+}
+void operator delete(void *memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void *memory, std::size_t) noexcept {
+  std::free(memory);
+}
+extern "C" dirent *readdir(DIR *directory) {
+  static const auto real = reinterpret_cast<dirent *(*)(DIR *)>(dlsym(RTLD_NEXT, "readdir64"));
+  dirent *entry = real(directory);
+  if (entry != nullptr && state().failing.count("d_type") != 0) entry->d_type = DT_UNKNOWN;
+  return entry;
+}

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <kova/kova.h>
 
+#include <cctype>
 #include <cstring>
 #include <memory>
 #include <set>
@@ -77,9 +78,12 @@ TEST_F(Transport, UserAgentIsSentEvenWhenUnknown) {
   write(kDeviceFile, "");
   EXPECT_EQ(TARVKOVAUserAgentNameGet(agent, sizeof agent), 0);
   EXPECT_EQ(std::string(agent).rfind("kova/", 0), 0U) << "that of this package";
-  answer({}, {"TLIBVxinfoUserAgentGet"});
-  EXPECT_EQ(TARVKOVAUserAgentNameGet(agent, sizeof agent), 0);
-  EXPECT_TRUE(loggedExactly({{"kova_agent_name_get", "TLIBVxinfoUserAgentGet failed, tarverr=[0x0ABC]"}}));
+  for (const char *control : {"\x1F", "\x7F"}) {
+    answer();
+    write(kDeviceFile, keyFile(std::string("user_agent=a") + control));
+    EXPECT_EQ(TARVKOVAUserAgentNameGet(agent, sizeof agent), 0);
+    EXPECT_TRUE(loggedExactly({{"kova_agent_name_get", "TLIBVxinfoUserAgentGet failed, tarverr=[0x0ABC]"}}));
+  }
 }
 
 TEST_F(Transport, SerialNumberComesFromTheDevice) {
@@ -105,6 +109,10 @@ TEST_F(Transport, SerialNumberComesFromTheDevice) {
   write(kDeviceFile, keyFile("serial=ABCDEF"));
   EXPECT_EQ(TARVKOVAGetSerialNumber(cut, sizeof cut), 0);
   EXPECT_STREQ(cut, "ABC");
+  for (const char first : std::string("09AZaz/:@[`{")) {
+    write(kDeviceFile, keyFile(std::string("serial=") + first));
+    EXPECT_EQ(TARVKOVAGetSerialNumber(cut, sizeof cut), std::isalnum(first) != 0 ? 0 : -1) << first;
+  }
 }
 
 TEST_F(Transport, Md5TextAcceptsTheSizeWithoutRoomForItsEnd) {
