@@ -227,9 +227,12 @@ TEST_F(Transport, OptionsAreSetInOrder) {
                   " SSLVERSION=1 LOW_SPEED_LIMIT=128 LOW_SPEED_TIME=60 CONNECTTIMEOUT=" + seconds + " TIMEOUT=" +
                   seconds + " WRITEFUNCTION= WRITEDATA= IPRESOLVE=0 MAXREDIRS=30 REDIR_PROTOCOLS_STR=https ");
   }
-  request_->base = "http://plain.kova.example";
-  ASSERT_EQ(send(), 0);
-  EXPECT_EQ(state().options.back().first, CURLOPT_MAXREDIRS) << "other bases keep libcurl's redirects";
+  for (const std::string base : {"http://plain.kova.example", "HTTPS://account.kova.example"}) {
+    request_->base = base.c_str();
+    ASSERT_EQ(send(), 0);
+    const CURLoption last = base[0] == 'H' ? CURLOPT_REDIR_PROTOCOLS_STR : CURLOPT_MAXREDIRS;
+    EXPECT_EQ(state().options.back().first, last) << "other bases than https keep libcurl's redirects";
+  }
 }
 
 TEST_F(Transport, OptionsMayFail) {
