@@ -73,12 +73,13 @@ std::vector<Misbehaviour> misbehaviours(const std::string &refused, const std::s
                                   std::string(" \n"), std::string("\xFF"), std::string(1000000, '[')}) {
     rows.push_back({"", 2, "Failed to parse json: ", body});
   }
-  for (const char *body : {"7", "null", "[]", R"([{"code":"good"}])", R"("good")", "{}", R"({"Code":"good"})"}) {
+  for (const char *body :
+       {"7", "null", "[]", R"([{"code":"good"}])", R"("good")", "{}", R"({"kova_id":"1","auth_key":"k"})"}) {
     rows.push_back({"", 5, "bad response, no code", body});
   }
   for (const std::string value :
        {"7", "0.5", "true", "null", "[\"good\"]", "{\"good\":1}", "\"\"", "\"\\u0000good\"", longText.c_str()}) {
-    rows.push_back({"", 24, refused, "{\"code\":" + value + "}"});
+    rows.push_back({"", 24, refused, keys + ",\"code\":" + value + "}"});
     // The refresh that follows has no key that works.
     rows.push_back({"", 3, done, keys + ",\"kova_id\":" + value + ",\"auth_key\":" + value + "}"});
   }
