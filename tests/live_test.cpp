@@ -61,6 +61,8 @@ std::vector<Misbehaviour> misbehaviours(const std::string &refused, const std::s
       {"redirect 302 https://elsewhere.example/", 4, perform + "56,"},
       {"redirect 307 http://127.0.0.1:9/", 4, perform + "1,"},  // a redirect never leaves https
       {"--count 30 redirect 307 " + again, 0, done},
+      {"--count 31 redirect 307 " + again, 4, perform + "47,"},
+      {"", 4, perform + "23,", std::string((64 << 20) + 1, ' ')},
       {"cut", 4, perform + "18,"},
       {"reset", 4, perform},
       {"garbage", 4, perform + "1,"},
