@@ -438,15 +438,16 @@ TEST_F(Platform, PluginsAndServices) {
 
 }  // namespace
 
-// Memory that runs out, and a file system that does not tell the types of its entries.
-void *operator new(std::size_t size) {
+// Memory that runs out, and a file system that does not tell the types of its entries. Inlined, the operators would
+// look to the compiler as if memory of one kind were freed as another.
+[[gnu::noinline]] void *operator new(std::size_t size) {
   void *memory = allocationsToFailure > 0 && --allocationsToFailure == 0 ? nullptr : std::malloc(size);
   return memory != nullptr ? memory : throw std::bad_alloc();
 }
-void operator delete(void *memory) noexcept {
+[[gnu::noinline]] void operator delete(void *memory) noexcept {
   std::free(memory);
 }
-void operator delete(void *memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void *memory, std::size_t) noexcept {
   std::free(memory);
 }
 extern "C" dirent *readdir(DIR *directory) {
