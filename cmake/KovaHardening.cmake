@@ -13,6 +13,7 @@ function(kova_check_condition condition result)
 endfunction()
 
 set(flags "'-ffile-prefix-map=${PROJECT_BINARY_DIR}=.' '-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.'")
+set(CMAKE_REQUIRED_FLAGS -Werror)  # clang only warns of a flag that is for another machine
 foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
   string(MAKE_C_IDENTIFIER KOVA_HAS${flag} has)
   check_cxx_compiler_flag(${flag} ${has})
@@ -20,6 +21,7 @@ foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection -
     list(APPEND flags ${flag})
   endif()
 endforeach()
+unset(CMAKE_REQUIRED_FLAGS)
 # The C library checks sizes in optimised code only, and the sanitizers do it better.
 kova_check_condition("defined __OPTIMIZE__ && !defined _FORTIFY_SOURCE" fortify)
 if(fortify AND NOT KOVA_SANITIZE)
