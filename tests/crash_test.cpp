@@ -53,6 +53,10 @@ struct Write {
   const char *order;  // system calls that it makes one after another
 };
 
+void PrintTo(const Write &write, std::ostream *out) {
+  *out << write.name;
+}
+
 const Write kWrites[] = {
     {"account", {{kAccountFile, kSignedIn}}, writeAccount, "write fsync renameat fsync flock"},
     {"firstAccount", {}, writeAccount, "write fsync renameat fsync flock"},

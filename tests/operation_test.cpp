@@ -49,6 +49,10 @@ struct Operation {
   bool keepsValue = false;           // a failure leaves the caller's value
 };
 
+void PrintTo(const Operation &operation, std::ostream *out) {
+  *out << operation.unit;
+}
+
 Call migrating(const char *list) {
   return [merged = parsed(list)](Value &) { return TARVKOVAAccountMigrate("ada@kova.example", kPassword, merged); };
 }

@@ -1,11 +1,8 @@
 // The stand-alone platform, through its interface.
-#include <dirent.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <kova/kova.h>
 #include <net/if.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,7 +12,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <set>
 
 #include "base/release.h"
@@ -31,7 +27,6 @@ using Plugin = std::unique_ptr<TLIBPlugin, kova::Release<TLIBPluginExit>>;
 
 constexpr char kFile[] = "/etc/test.conf";
 constexpr char kFormat[] = "%s=\"%s\"\n";
-int allocationsToFailure = 0;  // 0: none fails
 
 class Platform : public DeviceTest {
  protected:
@@ -68,17 +63,16 @@ TEST_F(Platform, AHashKeepsItsOrderAndItsPointers) {
   EXPECT_STREQ(TLIBCSzListGet(keys.get(), 7), "key7") << "set again, it keeps its place";
   EXPECT_STREQ(TLIBCSzListGet(keys.get(), 2999), "key2999");
   EXPECT_EQ(TLIBCSzListGet(keys.get(), 3000), nullptr);
-  // Without the stand-in for it, which allocates too.
-  const auto set = reinterpret_cast<decltype(&TLIBCSzHashSetValue)>(dlsym(RTLD_NEXT, "TLIBCSzHashSetValue"));
   const std::string key(100, 'k');
-  int calls = 0;
-  for (int result = -1; result != 0; ++calls) {
-    allocationsToFailure = calls + 1;
-    result = set(hash.get(), key.c_str(), key.c_str());
-    allocationsToFailure = 0;
+  for (int result = -1; result != 0;) {
+    ++state().failAt;
+    state().calls = 0;
+    state().sweeps = true;
+    result = TLIBCSzHashSetValue(hash.get(), key.c_str(), key.c_str());
+    state().sweeps = false;
     EXPECT_EQ(TLIBCSzHashEnumKey(hash.get(), keys.get()), result == 0 ? 3001 : 3000) << "not half of it";
   }
-  EXPECT_GT(calls, 2);
+  EXPECT_GT(state().failAt, 3);
 }
 
 TEST_F(Platform, TextGrowsAndMayBeAddedToItself) {
@@ -437,22 +431,3 @@ TEST_F(Platform, PluginsAndServices) {
 }
 
 }  // namespace
-
-// Memory that runs out, and a file system that does not tell the types of its entries. Inlined, the operators would
-// look to the compiler as if memory of one kind were freed as another.
-[[gnu::noinline]] void *operator new(std::size_t size) {
-  void *memory = allocationsToFailure > 0 && --allocationsToFailure == 0 ? nullptr : std::malloc(size);
-  return memory != nullptr ? memory : throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void *memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void *memory, std::size_t) noexcept {
-  std::free(memory);
-}
-extern "C" dirent *readdir(DIR *directory) {
-  static const auto real = reinterpret_cast<dirent *(*)(DIR *)>(dlsym(RTLD_NEXT, "readdir64"));
-  dirent *entry = real(directory);
-  if (entry != nullptr && state().failing.count("d_type") != 0) entry->d_type = DT_UNKNOWN;
-  return entry;
-}

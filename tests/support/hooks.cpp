@@ -366,6 +366,12 @@ int ferror(FILE *stream) noexcept {
   static const auto real = hooks::next<int (*)(FILE *)>("ferror");
   return hooks::isChosen("fgetc") ? 1 : real(stream);
 }
+dirent *readdir(DIR *directory) {
+  static const auto real = hooks::next<dirent *(*)(DIR *)>("readdir64");
+  dirent *entry = real(directory);
+  if (entry != nullptr && hooks::isChosen("d_type")) entry->d_type = DT_UNKNOWN;
+  return entry;
+}
 int TLIBCErrGet() {
   static const auto real = hooks::next<int (*)()>("TLIBCErrGet");
   return hooks::isChosen("TLIBCErrGet") ? 0xABC : real();
@@ -390,15 +396,16 @@ void *malloc(size_t size) noexcept {
 #endif
 }
 
-void *operator new(std::size_t size) {
+// Inlined, these would look to the compiler as if memory of one kind were freed as another.
+[[gnu::noinline]] void *operator new(std::size_t size) {
   void *memory = hooks::failsForMemory("new") ? nullptr : std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
-void operator delete(void *memory) noexcept {
+[[gnu::noinline]] void operator delete(void *memory) noexcept {
   std::free(memory);
 }
-void operator delete(void *memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void *memory, std::size_t) noexcept {
   std::free(memory);
 }
 
