@@ -49,4 +49,14 @@ void addPurchaseCommands(CLI::App &program, ChosenCommand &chosen);
 void addFaultCommands(CLI::App &program, ChosenCommand &chosen, const std::vector<std::string> &words);
 void addJournalCommand(CLI::App &program, ChosenCommand &chosen);
 
+// All of them.
+inline void addCommands(CLI::App &program, ChosenCommand &chosen, const std::vector<std::string> &words) {
+  addServiceCommands(program, chosen, words);
+  addDeviceCommand(program, chosen);
+  addAccountCommands(program, chosen);
+  addPurchaseCommands(program, chosen);
+  addFaultCommands(program, chosen, words);
+  addJournalCommand(program, chosen);
+}
+
 }  // namespace kova::center

@@ -33,12 +33,7 @@ int run(int argc, char **argv) try {
   program.name("kovacenter")->require_subcommand(1);
   addVersionOption(program);
   ChosenCommand chosen;
-  addServiceCommands(program, chosen, words);
-  addDeviceCommand(program, chosen);
-  addAccountCommands(program, chosen);
-  addPurchaseCommands(program, chosen);
-  addFaultCommands(program, chosen, words);
-  addJournalCommand(program, chosen);
+  addCommands(program, chosen, words);
   if (const auto text = parseArguments(program, argc, argv)) {
     std::cout << *text;
     return 0;
