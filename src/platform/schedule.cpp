@@ -70,18 +70,23 @@ std::string weekdayField(int weekdays) {
 }
 
 // The table with `entry`, a whole line, in place of the lines for `command`, or without them where `entry` is empty.
-// Nothing where there is nothing to remove. A table without entries keeps its header.
+// Nothing where there is nothing to remove. A table without entries keeps its header. To cron a line ends at LF alone.
 std::optional<SecretText> withEntry(std::string_view table, std::string_view command, std::string_view entry) {
   SecretText result;
   bool found = false;
+  const auto endLine = [&] {
+    if (!result.empty() && !result.ends_with('\n')) result += '\n';
+  };
   Line line;
   for (Lines lines(table); lines.next(line);) {
     if (commandOf(line.text) != trimmed(command, isBlank)) {
-      result.append(line.text).append(line.end.empty() ? "\n" : line.end);
+      result.append(line.text).append(line.end);
     } else if (!std::exchange(found, true)) {
+      endLine();
       result.append(entry);
     }
   }
+  endLine();
   if (found) return result;
   if (entry.empty()) return std::nullopt;
   if (result.empty()) result = kHeader;
