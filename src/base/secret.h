@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <string>
 
 namespace kova {
@@ -21,7 +22,7 @@ class WipingAllocator {
 
   T *allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
   void deallocate(T *memory, std::size_t count) noexcept {
-    explicit_bzero(static_cast<void *>(memory), count * sizeof(T));
+    explicit_bzero(static_cast<void *>(memory), std::span(memory, count).size_bytes());
     std::allocator<T>().deallocate(memory, count);
   }
   bool operator==(const WipingAllocator &) const = default;
