@@ -53,6 +53,10 @@ KOVA_API int TARVKOVAUserAgentNameGet(char *buffer, int32_t size);
  * device's serial number) and "vx_token". Blocks for at most 3 attempts of 120 s, or 2 of 15 s, and a pause of 1 s
  * after each; an attempt whose name server is silent lasts until the system's resolver gives up.
  *
+ * A body has at most 64 MiB, and at most 30 redirects lead to it, from an https base to https alone. In a process with
+ * more rights than its user (set-user-ID, file capabilities) the call removes the variables from the environment by
+ * which the user could choose the route (proxies), the certificates or a file for TLS secrets.
+ *
  * Returns 0 when a body with HTTP status 200 arrived, else -1 with code 1 (a null argument), 6 (memory) or 4
  * (anything else). The body may be null even then: when its copy could not be allocated. `response` need not be
  * initialised; a body from an earlier call must have been released. A failure's log line holds the URL, with the
@@ -60,7 +64,7 @@ KOVA_API int TARVKOVAUserAgentNameGet(char *buffer, int32_t size);
  */
 KOVA_API int TARVKOVAHttpsRequestSend(const HttpsRequest *request, HttpsResponse *response);
 
-/* Releases the body and clears it and the HTTP status; the transfer result stays. Null is allowed. */
+/* Overwrites and releases the body and clears it and the HTTP status; the transfer result stays. Null is allowed. */
 KOVA_API void TARVKOVAHttpsResponseFree(HttpsResponse *response);
 
 /*
