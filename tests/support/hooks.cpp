@@ -75,11 +75,13 @@ bool isChosen(const char *name) {
   return current.failing.count(name) != 0;
 }
 
+#ifndef __SANITIZE_ADDRESS__
 // Where the library or program lies that this address belongs to.
 const void *imageOf(void *address) {
   dl_find_object image{};
   return _dl_find_object(address, &image) == 0 ? image.dlfo_map_start : nullptr;
 }
+#endif
 
 // The handle, which counts as one that has to be released.
 template <class Handle>
