@@ -45,6 +45,12 @@ int apiKey() {
   return ask(key);
 }
 
+constexpr auto setting = [] { return TLIBCINFOSetKeyValue("kova_unified", "yes"); };
+constexpr auto unschedule = [] { return TARVScheduleRemove("/bin/a"); };
+constexpr auto firstKey = [](char *key) { return TARVCloudServiceGetApiKey(key, 1); };
+constexpr auto logEvent = [] { return TARVLogSet1(2, 1, 1, "a", "", "", ""); };
+const Files kNotifiable = {{kNotifications, ""}, {kCatalogue, R"({"N":{"subject":"s","text":"t"}})"}};
+
 struct Write {
   const char *name;
   Files before;  // beside those of every device
@@ -60,26 +66,14 @@ const Write kWrites[] = {
     {"account", {{kAccountFile, kSignedIn}}, writeAccount, "write fsync renameat fsync flock"},
     {"firstAccount", {}, writeAccount, "write fsync renameat fsync flock"},
     {"removedAccount", {{kAccountFile, kSignedIn}}, TARVKOVAAccountRemove, "unlink open fsync"},
-    {"setting",
-     {},
-     [] { return TLIBCINFOSetKeyValue("kova_unified", "yes"); },
-     "fchmod write fsync renameat fsync flock"},
+    {"setting", {}, setting, "fchmod write fsync renameat fsync flock"},
     {"schedule", {}, schedule, "mkdir open fsync"},
-    {"unscheduled",
-     {{kCron, "1 1 * * 1 root /bin/a\n"}},
-     [] { return TARVScheduleRemove("/bin/a"); },
-     "renameat fsync"},
-    {"firstKey",
-     {{"/var/lib/kova/apikey", ""}},
-     apiKey<[](char *k) { return TARVCloudServiceGetApiKey(k, 1); }>,
-     "renameat fsync"},
+    {"unscheduled", {{kCron, "1 1 * * 1 root /bin/a\n"}}, unschedule, "renameat fsync"},
+    {"firstKey", {{"/var/lib/kova/apikey", ""}}, apiKey<firstKey>, "renameat fsync"},
     {"key", {}, apiKey<TARVCloudServiceRegisterApiKey>, "renameat fsync flock"},
-    {"event", {}, [] { return TARVLogSet1(2, 1, 1, "a", "", "", ""); }, "mkdir open fsync"},
-    {"nextEvent", {{kEvents, kHalfLine}}, [] { return TARVLogSet1(2, 1, 1, "a", "", "", ""); }, "pread64 write flock"},
-    {"notification",
-     {{kNotifications, ""}, {kCatalogue, R"({"N":{"subject":"s","text":"t"}})"}},
-     notify,
-     "open fsync write"},
+    {"event", {}, logEvent, "mkdir open fsync"},
+    {"nextEvent", {{kEvents, kHalfLine}}, logEvent, "pread64 write flock"},
+    {"notification", kNotifiable, notify, "open fsync write"},
 };
 
 class Crash : public DeviceTest, public testing::WithParamInterface<Write> {
@@ -145,9 +139,8 @@ TEST_P(Crash, LeavesTheOldOrTheNewFileAndTheNextWriteWorks) {
       const int result = attempt(GetParam(), at, how);
       EXPECT_EQ(result == 1, endsProcess(how));
       Files left = texts();
-      for (const auto &[path, unused] : left) {
+      for (const auto &[path, unused] : left)
         EXPECT_TRUE(result == 1 || path.find(".tmp") == std::string::npos) << path;
-      }
       for (const auto &[path, unused] : Files(after)) {
         const std::string &was = before[path], &is = left[path], &becomes = after[path];
         const bool isPart = result == 1 && isLog(path) && is.starts_with(was) && becomes.starts_with(is);

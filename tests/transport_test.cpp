@@ -9,7 +9,6 @@
 #include <set>
 
 #include "support/device.h"
-#include "support/token.h"
 
 namespace {
 
@@ -217,9 +216,8 @@ TEST_F(Transport, OptionsAreSetInOrder) {
     request_->short_timeout = isShort;
     ASSERT_EQ(send(), 0);
     std::string options;
-    for (const auto &[option, value] : state().options) {
+    for (const auto &[option, value] : state().options)
       options += std::string(curl_easy_option_by_id(option)->name) + "=" + value + " ";
-    }
     EXPECT_EQ(options,
               "POST=1 POSTFIELDS=" + attempt().form + " URL=" + kUrl +
                   " FOLLOWLOCATION=1 USERAGENT=TestDevice/1.0 HTTPHEADER=[] SSL_VERIFYPEER=1 SSL_VERIFYHOST=2 CAPATH=" +

@@ -14,7 +14,6 @@
 
 #include "base/release.h"
 #include "support/device.h"
-#include "support/json.h"
 
 // The service in a process of its own, on ports of its own.
 class Center {

@@ -1,15 +1,38 @@
 #include "support/device.h"
 
+#include <json/reader.h>
 #include <kova/error.h>
+#include <openssl/evp.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <iterator>
 #include <sstream>
 
-#include "support/token.h"
+#include "base/hexadecimal.h"
 
 namespace fs = std::filesystem;
+
+std::string expectedMd5(const std::string &text) {
+  unsigned char digest[16];
+  EVP_Digest(text.data(), text.size(), digest, nullptr, EVP_md5(), nullptr);
+  return kova::hexadecimal(digest);
+}
+
+std::string expectedToken(const std::string &text) {
+  std::string token = text.substr(0, 4095);
+  const int rounds = std::stoi(expectedMd5(text).substr(0, 1), nullptr, 16) + 1;
+  for (int i = 0; i < rounds; ++i) token = expectedMd5((token + expectedMd5(token)).substr(0, 4128));
+  return token;
+}
+
+Json::Value parsed(const std::string &text) {
+  std::istringstream stream(text);
+  Json::Value value;
+  std::string errors;
+  EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), stream, &value, &errors)) << errors << text;
+  return value;
+}
 
 std::vector<std::string> words(const std::string &text) {
   std::istringstream stream(text);
@@ -78,9 +101,8 @@ testing::AssertionResult loggedExactly(const std::vector<LogLine> &expected, con
   std::vector<LogLine> logged;
   for (const std::string &line : state().log) {
     const std::size_t colon = line.find(':'), blank = line.find_first_not_of("0123456789", colon + 1);
-    if (colon == std::string::npos || blank == std::string::npos || blank == colon + 1 || line[blank] != ' ') {
+    if (colon == std::string::npos || blank == std::string::npos || blank == colon + 1 || line[blank] != ' ')
       return testing::AssertionFailure() << "without unit and line: " << line;
-    }
     if (unit.empty() || line.substr(0, colon) == unit)
       logged.emplace_back(line.substr(0, colon), line.substr(blank + 1));
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <json/value.h>
 
 #include <filesystem>
 #include <map>
@@ -13,6 +14,11 @@
 #include "support/files.h"
 #include "support/hooks.h"
 
+// The device token, by code of the tests' own.
+std::string expectedMd5(const std::string &text);
+std::string expectedToken(const std::string &text);
+// The JSON in a text.
+Json::Value parsed(const std::string &text);
 // The words of a text that blanks separate.
 std::vector<std::string> words(const std::string &text);
 // A key file's text with these entries, each a word: "key=value".

@@ -56,10 +56,8 @@ void capture(const char *format, va_list arguments) {
 
 bool fails(const char *name, std::string_view text = {}) {
   const Inside inside;
-  if (!current.failing.empty()) {
-    const std::string call = name;
-    if (current.failing.count(call) != 0 || current.failing.count(call + " " + std::string(text)) != 0) return true;
-  }
+  const std::string call = name;
+  if (current.failing.count(call) + current.failing.count(call + " " + std::string(text)) != 0) return true;
   if (!current.sweeps || ++current.calls < current.failAt || current.failAt == 0) return false;
   if (current.failed.empty()) current.failed = name;
   return current.calls == current.failAt || current.keepsFailing;
@@ -97,9 +95,8 @@ bool isFailing(const char *name) {
   current.systemCalls.emplace_back(name);
   const auto number = static_cast<int>(current.systemCalls.size());
   if ((current.endWith == kCut && number == current.endAt) ||
-      (current.endWith == kShortThenCut && number == current.endAt + 1)) {
+      (current.endWith == kShortThenCut && number == current.endAt + 1))
     _exit(1);
-  }
   if (number != current.endAt || current.endWith <= 0) return false;
   errno = current.endWith;
   return true;
@@ -175,17 +172,15 @@ CURLcode curl_easy_setopt(CURL *handle, CURLoption option, ...) {
     result = real(handle, option, value);
   } else {
     void *value = va_arg(arguments, void *);
-    if (option == CURLOPT_WRITEFUNCTION) {
+    if (option == CURLOPT_WRITEFUNCTION)
       hooks::writeFunction = reinterpret_cast<decltype(hooks::writeFunction)>(value);
-    } else if (option == CURLOPT_WRITEDATA) {
+    else if (option == CURLOPT_WRITEDATA)
       hooks::writeData = value;
-    } else if (option == CURLOPT_HTTPHEADER) {
-      for (auto *entry = static_cast<curl_slist *>(value); entry != nullptr; entry = entry->next) {
+    else if (option == CURLOPT_HTTPHEADER)
+      for (auto *entry = static_cast<curl_slist *>(value); entry != nullptr; entry = entry->next)
         shown += std::string("[") + entry->data + "]";
-      }
-    } else if (value != nullptr && (option != CURLOPT_POSTFIELDS || current.keepsForms)) {
+    else if (value != nullptr && (option != CURLOPT_POSTFIELDS || current.keepsForms))
       shown = static_cast<const char *>(value);
-    }
     result = real(handle, option, value);
   }
   va_end(arguments);
@@ -294,11 +289,12 @@ unsigned long getauxval(unsigned long type) noexcept {
 #define FALLIBLE(type, name, parameters, arguments, failure) \
   FALLIBLE_FOR("", type, name, parameters, arguments, failure)
 // The same for one that makes a handle, and the function that releases it.
-#define MAKING(type, name, parameters, arguments)                       \
-  type *name parameters {                                               \
-    static const auto real = hooks::next<type *(*)parameters>(#name);   \
-    return hooks::fails(#name) ? nullptr : hooks::made(real arguments); \
+#define MAKING_FOR(text, type, name, parameters, arguments)                   \
+  type *name parameters {                                                     \
+    static const auto real = hooks::next<type *(*)parameters>(#name);         \
+    return hooks::fails(#name, text) ? nullptr : hooks::made(real arguments); \
   }
+#define MAKING(type, name, parameters, arguments) MAKING_FOR("", type, name, parameters, arguments)
 #define RELEASING(result, name, type)                                \
   result name(type *handle) {                                        \
     static const auto real = hooks::next<result (*)(type *)>(#name); \
@@ -318,14 +314,8 @@ MAKING(TLIBPlugin, TLIBPluginSDKInit, (const char *p, const char *a), (p, a))
 RELEASING(void, TLIBPluginExit, TLIBPlugin)
 MAKING(FILE, TLIBCPopen, (const char *p, const char *const a[], const char *m), (p, a, m))
 RELEASING(int, TLIBCPclose, FILE)
-curl_slist *curl_slist_append(curl_slist *list, const char *text) {
-  static const auto real = hooks::next<curl_slist *(*)(curl_slist *, const char *)>("curl_slist_append");
-  return hooks::fails("curl_slist_append") ? nullptr : hooks::made(real(list, text));
-}
-char *curl_easy_escape(CURL *handle, const char *text, int length) {
-  static const auto real = hooks::next<char *(*)(CURL *, const char *, int)>("curl_easy_escape");
-  return hooks::fails("curl_easy_escape", text) ? nullptr : hooks::made(real(handle, text, length));
-}
+MAKING(curl_slist, curl_slist_append, (curl_slist * l, const char *t), (l, t))
+MAKING_FOR(t, char, curl_easy_escape, (CURL * c, const char *t, int n), (c, t, n))
 FALLIBLE(DIR *, opendir, (const char *path), (path), nullptr)
 FALLIBLE_FOR(std::string_view(static_cast<const char *>(d), n), int, MD5_Update, (void *c, const void *d, size_t n),
              (c, d, n), 0)
@@ -360,27 +350,20 @@ FALLIBLE(int, TLIBCExecv, (const char *p, const char *const a[], int w), (p, a, 
 FALLIBLE(int, TLIBServiceRestart, (const char *n), (n), 1)
 
 // These are not swept, but a test may choose that they fail or what they tell.
-int fgetc(FILE *stream) {
-  static const auto real = hooks::next<int (*)(FILE *)>("fgetc");
-  return hooks::isChosen("fgetc") ? EOF : real(stream);
-}
-int ferror(FILE *stream) noexcept {
-  static const auto real = hooks::next<int (*)(FILE *)>("ferror");
-  return hooks::isChosen("fgetc") ? 1 : real(stream);
-}
+#define CHOSEN(choice, name, parameters, arguments, told)           \
+  int name parameters {                                             \
+    static const auto real = hooks::next<int(*) parameters>(#name); \
+    return hooks::isChosen(choice) ? (told) : real arguments;       \
+  }
+CHOSEN("fgetc", fgetc, (FILE * f), (f), EOF)
+CHOSEN("fgetc", ferror, (FILE * f) noexcept, (f), 1)
+CHOSEN("TLIBCErrGet", TLIBCErrGet, (), (), 0xABC)
+CHOSEN("TARVCloudServiceGetErrorCode", TARVCloudServiceGetErrorCode, (), (), current.cloudError)
 dirent *readdir(DIR *directory) {
   static const auto real = hooks::next<dirent *(*)(DIR *)>("readdir64");
   dirent *entry = real(directory);
   if (entry != nullptr && hooks::isChosen("d_type")) entry->d_type = DT_UNKNOWN;
   return entry;
-}
-int TLIBCErrGet() {
-  static const auto real = hooks::next<int (*)()>("TLIBCErrGet");
-  return hooks::isChosen("TLIBCErrGet") ? 0xABC : real();
-}
-int TARVCloudServiceGetErrorCode() {
-  static const auto real = hooks::next<int (*)()>("TARVCloudServiceGetErrorCode");
-  return hooks::isChosen("TARVCloudServiceGetErrorCode") ? current.cloudError : real();
 }
 
 #ifndef __SANITIZE_ADDRESS__
