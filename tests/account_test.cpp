@@ -214,9 +214,8 @@ TEST_F(Session, ALoginThatOnlyChecksChangesNothingAndADeviceThatDoesNotReportIsN
 // ---- Logout ----
 
 TEST_F(Session, LogoutSignsOutHereWhateverTheServiceSays) {
-  const std::vector<std::pair<std::string, int32_t>> replies = {
-      {kGood, 0}, {"[]", 0}, {kBadauth, 14}, {R"({"code":{}})", 24}};
-  for (const auto &[body, code] : replies) {
+  for (const auto &[body, code] :
+       {std::pair<std::string, int>{kGood, 0}, {"[]", 0}, {kBadauth, 14}, {R"({"code":{}})", 24}}) {
     answer({{kKeys}, {kProfile}});
     ASSERT_EQ(login(), 0);
     remove("/var/log/kova");

@@ -139,8 +139,7 @@ TEST_P(Crash, LeavesTheOldOrTheNewFileAndTheNextWriteWorks) {
       const int result = attempt(GetParam(), at, how);
       EXPECT_EQ(result == 1, endsProcess(how));
       Files left = texts();
-      for (const auto &[path, unused] : left)
-        EXPECT_TRUE(result == 1 || path.find(".tmp") == std::string::npos) << path;
+      for (const auto &[path, text] : left) EXPECT_TRUE(result == 1 || path.find(".tmp") == std::string::npos) << path;
       for (const auto &[path, unused] : Files(after)) {
         const std::string &was = before[path], &is = left[path], &becomes = after[path];
         const bool isPart = result == 1 && isLog(path) && is.starts_with(was) && becomes.starts_with(is);

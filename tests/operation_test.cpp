@@ -11,7 +11,6 @@
 #include <fstream>
 #include <functional>
 #include <set>
-#include <sstream>
 #include <tuple>
 #include <utility>
 
@@ -56,9 +55,8 @@ Call migrating(const char *list) {
   return [merged = parsed(list)](Value &) { return TARVKOVAAccountMigrate("ada@kova.example", kPassword, merged); };
 }
 
-int update(const char *password = kPassword, const char *newPassword = nullptr) {
-  return TARVKOVAAccountSetInfo(nullptr, nullptr, password, newPassword, nullptr, nullptr, nullptr, -1, -1, -1,
-                                nullptr);
+int update(const char *password = kPassword, const char *next = nullptr) {
+  return TARVKOVAAccountSetInfo(nullptr, nullptr, password, next, nullptr, nullptr, nullptr, -1, -1, -1, nullptr);
 }
 
 int purchases(const char *language, Value &result) {

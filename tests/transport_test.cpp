@@ -285,10 +285,9 @@ TEST_F(Transport, FailuresBeforeTheTransfer) {
 }
 
 TEST_F(Transport, NameAndTimeOutFailuresAreTriedAgain) {
-  const auto ending = [](CURLcode result, const char *body = "") { return hooks::Reply{body, 200, result}; };
-  const hooks::Reply late = ending(CURLE_OPERATION_TIMEDOUT), noHost = ending(CURLE_COULDNT_RESOLVE_HOST);
-  const hooks::Reply noProxy = ending(CURLE_COULDNT_RESOLVE_PROXY),
-                     half = ending(CURLE_OPERATION_TIMEDOUT, "{\"half\":");
+  const auto end = [](CURLcode result, const char *body = "") { return hooks::Reply{body, 200, result}; };
+  const hooks::Reply late = end(CURLE_OPERATION_TIMEDOUT), noHost = end(CURLE_COULDNT_RESOLVE_HOST);
+  const hooks::Reply noProxy = end(CURLE_COULDNT_RESOLVE_PROXY), half = end(CURLE_OPERATION_TIMEDOUT, "{\"half\":");
   const std::string gaveUp = "request packages, httpResponseCode=0";
   const std::string refusal = "curl perform, " + curlError(CURLE_COULDNT_CONNECT);
   const std::string distrust = "curl perform, " + curlError(CURLE_PEER_FAILED_VERIFICATION);
@@ -298,8 +297,8 @@ TEST_F(Transport, NameAndTimeOutFailuresAreTriedAgain) {
       {true, {noProxy}, -1, {0, 1}, 2, gaveUp},
       {false, {late, noHost, kReply}, 0, {0, 0, 1}, 2, ""},
       {false, {half, kReply}, 0, {0, 0}, 1, ""},
-      {false, {ending(CURLE_COULDNT_CONNECT)}, -1, {0}, 0, refusal},
-      {false, {late, ending(CURLE_PEER_FAILED_VERIFICATION)}, -1, {0, 0}, 1, distrust},
+      {false, {end(CURLE_COULDNT_CONNECT)}, -1, {0}, 0, refusal},
+      {false, {late, end(CURLE_PEER_FAILED_VERIFICATION)}, -1, {0, 0}, 1, distrust},
   };
   for (const auto &[isShort, replies, result, families, pauses, text] : cases) {
     SCOPED_TRACE(testing::PrintToString(families) + text);
