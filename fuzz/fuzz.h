@@ -1,12 +1,9 @@
 // What the fuzz targets share. A target defines fuzz().
 #pragma once
 
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <source_location>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,22 +12,7 @@
 #include "support/files.h"
 #include "support/hooks.h"
 
-// An input. Form feeds divide it into parts, which keeps it a text that people can edit.
-class Input {
- public:
-  explicit Input(std::string_view text) : rest_(text) {}
-
-  // The next part, up to its first NUL; empty where there is none left.
-  std::string next() {
-    const std::string_view part = rest_.substr(0, rest_.find('\f'));
-    rest_.remove_prefix(std::min(part.size() + 1, rest_.size()));
-    return std::string(part.substr(0, part.find('\0')));
-  }
-  std::string_view rest() const { return rest_; }
-
- private:
-  std::string_view rest_;
-};
+using Texts = std::vector<std::string>;
 
 // A device in a temporary directory. It is signed in, and none of its programs is ever started.
 struct FuzzDevice {
@@ -43,19 +25,21 @@ struct FuzzDevice {
   std::string abandoned;      // the services that the last hook was told of
 };
 
-// Ends the process where a condition does not hold.
+inline constexpr std::string_view kSignedIn = "vx_auth_key=\"key\"\nkovaIDSerial=\"4711\"\nother=\"kept\"\n";
+
+// Ends the process where a condition does not hold: nobody catches this.
 inline void check(bool holds, std::source_location where = std::source_location::current()) {
-  if (holds) return;
-  std::fprintf(stderr, "%s:%u: this must hold\n", where.file_name(), where.line());
-  std::abort();
+  if (!holds) throw std::logic_error(where.file_name() + (":" + std::to_string(where.line())));
 }
 
-inline std::vector<std::string> linesOf(const std::string &text) {
+// The parts of a text; empty ones are added where there are fewer than `least`.
+inline Texts split(const std::string &text, char separator, std::size_t least = 0) {
   std::istringstream stream(text);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  return lines;
+  Texts parts;
+  for (std::string part; std::getline(stream, part, separator);) parts.push_back(part);
+  if (parts.size() < least) parts.resize(least);
+  return parts;
 }
 
-// Called for each input, on a device as new.
-void fuzz(FuzzDevice &device, Input input);
+// Called for each input, on a device as new. Form feeds divide an input into parts, so that people can edit it.
+void fuzz(FuzzDevice &device, const std::string &input);
