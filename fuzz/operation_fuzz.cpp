@@ -17,6 +17,7 @@ template <class Operation>
 bool succeeds(const FuzzDevice &device, const std::map<std::string, std::string> &parameters, Operation operation) {
   device.write("/etc/kova.conf", kSignedIn);
   hooks::state().attempts.clear();
+  hooks::state().options.clear();
   const bool isSuccess = operation() == 0;
   check(!exists(device.at("/etc/kova.conf")) || TLIBCFileCheckKeyValue("/etc/kova.conf", "other", "kept", 0) == 1);
   for (const auto &[name, value] : parameters) {
