@@ -63,7 +63,7 @@ bool fails(const char *name, std::string_view text = {}) {
   return current.calls == current.failAt || current.keepsFailing;
 }
 
-bool failsForMemory(const char *name) {
+[[maybe_unused]] bool failsForMemory(const char *name) {
   return current.sweeps && !isInside && fails(name);
 }
 
@@ -73,7 +73,7 @@ bool isChosen(const char *name) {
   return current.failing.count(name) != 0;
 }
 
-#ifndef __SANITIZE_ADDRESS__
+#ifndef KOVA_SANITIZE  // a sanitizer has its own
 // Where the library or program lies that this address belongs to.
 const void *imageOf(void *address) {
   dl_find_object image{};
@@ -133,6 +133,12 @@ void reset() {
 }  // namespace hooks
 
 using hooks::current;
+
+// Fuzz targets have other stand-ins for these.
+#pragma weak TLIBCPopen
+#pragma weak TLIBCPclose
+#pragma weak TLIBCExecv
+#pragma weak TLIBServiceRestart
 
 extern "C" {
 
@@ -366,7 +372,7 @@ dirent *readdir(DIR *directory) {
   return entry;
 }
 
-#ifndef __SANITIZE_ADDRESS__
+#ifndef KOVA_SANITIZE  // a sanitizer has its own
 void *__libc_malloc(size_t size) noexcept;
 
 // The memory that libkova and its platform take from C. What libcurl and libc take themselves does not fail.
@@ -381,6 +387,7 @@ void *malloc(size_t size) noexcept {
 #endif
 }
 
+#ifndef KOVA_FUZZ
 // Inlined, these would look to the compiler as if memory of one kind were freed as another.
 [[gnu::noinline]] void *operator new(std::size_t size) {
   void *memory = hooks::failsForMemory("new") ? nullptr : std::malloc(size);
@@ -393,6 +400,7 @@ void *malloc(size_t size) noexcept {
 [[gnu::noinline]] void operator delete(void *memory, std::size_t) noexcept {
   std::free(memory);
 }
+#endif
 
 int TARVKOVAAccountScanExisting(Json::Value &result) {
   if (hooks::isChosen("TARVKOVAAccountScanExisting")) return TARVKOVAErrSet(23), -1;
