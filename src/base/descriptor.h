@@ -80,10 +80,11 @@ inline bool syncDirectory(const Descriptor &directory) {
   return retried([&] { return fsync(directory.get()); }) == 0 || errno == EINVAL;
 }
 
-// The same for the directory in which the entry for an absolute `path` was made or removed.
+// The same for the directory in which the entry for an absolute `path` was made or removed. One that this process may
+// write to but not read cannot be synced.
 inline bool syncDirectoryOf(const std::string &path) {
   const Descriptor directory = openDirectory(path.substr(0, path.rfind('/') + 1));
-  return directory && syncDirectory(directory);
+  return directory ? syncDirectory(directory) : errno == EACCES;
 }
 
 }  // namespace kova

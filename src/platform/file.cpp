@@ -124,7 +124,7 @@ void makeDirectory(const std::string &path, mode_t mode) {
 
 FileLock::FileLock(const Descriptor &file) : file_(file) {
   constexpr auto kLongestWait = std::chrono::seconds(30);
-  constexpr useconds_t kPause = 5000;
+  constexpr useconds_t kPause = 1000;
   const auto end = std::chrono::steady_clock::now() + kLongestWait;
   // There is no lock that waits for a limited time.
   while (flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {

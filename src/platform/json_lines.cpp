@@ -56,7 +56,6 @@ std::string timestamp() {
 }
 
 void appendLine(std::string_view log, const Json::Value &object) {
-  std::string line = jsonLine(object) + "\n";
   const std::string path = devicePath(log);
   makeParentDirectory(path, 0755);
   constexpr int kFlags = O_RDWR | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
@@ -70,7 +69,10 @@ void appendLine(std::string_view log, const Json::Value &object) {
   // A process that was killed between the two may have left a part of its line.
   char last = '\n';
   if (before.st_size > 0 && pread(file.get(), &last, 1, before.st_size - 1) != 1) throw Failure{TLIBC_ERR_READ_FAILED};
-  if (last != '\n') line.insert(0, "\n");
+  std::string line;
+  if (last != '\n') line += '\n';
+  line += jsonLine(object);
+  line += '\n';
   const ssize_t written = retried([&] { return write(file.get(), line.data(), line.size()); });
   if (written == static_cast<ssize_t>(line.size())) return;
   if (written > 0) {

@@ -106,8 +106,9 @@ int buildParameters(SzText &parameters, CURL *curl, const HttpsRequest &request)
 // not choose the route, whom to trust or where TLS secrets are written. libcurl itself does not mind who set it.
 void ignoreUserEnvironment() {
   if (getauxval(AT_SECURE) == 0) return;
-  for (const char *name : {"SSLKEYLOGFILE", "https_proxy", "HTTPS_PROXY", "http_proxy", "all_proxy", "ALL_PROXY",
-                           "no_proxy", "NO_PROXY", "SSL_CERT_FILE", "SSL_CERT_DIR", "CURL_CA_BUNDLE"}) {
+  for (const char *name :
+       {"SSLKEYLOGFILE", "https_proxy", "HTTPS_PROXY", "http_proxy", "ftp_proxy", "FTP_PROXY", "all_proxy", "ALL_PROXY",
+        "no_proxy", "NO_PROXY", "SSL_CERT_FILE", "SSL_CERT_DIR", "CURL_CA_BUNDLE"}) {
     unsetenv(name);
   }
 }

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "common/terminal_text.h"
 #include "kovacenter/accounts.h"
 #include "kovacenter/certificates.h"
 #include "kovacenter/database.h"
@@ -164,7 +165,7 @@ void makeDeviceRoot(const State &state, const DeviceOptions &options) {
   claimDirectory(root, kDirectoryMode, false);
   const std::filesystem::path unfinished = root / kUnfinished;
   if (std::filesystem::exists(unfinished)) {
-    std::cerr << "kovacenter: " << root.string() << " was left half made; it is made anew" << std::endl;
+    std::cerr << "kovacenter: " << printable(root.string()) << " was left half made; it is made anew" << std::endl;
   } else if (!options.force && !std::filesystem::is_empty(root)) {
     throw std::runtime_error(root.string() + " is not empty");
   }

@@ -31,11 +31,14 @@ void claimDirectory(const std::filesystem::path &directory, mode_t mode, bool fo
   if (!S_ISDIR(status.st_mode)) throw std::runtime_error(directory.string() + " is no directory");
   if (status.st_uid != geteuid()) throw std::runtime_error(directory.string() + " belongs to another user");
   if ((status.st_mode & 0077 & ~mode) == 0) return;
-  // The mode comes first, so that nobody puts a file there once it was found empty.
+  const auto requireOwn = [&] {
+    if (std::filesystem::is_empty(directory) || (known != nullptr && std::filesystem::exists(directory / known)))
+      return;
+    throw std::runtime_error(directory.string() + " is open to others and holds other files");
+  };
+  requireOwn();
   if (chmod(directory.c_str(), mode) < 0) throwErrno(directory.string());
-  if (std::filesystem::is_empty(directory) || (known != nullptr && std::filesystem::exists(directory / known))) return;
-  if (chmod(directory.c_str(), status.st_mode & 07777) < 0) throwErrno(directory.string());
-  throw std::runtime_error(directory.string() + " is open to others and holds other files");
+  requireOwn();  // others may have put a file there before the mode changed
 }
 
 std::string readFile(const std::filesystem::path &path) {

@@ -56,8 +56,14 @@ class OutputBuffer : public std::streambuf {
 // Returns whether all was written.
 bool writeThrough(OutputBuffer &buffer, const std::function<void(std::ostream &)> &write) {
   std::ostream stream(&buffer);
-  write(stream);
-  if (stream.flush()) return true;
+  stream.exceptions(std::ios::badbit);  // so that what cannot be written is not made either
+  try {
+    write(stream);
+    stream.flush();
+    return true;
+  } catch (const std::ios::failure &) {
+    // The buffer knows why.
+  }
   if (buffer.error() != EPIPE) {
     writeMessage(std::string("cannot write the output: ") + std::strerror(buffer.error()));
   }
