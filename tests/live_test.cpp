@@ -137,7 +137,8 @@ TEST_F(Live, TheServicesCommandsHoldAgainstOthers) {
   };
   for (const auto &[script, printed] : scripts) {
     write("/script", functions + script);
-    std::system(("cd " + root_.path().string() + "; bash script >out 2>&1").c_str());
+    [[maybe_unused]] const int status =
+        std::system(("cd " + root_.path().string() + "; bash script >out 2>&1").c_str());
     EXPECT_EQ(read("/out"), printed) << script;
   }
 }
