@@ -306,20 +306,23 @@ TEST(Operations, FailWithTheirSteps) {
   Trial(kRegister).failing({"TLIBCSzHashAlloc"}).fails(6, {"Failed to alloc pTZInfo, err=[0x0ABC]"});
 }
 
-// Where a text stands in the memory that the process can write.
-int copiesOf(std::string_view text) {
+// How often each secret stands in the memory that the process can write.
+using Secrets = std::map<std::string, std::string_view>;
+std::map<std::string, int> copiesOf(const Secrets &secrets) {
   static char piece[1 << 20];
+  constexpr std::size_t kLongest = 64;
+  std::map<std::string, int> copies;
   const kova::Descriptor memory(open("/proc/self/mem", O_RDONLY));
   std::ifstream regions("/proc/self/maps");
-  int copies = 0;
   for (std::string region; std::getline(regions, region);) {
     std::uintptr_t begin = 0, end = 0;
     char access[5] = "";
     std::sscanf(region.c_str(), "%" SCNxPTR "-%" SCNxPTR " %4s", &begin, &end, access);
     if (std::string(access) != "rw-p" || end - begin > (std::size_t{1} << 28)) continue;  // a sanitizer's are larger
-    for (; begin < end; begin += sizeof piece - text.size()) {
+    for (; begin < end; begin += sizeof piece - kLongest) {
       const ssize_t size = pread(memory.get(), piece, std::min(sizeof piece, end - begin), static_cast<off_t>(begin));
-      copies += size > 0 && memmem(piece, static_cast<std::size_t>(size), text.data(), text.size()) != nullptr ? 1 : 0;
+      const std::string_view text(piece, size > 0 ? static_cast<std::size_t>(size) : 0);
+      for (const auto &[name, secret] : secrets) copies[name] += text.find(secret) != std::string_view::npos ? 1 : 0;
       explicit_bzero(piece, sizeof piece);
     }
   }
@@ -331,19 +334,15 @@ TEST(Operations, LeaveNoSecretInMemory) {
   static constexpr std::string_view kAccount =
       "vx_auth_key=\"authkeyauthkeyauthkey\"\nkovaIDSerial=\"4711\"\nkovaPW=\"storedstoredstored\"\n";
   static constexpr std::string_view kKey = "apikeyapikeyapikeyapikey", kReply = "good:replyreplyreplyreply";
-  const std::pair<const char *, std::string_view> secrets[] = {{"password", kPassword},
-                                                               {"digest", kPasswordMd5},
-                                                               {"auth key", kAccount.substr(13, 21)},
-                                                               {"password in the file", "storedstoredstored"},
-                                                               {"API key", kKey},
-                                                               {"reply", kReply.substr(5)}};
+  const Secrets secrets = {{"password", kPassword},  {"password in the file", "storedstoredstored"},
+                           {"digest", kPasswordMd5}, {"auth key", kAccount.substr(13, 21)},
+                           {"API key", kKey},        {"reply", kReply.substr(5)}};
   for (const Operation &operation : operations()) {
     Trial trial(operation.unit);
-    std::vector<int> before;  // what earlier tests left
-    for (const auto &[what, text] : secrets) before.push_back(copiesOf(text));
+    const std::map<std::string, int> before = copiesOf(secrets);  // what earlier tests left
     EXPECT_EQ(trial.runSecretly(kAccount, kKey, operation.refused.empty() ? "" : kReply), 0) << operation.unit;
-    for (std::size_t i = 0; i < before.size(); ++i)
-      EXPECT_LE(copiesOf(secrets[i].second), before[i]) << operation.unit << ": " << secrets[i].first;
+    for (const auto &[name, copies] : copiesOf(secrets))
+      EXPECT_LE(copies, before.at(name)) << operation.unit << ": " << name;
   }
 }
 
