@@ -7,17 +7,16 @@
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
-#include <iostream>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
 
-#include "common/terminal_text.h"
 #include "kovacenter/accounts.h"
 #include "kovacenter/certificates.h"
 #include "kovacenter/database.h"
 #include "kovacenter/devices.h"
+#include "kovacenter/diagnostic.h"
 #include "kovacenter/digest.h"
 #include "kovacenter/files.h"
 #include "kovacenter/notifications.h"
@@ -165,7 +164,7 @@ void makeDeviceRoot(const State &state, const DeviceOptions &options) {
   claimDirectory(root, kDirectoryMode, false);
   const std::filesystem::path unfinished = root / kUnfinished;
   if (std::filesystem::exists(unfinished)) {
-    std::cerr << "kovacenter: " << printable(root.string()) << " was left half made; it is made anew" << std::endl;
+    writeDiagnostic(root.string() + " was left half made; it is made anew");
   } else if (!options.force && !std::filesystem::is_empty(root)) {
     throw std::runtime_error(root.string() + " is not empty");
   }

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "common/terminal_text.h"
 #include "kovacenter/commands.h"
+#include "kovacenter/diagnostic.h"
 
 namespace kova::center {
 namespace {
@@ -40,7 +40,7 @@ int run(int argc, char **argv) try {
   }
   return chosen();
 } catch (const CLI::ParseError &error) {
-  std::cerr << "kovacenter: " << printable(error.what()) << std::endl;
+  writeDiagnostic(error.what());
   return kWrongUsage;
 }
 
@@ -52,6 +52,6 @@ int main(int argc, char **argv) try {
   if (!std::cout.flush()) throw std::runtime_error("cannot write the output");
   return exitCode;
 } catch (const std::exception &error) {
-  std::cerr << "kovacenter: " << kova::printable(error.what()) << std::endl;
+  kova::center::writeDiagnostic(error.what());
   return kova::center::kFailure;
 }

@@ -4,7 +4,6 @@
 #include <cctype>
 #include <cstddef>
 #include <exception>
-#include <iostream>
 #include <iterator>
 #include <string>
 #include <string_view>
@@ -13,6 +12,7 @@
 #include "base/json.h"
 #include "kovacenter/actions.h"
 #include "kovacenter/call.h"
+#include "kovacenter/diagnostic.h"
 #include "kovacenter/digest.h"
 #include "kovacenter/form.h"
 #include "kovacenter/hosts.h"
@@ -85,7 +85,7 @@ Reply replyTo(SQLite::Database &database, const Rules &rules, const Request &req
     members["message"] = refusal.what();
     return makeReply(*script, refusal.word(), members);
   } catch (const std::exception &error) {
-    std::cerr << "kovacenter: " << error.what() << std::endl;
+    writeDiagnostic(error.what());
     return makeReply(*script, "badsys", Json::Value());
   }
 }

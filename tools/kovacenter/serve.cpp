@@ -15,6 +15,7 @@
 
 #include "kovacenter/database.h"
 #include "kovacenter/devices.h"
+#include "kovacenter/diagnostic.h"
 #include "kovacenter/files.h"
 #include "kovacenter/server.h"
 #include "kovacenter/service.h"
@@ -161,7 +162,7 @@ int runBesideService(const State &state, const ServeOptions &options, const std:
   pid_t child = 0;
   const int error = start(command, environmentFor(device, service.ports()), signals, child);
   if (error == 0) return await(child, signals);
-  std::cerr << "kovacenter: " << command[0] << ": " << std::generic_category().message(error) << std::endl;
+  writeDiagnostic(command[0] + ": " + std::generic_category().message(error));
   return error == ENOENT ? kNotFound : kCannotRun;
 }
 
@@ -172,7 +173,7 @@ void makeDevice(const State &state, const DeviceOptions &options) {
     std::cout << "export https_proxy=" << proxyUrl(*ports) << "\n";
   } else {
     std::cout << "unset https_proxy\n";
-    std::cerr << "kovacenter: no service runs on this state; start it, then set https_proxy to its proxy" << std::endl;
+    writeDiagnostic("no service runs on this state; start it, then set https_proxy to its proxy");
   }
   std::cout << "unset no_proxy NO_PROXY\n";
 }

@@ -21,7 +21,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <iostream>
 #include <iterator>
 #include <memory>
 #include <new>
@@ -32,6 +31,7 @@
 #include <thread>
 #include <utility>
 
+#include "kovacenter/diagnostic.h"
 #include "kovacenter/faults.h"
 #include "kovacenter/hosts.h"
 #include "kovacenter/message.h"
@@ -200,7 +200,7 @@ awaitable<http::status> Client::read(Parser &parser) {
 Answer Client::answer(HttpRequest request) try {
   return service_.answer(requestOf(std::move(request)));
 } catch (const std::exception &error) {
-  std::cerr << "kovacenter: " << error.what() << std::endl;
+  writeDiagnostic(error.what());
   return {Reply{500, "text/plain", {}, {}}, std::nullopt, 0};
 }
 
