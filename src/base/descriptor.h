@@ -43,11 +43,15 @@ auto retried(Call call) {
   return result;
 }
 
-// Reads a file to its end, which has to come before `limit` bytes. False, with errno set, when that fails.
-inline bool readAll(const Descriptor &file, SecretText &text, std::size_t limit) {
+// Opening a FIFO in place of a file to read does not block, and a terminal does not become the controlling one.
+inline constexpr int kReadFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+
+// Reads a file of less than 16 MiB to its end. False, with errno set (EFBIG for a longer one), when that fails.
+inline bool readAll(const Descriptor &file, SecretText &text) {
   constexpr std::size_t kFirstPiece = 4096;
+  constexpr std::size_t kLimit = std::size_t{16} << 20;
   std::size_t length = 0;
-  while (length < limit) {
+  while (length < kLimit) {
     if (length == text.size()) text.resize(std::max(2 * length, kFirstPiece));
     const ssize_t count = retried([&] { return read(file.get(), &text[length], text.size() - length); });
     if (count <= 0) {

@@ -33,14 +33,12 @@ bool parseJson(Json::Value &value, const char *text) {
 }
 
 bool parseJsonFile(Json::Value &value, const char *path) {
-  constexpr std::size_t kSizeLimit = std::size_t{16} << 20;
-  constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
   const DevicePath onThisMachine(path);
-  const Descriptor file(retried([&] { return open(onThisMachine.c_str(), kFlags); }));
+  const Descriptor file(retried([&] { return open(onThisMachine.c_str(), kReadFlags); }));
   struct stat status = {};
   if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
   SecretText text;
-  return readAll(file, text, kSizeLimit) && parseJson(value, text.c_str());
+  return readAll(file, text) && parseJson(value, text.c_str());
 }
 
 const Json::Value &member(const Json::Value &value, const char *name) {

@@ -19,10 +19,7 @@
 namespace kova::platform {
 namespace {
 
-constexpr std::size_t kSizeLimit = std::size_t{16} << 20;
 constexpr int kMostLinks = 40;
-// Opening a FIFO in place of the file does not block, and a terminal does not become the controlling one.
-constexpr int kReadFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 
 int openFailure() {
   return errno == ENOENT || errno == ENOTDIR ? TLIBC_ERR_NOT_FOUND : TLIBC_ERR_OPEN_FAILED;
@@ -30,7 +27,7 @@ int openFailure() {
 
 SecretText textOf(const Descriptor &file) {
   SecretText text;
-  if (readAll(file, text, kSizeLimit)) return text;
+  if (readAll(file, text)) return text;
   throw Failure{errno == EFBIG ? TLIBC_ERR_TOO_LONG : TLIBC_ERR_READ_FAILED};
 }
 
