@@ -51,8 +51,7 @@ KOVA_API int TARVKOVAAccountGet(AccountInfo *info);
  * is above 0; the password never is; nor are empty kovaID, vx_auth_key, kovaIDSerial, full_name, notify_language and
  * critical_version_domain, whose old values stay. Returns 0, or -1 with code 1 (`info` is null), 6 (memory) or 19 (not
  * written, also when a text cannot be kept as one line; the file is then as it was, or the new one when only the final
- * sync to the disk failed). Waits for another writer of the file: on the stand-alone
- * platform for up to 30 seconds.
+ * sync to the disk failed). Waits for another writer of the file, on the stand-alone platform for up to 30 seconds.
  */
 KOVA_API int TARVKOVAAccountSet(const AccountInfo *info);
 
