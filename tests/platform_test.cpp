@@ -40,9 +40,6 @@ class Platform : public DeviceTest {
     char value[256] = "";
     return TLIBCFileGetKeyValue(kFile, key, value, sizeof value, 0) < 0 ? "(failure)" : value;
   }
-  static int logEvent(const char *text = "", const char *other = "") {
-    return TARVLogSet1(2, 1, 0x13A00001, text, other, "", "");
-  }
 };
 
 // ---- Containers and text ----
@@ -115,14 +112,13 @@ TEST_F(Platform, NullIsAFailureNotACrash) {
 
 TEST_F(Platform, EveryKindOfLineIsRead) {
   const std::string begin =
-      "# a=comment\n  spaced \t = \t v 1  \nquoted=\"  in \"side\" \"\nempty=\nbare=x=y\r\nmac=\"1\"\rtwice=\"";
-  const std::string middle = "no separator\n=no key\nopen=\"unclosed\nlone=\"\nnul=1" + std::string("\0\n", 2);
+      "#a=comment\n  spaced \t = \t v 1  \nquoted=\"  in \"side\" \"\nempty=\nbare=x=y\r\nmac=\"1\"\rtwice=\"";
+  const std::string middle = "alone\n=no key\nopen=\"unclosed\nlone=\"\nnul=1" + std::string("\0\n", 2);
   write(kFile, begin + "1\"\n" + middle + "twice=\"2\"\nlast=\"end\"");
   std::string all;
-  for (const char *key : {"spaced", "quoted", "bare", "mac", "twice", "last", "a", "# a", "empty", "no separator", "",
-                          "open", "lone", "nul"})
-    all += get(key) + "|";
-  EXPECT_EQ(all, "v 1  |  in \"side\" |x=y|1|2|end|||||||||");
+  for (const std::string &key : words("spaced quoted bare mac twice last a #a empty alone open lone nul"))
+    all += get(key.c_str()) + "|";
+  EXPECT_EQ(all, "v 1  |  in \"side\" |x=y|1|2|end||||||||");
   EXPECT_LT(TLIBCFileCheckKeyValue("/etc/absent.conf", "twice", "1", 0), 0);
   EXPECT_EQ(TLIBCErrGet(), TLIBC_ERR_NOT_FOUND);
   ASSERT_EQ(set({{"twice", "3"}, {"new", ""}}), 0);
@@ -168,7 +164,7 @@ TEST_F(Platform, WritersAtOnceLoseNoKeys) {
 
 TEST_F(Platform, ALockThatIsNeverGivenUpIsAFailure) {
   write(kFile, keyFile("a=1"));
-  for (const auto update : {+[] { return set({{"a", "2"}}); }, +[] { return logEvent(); }}) {
+  for (const auto update : {+[] { return set({{"a", "2"}}); }, +[] { return TARVLogSet1(2, 1, 1, "", "", "", ""); }}) {
     hooks::reset();
     state().isLocked = true;
     EXPECT_LT(update(), 0);
@@ -233,16 +229,11 @@ TEST_F(Platform, TheCronTableIsWhatCronAccepts) {
   const std::string before = read(kCron);
   EXPECT_TRUE(has(kCron, "\n6 23 * * 0,6 root /bin/a 50\\% --b\n1 2 * * 3 root /bin/other\n")) << before;
   EXPECT_EQ(mode(kCron), fs::perms(0644)) << "cron ignores what others may write";
-  std::vector<TARVSchedule> refused = {{0, 1, 0, 1, 1, 0, "a"},
-                                       {0x80, 1, 0, 1, 1, 0, "a"},
-                                       {1, 24, 0, 24, 1, 0, "a"},
-                                       {1, 2, 0, 1, 1, 0, "a"},
-                                       {1, 1, 0, 1, -1, 0, "a"},
-                                       {1, 1, 0, 1, 60, 0, "a"},
-                                       {1, 1, 0, 1, 1, 0, "a\n* * * * * root evil"},
-                                       {1, 1, 0, 1, 1, 0, "a 50\\% --b"},
-                                       {1, 1, 0, 1, 1, 0, ""}};
-  std::memset(refused.back().command, 'x', sizeof first.command);
+  std::vector<TARVSchedule> refused = {{0, 1, 0, 1, 1, 0, "a"}, {0x80, 1, 0, 1, 1, 0, "a"}, {1, 24, 0, 24, 1, 0, "a"},
+                                       {1, 2, 0, 1, 1, 0, "a"}, {1, 1, 0, 1, -1, 0, "a"},   {1, 1, 0, 1, 60, 0, "a"}};
+  for (const char *command : {"/bin/a\n* * * * * root evil", "/bin/a 50\\% --b"})
+    std::strcpy(refused.emplace_back(first).command, command);
+  std::memset(refused.emplace_back(first).command, 'x', sizeof first.command);
   for (const TARVSchedule &each : refused) EXPECT_NE(TARVScheduleSet(&each, 0), 0) << &each - refused.data();
   EXPECT_EQ(TARVScheduleRemove("/bin/absent"), 0);
   EXPECT_EQ(read(kCron), before);
@@ -252,18 +243,17 @@ TEST_F(Platform, TheCronTableIsWhatCronAccepts) {
 }
 
 TEST_F(Platform, EventsAreJsonWhateverTheyHoldInRegularFiles) {
-  ASSERT_EQ(logEvent("a\"\n\x01\x7F\\", "\xFF\xC3\xBC\xED\xA0\x80"), 0);
+  ASSERT_EQ(TARVLogSet1(2, 1, 1, "a\"\n\x01\x7F\\", "\xFF\xC3\xBC\xED\xA0\x80", "", ""), 0);
   const std::string text = read(kEvents);
-  EXPECT_EQ(parsed(text)["texts"][0], "a\"\n\x01\x7F\\");
-  EXPECT_EQ(parsed(text)["texts"][1], "\uFFFD\u00FC\uFFFD\uFFFD\uFFFD");
+  EXPECT_EQ(parsed(text)["texts"], parsed(R"(["a\"\n\u0001\u007f\\","\ufffd\u00fc\ufffd\ufffd\ufffd","",""])"));
   EXPECT_EQ(text.find_first_of("\x7F\x01\n"), text.size() - 1);
   EXPECT_EQ(mode(kEvents), fs::perms(0600));
   remove(kEvents);
   fs::create_symlink("other", at(kEvents));
-  EXPECT_LT(logEvent(), 0) << "a link is not followed";
+  EXPECT_LT(TARVLogSet1(2, 1, 1, "", "", "", ""), 0) << "a link is not followed";
   remove(kEvents);
   ASSERT_EQ(mkfifo(at(kEvents).c_str(), 0600), 0);
-  EXPECT_LT(logEvent(), 0);
+  EXPECT_LT(TARVLogSet1(2, 1, 1, "", "", "", ""), 0);
 }
 
 TEST_F(Platform, NotificationsNeedTheirCatalogue) {

