@@ -77,7 +77,6 @@ TEST_F(Core, AnAccountIsReadUntilTheFirstMissingKey) {
     EXPECT_TRUE(isWhole ? state().log.empty() : loggedExactly({missing(kProfileKeys[gone])}));
     EXPECT_EQ(std::string(info_->vx_auth_key) + info_->kovaIDSerial + info_->kovaID, gone > 0 ? "key42yes" : "key42");
     EXPECT_EQ(info_->activated, gone > 5 ? 1 : 0);
-    EXPECT_STREQ(info_->critical_version_domain, isWhole ? "yes" : "");
     EXPECT_EQ(info_->last_query_time, isWhole ? 1234567890 : 0);
   }
 }

@@ -121,6 +121,7 @@ TEST_F(Platform, EveryKindOfLineIsRead) {
   EXPECT_EQ(all, "v 1  |  in \"side\" |x=y|1|2|end||||||||");
   EXPECT_LT(TLIBCFileCheckKeyValue("/etc/absent.conf", "twice", "1", 0), 0);
   EXPECT_EQ(TLIBCErrGet(), TLIBC_ERR_NOT_FOUND);
+  EXPECT_LT(TLIBCFileCheckKeyValue("/etc", "twice", "1", 0), 0) << "a directory";
   ASSERT_EQ(set({{"twice", "3"}, {"new", ""}}), 0);
   EXPECT_EQ(read(kFile), begin + "3\"\n" + middle + "last=\"end\"\nnew=\"\"\n");
 }
