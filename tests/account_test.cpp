@@ -3,6 +3,8 @@
 #include <kova/kova.h>
 
 #include <cstdlib>
+#include <functional>
+#include <tuple>
 
 #include "base/json.h"
 #include "support/device.h"
@@ -10,357 +12,304 @@
 namespace {
 
 constexpr char kQuery[] = "action=query&kova_id=4711&auth_key=key-1&serial=1430TST000001";
-constexpr char kUnit[] = "kova_account_query_info";
+constexpr char kUpdate[] = "action=update&kova_id=4711&auth_key=key-1&serial=1430TST000001";
 constexpr std::time_t kNow = 1'800'000'000;
+// What the account file keeps of the profile.
+constexpr char kStored[] =
+    " kovaID=ada@kova.example full_name=Ada country=DE timezone=Europe/Berlin notify_language=ger activated=yes "
+    "disabled=no enews=yes critical_release=no enews_local_promotion=no critical_version_list=b,c "
+    "critical_version_domain=a,b,c last_query_time=";
 
-std::string withMember(const char *name, const Json::Value &value) {
-  Json::Value reply = parsed(kProfile);
-  reply[name] = value;
-  return kova::jsonLine(reply);
+int change(const char *name, const char *mail, const char *password, const char *newPassword) {
+  return TARVKOVAAccountSetInfo(name, mail, password, newPassword, nullptr, nullptr, nullptr, -1, -1, -1, nullptr);
 }
 
+// On a device that is signed in.
 class Session : public DeviceTest {
  protected:
-  Session() { state().now = kNow; }
-  int query(bool force = true) { return TARVKOVAAccountQueryInfo(info_, force, false); }
-  int login(bool checkOnly = false) { return TARVKOVAAccountLogin("ada@kova.example", "s&cret", reply_, checkOnly); }
-  static int change(const char *name, const char *mail, const char *password, const char *newPassword) {
-    return TARVKOVAAccountSetInfo(name, mail, password, newPassword, nullptr, nullptr, nullptr, -1, -1, -1, nullptr);
+  Session() {
+    state().now = kNow;
+    write(kAccountFile, kSignedIn);
   }
-  void expectEvent(const std::string &number, const std::string &account) const {
-    const Json::Value event = parsed(read("/var/log/kova/events.jsonl"));
-    EXPECT_EQ(event["log"], 2);
-    EXPECT_EQ(event["severity"], 1);
-    EXPECT_EQ(event["event"], number);
-    EXPECT_EQ(event["texts"], parsed("[\"" + account + "\",\"\",\"\",\"\"]"));
+  int query(bool force = true) { return TARVKOVAAccountQueryInfo(value_, force, false); }
+  int login(const hooks::Reply &profile = {kProfile}, bool checkOnly = false) {
+    answer({{kKeys}, profile});
+    return TARVKOVAAccountLogin("ada@kova.example", "s&cret", value_, checkOnly);
   }
-  // The time-outs of the requests.
-  static std::string timeouts() {
-    std::string seconds;
-    for (const auto &[option, value] : state().options) seconds += option == CURLOPT_TIMEOUT ? value + " " : "";
-    return seconds;
+  // The last event, without its time.
+  std::string event() const {
+    Json::Value event = parsed(read("/var/log/kova/events.jsonl"));
+    event.removeMember("time");
+    return kova::jsonLine(event);
+  }
+  // The requests: each form and its time-out.
+  static std::string requests() {
+    std::string text;
+    std::size_t attempt = 0;
+    for (const auto &[option, value] : state().options)
+      if (option == CURLOPT_TIMEOUT) text += sent(attempt++) + " " + value + "\n";
+    return text;
   }
 
-  Json::Value info_;
-  Json::Value reply_;
+  Json::Value value_;
 };
 
-TEST_F(Session, ThePasswordCheckSendsTheDigestAndHandsBackTheReply) {
-  const auto authen = [&](const char *email, const char *password, const char *alias, const char *reply) {
-    answer({{reply}});
-    return TARVKOVAAccountAuthen(email, password, alias, reply_);
+TEST_F(Session, OnlyWhatIsGivenIsSentAndNothingOfItIsStored) {
+  const std::string serial = "&serial=1430TST000001", asked = "action=get_history&kova_id=4711&auth_key=key-1" + serial;
+  const std::string ofDevice = serial + "&notify_lang=enu&token=" + expectedToken("1430TST000001");
+  const std::string history = asked + "&language=enu";
+  const auto list = [&](const char *from, const char *to, const char *filters) {
+    const Json::Value lists = parsed(filters);
+    value_ = Json::objectValue;
+    return TARVKOVAAccountPurchaseList("enu", from, to, lists[0], lists[1], lists[2], lists[3], value_);
   };
-  EXPECT_EQ(authen("ada@kova.example", "secret", nullptr, kGood), 0);
-  EXPECT_EQ(sent(), "action=authen&email=ada%40kova.example&passwd=" + expectedMd5("secret") + "&serial=1430TST000001");
-  EXPECT_EQ(authen("a", "", "a&b", R"({"code":"badauth","detail":"no"})"), -1);
-  EXPECT_EQ(sent(), "action=authen&email=a&passwd=" + expectedMd5("") + "&serial=1430TST000001&alias=a%26b");
-  EXPECT_EQ(reply_["detail"], "no") << "also a refusal is handed back";
-  EXPECT_EQ(authen("", "x", "", "{\"code\":"), -1);
-  EXPECT_EQ(reply_["detail"], "no") << "what is not JSON is not handed back";
+  const std::tuple<const char *, std::function<int()>, std::string> cases[] = {
+      {kGood, [&] { return TARVKOVAAccountAuthen("ada@kova.example", "secret", nullptr, value_); },
+       "action=authen&email=ada%40kova.example&passwd=" + expectedMd5("secret") + serial},
+      {kGood, [&] { return TARVKOVAAccountAuthen("a", "", "a&b", value_); },
+       "action=authen&email=a&passwd=" + expectedMd5("") + serial + "&alias=a%26b"},
+      {"good", [] { return change(nullptr, nullptr, nullptr, nullptr); }, kUpdate},
+      {"goodbye", [] { return change("", "e", "p", nullptr); }, kUpdate + std::string("&full_name=&passwd=p&email=e")},
+      // Address and new password count only with the password.
+      {"good", [] { return TARVKOVAAccountSetInfo("A", "e", nullptr, "new", "DE", "ger", "UTC", 0, 1, 5, "v"); },
+       kUpdate + std::string("&full_name=A&country=DE&notify_lang=ger&timezone=UTC&enews=false&critical_release=true"
+                             "&enews_local_promotion=true&critical_version_list=v")},
+      {kGood, TARVKOVAReportInfo,
+       "action=check&kova_id=4711&auth_key=key-1&timezone=Europe%2FBerlin" + serial + "&vx_info="},
+      {"good\n", [] { return TARVKOVAAccountRegister("ada@kova.example", "s&cret", "Ada L\xC3\xB6v", true); },
+       "action=register&email=ada%40kova.example&passwd=s%26cret&full_name=Ada%20L%C3%B6v" + ofDevice +
+           "&timezone=Europe%2FBerlin&critical_release=true"},
+      {kGood, [&] { return list(nullptr, nullptr, "[]"); }, history},
+      {kGood, [&] { return list("2026-01-01", nullptr, "[]"); }, history + "&dates=2026-01-01%2C"},
+      {kGood, [&] { return list(nullptr, "2026-02-01", "[]"); }, history + "&dates=%2C2026-02-01"},
+      {kGood, [&] { return list(nullptr, nullptr, R"([{},"text",7,true])"); }, history},
+      {kGood, [&] { return list("a", "b", R"([["x\u0000y","y z"],[],[5,9.5,"7",true],["p",[1],null]])"); },
+       history + "&dates=a%2Cb&apps=x%2Cy%20z&serials=&prices=5%2C9.5%2C7%2Ctrue&paypals=p%2C%2C"},
+  };
+  const auto before = files();
+  for (const auto &[reply, call, form] : cases) {
+    answer({{reply}});
+    EXPECT_TRUE(ended(call(), 0, 0));
+    EXPECT_EQ(requests(), form + " 120\n");
+    EXPECT_EQ(files(), before);
+  }
+}
+
+TEST_F(Session, RegistrationTellsTheLanguage) {
   write(kDeviceFile, keyFile("custom_serial=MINE serial=F"));
-  EXPECT_EQ(authen("", "x", nullptr, "17"), 0);
-  const std::string form = "&action=authen&email=&passwd=" + expectedMd5("x") + "&serial=MINE";
-  EXPECT_EQ(state().attempts.at(0).form, "vx_sn=MINE&vx_token=" + expectedToken("MINE") + form);
-  EXPECT_EQ(reply_, 17);
+  const std::string own = "vx_sn=MINE&vx_token=" + expectedToken("MINE") + "&action=register&email=&passwd=&full_name=";
+  const std::string rest = "&token=" + expectedToken("MINE") + "&timezone=Europe%2FBerlin&critical_release=false";
+  for (const std::string setting : {"ger", "", "abcdefghijklmnopqrstuvwxyz0123456789"}) {
+    const std::string language = setting.empty() ? "enu" : setting.substr(0, 31);
+    write(kInfoFile, keyFile("timezone=Europe/Berlin language=" + setting));
+    answer({{"good"}});
+    EXPECT_EQ(TARVKOVAAccountRegister("", "", "", false), 0);
+    EXPECT_EQ(state().attempts.at(0).form, own + "&serial=MINE&notify_lang=" + language + rest);
+  }
+}
+
+TEST_F(Session, ThePasswordCheckHandsBackWhatIsJson) {
+  constexpr char kRefusal[] = R"({"code":"badauth","detail":"no"})";
+  for (const auto &[reply, handed] : {std::pair{kRefusal, kRefusal}, {"{\"code\":", kRefusal}, {"17", "17"}}) {
+    answer({{reply}});
+    TARVKOVAAccountAuthen("", "x", nullptr, value_);
+    EXPECT_EQ(value_, parsed(handed)) << reply;
+  }
 }
 
 // ---- Query ----
 
 TEST_F(Session, TheCacheAnswersForTenMinutesEitherWay) {
   for (const std::time_t queried : {kNow - 599, kNow - 600, kNow + 599, kNow + 600, kNow, std::time_t{0}}) {
-    write(kAccountFile, kSignedIn);
-    for (const bool isFirst : {true, false}) {
-      state().now = isFirst ? queried : kNow;
-      answer({{kProfile}});
-      EXPECT_TRUE(ended(query(isFirst), 0, 0));
-    }
+    state().now = queried == 0 ? 300 : kNow;
+    write(kAccountFile, kSignedIn + keyFile(kStored + std::to_string(queried)));
+    answer({{kProfile}});
+    EXPECT_TRUE(ended(query(false), 0, 0));
     EXPECT_EQ(state().attempts.empty(), std::abs(queried - kNow) < 600) << queried - kNow;
   }
-  state().now = 300;
-  write(kAccountFile, kSignedIn);
-  answer({{kProfile}});
-  EXPECT_EQ(query(false), 0);
-  EXPECT_EQ(state().attempts.size(), 1U) << "a profile that was never queried is not fresh";
 }
 
 TEST_F(Session, AQueryHandsOnAndStoresTheReplyAndTheFileAnswersTheNext) {
   write(kAccountFile, kSignedIn + keyFile("other=kept"));
-  answer({{withMember("other", 1)}});
-  info_["mine"] = 1;
+  answer({{std::string(R"({"other":1,)") + (kProfile + 1)}});
+  value_["mine"] = 1;
   EXPECT_TRUE(ended(query(), 0, 0));
   EXPECT_EQ(sent(), kQuery);
-  Json::Value expected = parsed(
-      R"({"mine":1,"auth_key":"key-1","email":"ada@kova.example","full_name":"Ada","country":"DE",)"
-      R"("timezone":"Europe/Berlin","notify_language":"ger","activated":true,"disabled":false,"enews":1,)"
-      R"("critical_release":0,"enews_local_promotion":"yes","critical_version_list":"b,c","critical_version_domain":"a,b,c"})");
-  EXPECT_EQ(info_, expected);
-  EXPECT_EQ(
-      read(kAccountFile),
-      kSignedIn +
-          keyFile(
-              "other=kept kovaID=ada@kova.example full_name=Ada country=DE timezone=Europe/Berlin "
-              "notify_language=ger activated=yes disabled=no enews=yes critical_release=no enews_local_promotion=no "
-              "critical_version_list=b,c critical_version_domain=a,b,c last_query_time=1800000000"));
-  info_ = Json::Value();
+  Json::Value expected = parsed(kProfile);
+  expected.removeMember("code");
+  expected["auth_key"] = "key-1";
+  expected["mine"] = 1;
+  expected["critical_version_list"] = "b,c";
+  expected["critical_version_domain"] = "a,b,c";
+  EXPECT_EQ(value_, expected);
+  EXPECT_EQ(read(kAccountFile), kSignedIn + keyFile("other=kept" + std::string(kStored) + "1800000000"));
+  value_ = Json::Value();
   answer();
   EXPECT_TRUE(ended(query(false), 0, 0));
   for (const char *name : {"mine", "critical_version_list", "critical_version_domain"}) expected.removeMember(name);
   expected["enews"] = true;
   expected["critical_release"] = expected["enews_local_promotion"] = false;
-  EXPECT_EQ(info_, expected) << "text and booleans";
+  EXPECT_EQ(value_, expected) << "text and booleans";
 }
 
 TEST_F(Session, BadauthToTheLetterSignsTheDeviceOut) {
-  write(kAccountFile, kSignedIn);
+  constexpr char kText[] = "Logged out Kova due to authentication failure. kova_id_serial=4711, auth_key=key-1";
   answer({{kBadauth}});
-  EXPECT_TRUE(ended(query(), -1, 3));
-  EXPECT_TRUE(
-      loggedExactly({{kUnit, "Logged out Kova due to authentication failure. kova_id_serial=4711, auth_key=key-1"}}));
-  EXPECT_FALSE(exists(kAccountFile));
-  EXPECT_TRUE(info_.isNull());
+  EXPECT_TRUE(ended(query(), -1, 3, {{"kova_account_query_info", kText}}));
   answer({{kProfile}});
   EXPECT_TRUE(ended(query(), -1, 3));
-  EXPECT_TRUE(state().attempts.empty());
+  EXPECT_TRUE(state().attempts.empty() && value_.isNull() && !exists(kAccountFile));
 }
 
 TEST_F(Session, AHostileProfileNeverAddsAKey) {
-  const Json::Value array(Json::arrayValue), object(Json::objectValue);
-  const auto ask = [&](const char *name, const Json::Value &value) {
+  const auto ask = [&](const std::string &name, const std::string &value) {
+    Json::Value reply = parsed(kProfile);
+    reply[name] = parsed(value);
     write(kAccountFile, kSignedIn);
-    answer({{withMember(name, value), 200, CURLE_OK, 16384}});
+    answer({{kova::jsonLine(reply), 200, CURLE_OK, 16384}});
     EXPECT_EQ(query(), 0);
   };
-  for (const char *name : {"full_name", "country", "email", "timezone", "notify_language"}) {
-    for (const Json::Value &value : {Json::Value("a\nvx_auth_key=\"evil\""),
-                                     {"a\rvx_auth_key=\"evil\""},
-                                     {"a\"b\" = c"},
-                                     {std::string("nul\0nul", 7)},
-                                     {std::string(1 << 20, 'x')},
-                                     array,
-                                     object,
-                                     {7.5}}) {
+  const std::string values[] = {R"("a\nvx_auth_key=\"evil\"")",
+                                R"("a\rvx_auth_key=\"evil\"")",
+                                R"("a\"b\" = c")",
+                                R"("nul\u0000nul")",
+                                '"' + std::string(1 << 20, 'x') + '"',
+                                "[]",
+                                "{}",
+                                "7.5"};
+  for (const std::string &name : words("full_name country email timezone notify_language")) {
+    for (const std::string &value : values) {
       ask(name, value);
-      const bool isRefused = value.isString() && value.asString().find("evil") != std::string::npos;
-      EXPECT_EQ(info_[name], value) << "as received";
+      const bool isRefused = value.find("evil") != std::string::npos;
+      std::vector<LogLine> log = {{"kova_account_query_info", "Failed to update Kova conf, code=19"}};
+      EXPECT_EQ(value_[name], parsed(value)) << "as received";
       EXPECT_EQ(TARVKOVAErrGet(), isRefused ? 19 : 0);
-      EXPECT_EQ(read(kAccountFile).rfind(kSignedIn, 0), 0U);
-      const LogLine refused = {kUnit, "Failed to update Kova conf, code=19"};
-      EXPECT_TRUE(isRefused ? loggedExactly({refused}, kUnit) && read(kAccountFile) == kSignedIn : state().log.empty());
+      EXPECT_TRUE(isRefused ? loggedExactly(log, log[0].first) : loggedExactly({}));
+      EXPECT_TRUE(isRefused ? read(kAccountFile) == kSignedIn : read(kAccountFile).starts_with(kSignedIn));
     }
   }
-  for (const char *name : {"activated", "disabled", "enews", "critical_release", "enews_local_promotion"}) {
-    for (const Json::Value &value : {array, object, Json::Value("yes"), Json::Value(0.5), Json::Value()}) {
+  for (const std::string &name : words("activated disabled enews critical_release enews_local_promotion")) {
+    for (const std::string &value : words("[] {} \"yes\" 0.5 null")) {
       ask(name, value);
-      EXPECT_TRUE(has(kAccountFile, name + std::string(value.isNumeric() ? "=\"yes\"\n" : "=\"no\"\n")));
+      EXPECT_TRUE(has(kAccountFile, keyFile(name + (value == "0.5" ? "=yes" : "=no"))));
     }
   }
   for (const auto &[list, all, critical] :
        {std::tuple{"[true,false]", "0,1", "0"}, {"\"text\"", "", ""}, {"{}", "", ""}}) {
-    ask("critical_version_list", parsed(list));
-    EXPECT_EQ(info_["critical_version_domain"], all);
-    EXPECT_EQ(info_["critical_version_list"], critical);
+    ask("critical_version_list", list);
+    EXPECT_EQ(value_["critical_version_domain"], all);
+    EXPECT_EQ(value_["critical_version_list"], critical);
   }
 }
 
 // ---- Login ----
 
-constexpr char kAsked[] =
-    "action=get_auth_key&type=acnt_pw_apikey&email=ada%40kova.example&passwd=s%26cret&serial=1430TST000001&api_key=";
-constexpr char kMac[] = "&mac=02%3A00%3A00%3A00%3A00%3A01";
-const LogLine kLoggedIn = {"kova_account_login", "Logged in Kova Center as ada@kova.example"};
-
 TEST_F(Session, LoginStoresSchedulesLogsAndRefreshes) {
-  answer({{kKeys}, {kProfile}});
-  EXPECT_TRUE(ended(login(), 0, 0, {kLoggedIn}));
-  EXPECT_EQ(sent(0), kAsked + std::string(kApiKey) + kMac);
-  EXPECT_EQ(sent(1), kQuery);
-  EXPECT_EQ(timeouts(), "120 15 ");
-  EXPECT_EQ(read(kAccountFile).rfind(kSignedIn + keyFile("kovaID=ada@kova.example"), 0), 0U) << "identity first";
-  EXPECT_EQ(reply_["auth_key"], "key-1");
-  expectEvent("0x13A00001", "ada@kova.example");
-  answer({{kKeys}, {kProfile}});
-  ASSERT_EQ(login(), 0);
-  EXPECT_TRUE(has(kCron, " root /usr/tarv/bin/tarvkova --report_info\n"));
-  EXPECT_EQ(read(kCron).find("--report_info"), read(kCron).rfind("--report_info"));
+  const std::string asked =
+      "action=get_auth_key&type=acnt_pw_apikey&email=ada%40kova.example&passwd=s%26cret&serial=1430TST000001&api_key=" +
+      std::string(kApiKey) + "&mac=02%3A00%3A00%3A00%3A00%3A01 120\n";
+  const auto before = files();
+  EXPECT_TRUE(ended(login({kProfile}, true), 0, 0, {}));
+  EXPECT_EQ(requests(), asked);
+  EXPECT_EQ(files(), before) << "it only checked";
+  EXPECT_EQ(value_, parsed(kKeys));
+  remove(kAccountFile);
+  EXPECT_TRUE(ended(login(), 0, 0, {{"kova_account_login", "Logged in Kova Center as ada@kova.example"}}));
+  EXPECT_EQ(requests(), asked + kQuery + " 15\n");
+  EXPECT_TRUE(read(kAccountFile).starts_with(kSignedIn + keyFile("kovaID=ada@kova.example"))) << "identity first";
+  EXPECT_EQ(value_, parsed(kKeys));
+  EXPECT_EQ(event(), R"({"event":"0x13A00001","log":2,"severity":1,"texts":["ada@kova.example","","",""]})");
+  for (const char *file : {kCron, kAccountFile}) remove(file);
+  write(kInfoFile, keyFile("kova_disable_report=yes"));
+  EXPECT_TRUE(ended(login({"", 500}), 0, 4)) << "left by the refresh";
+  EXPECT_FALSE(exists(kCron));
+  EXPECT_EQ(read(kAccountFile), kSignedIn);
 }
 
 TEST_F(Session, TheScheduleIsOneRandomHourAWeek) {
   for (int i = 0; i < 50; ++i) {
-    remove(kCron);
-    answer({{kKeys}, {kProfile}});
     state().now = kNow + i;
     ASSERT_EQ(login(), 0);
     std::srand(static_cast<unsigned>(kNow + i));
     const int day = (std::rand() % 7 + 1) % 7, hour = std::rand() % 24, minute = std::rand() % 60;
     const std::string when = std::to_string(minute) + " " + std::to_string(hour) + " * * " + std::to_string(day);
-    EXPECT_TRUE(has(kCron, "\n" + when + " root ")) << read(kCron);
+    EXPECT_TRUE(has(kCron, "\n" + when + " root /usr/tarv/bin/tarvkova --report_info\n")) << read(kCron);
+    EXPECT_EQ(read(kCron).find("--report_info"), read(kCron).rfind("--report_info"));
   }
-}
-
-TEST_F(Session, ALoginThatOnlyChecksChangesNothingAndADeviceThatDoesNotReportIsNotScheduled) {
-  const auto before = files();
-  answer({{kKeys}});
-  EXPECT_TRUE(ended(login(true), 0, 0, {}));
-  EXPECT_EQ(files(), before);
-  EXPECT_EQ(state().attempts.size(), 1U);
-  EXPECT_EQ(reply_["kova_id"], "4711");
-  write(kInfoFile, keyFile("kova_disable_report=yes"));
-  answer({{kKeys}, {"", 500}});
-  EXPECT_TRUE(ended(login(), 0, 4)) << "left by the refresh";
-  EXPECT_FALSE(exists(kCron));
-  EXPECT_EQ(read(kAccountFile), kSignedIn);
 }
 
 // ---- Logout ----
 
 TEST_F(Session, LogoutSignsOutHereWhateverTheServiceSays) {
+  const LogLine done = {"kova_account_logout", "Logged out Kova"};
   for (const auto &[body, code] :
        {std::pair<std::string, int>{kGood, 0}, {"[]", 0}, {kBadauth, 14}, {R"({"code":{}})", 24}}) {
-    answer({{kKeys}, {kProfile}});
     ASSERT_EQ(login(), 0);
     remove("/var/log/kova");
     answer({{body}});
-    std::vector<LogLine> log = {{"kova_account_logout", "Logged out Kova"}};
-    if (code != 0) log.insert(log.begin(), {"kova_account_logout", "Failed to logout 4711, resp=" + body});
-    EXPECT_TRUE(ended(TARVKOVAAccountLogout(), 0, code, log)) << body;
-    EXPECT_EQ(sent(), "action=destroy&serial=1430TST000001&kova_id=4711&auth_key=key-1");
-    EXPECT_FALSE(exists(kAccountFile)) << body;
-    EXPECT_FALSE(has(kCron, "--report_info")) << body;
-    expectEvent("0x13A00002", "");
+    const LogLine refused = {done.first, "Failed to logout 4711, resp=" + body};
+    EXPECT_TRUE(ended(TARVKOVAAccountLogout(), 0, code, code == 0 ? std::vector{done} : std::vector{refused, done}));
+    EXPECT_EQ(requests(), "action=destroy&serial=1430TST000001&kova_id=4711&auth_key=key-1 120\n");
+    EXPECT_FALSE(exists(kAccountFile) || has(kCron, "--report_info")) << body;
+    EXPECT_EQ(event(), R"({"event":"0x13A00002","log":2,"severity":1,"texts":["","","",""]})");
   }
   write(kAccountFile, kSignedIn);
   answer({{kGood}}, {"TLIBPluginAction"});
   EXPECT_TRUE(ended(TARVKOVAAccountLogout(), 0, 0));
-  EXPECT_TRUE(loggedExactly({{"kova_account_logout", "Logged out Kova"}}, "kova_account_logout"));
+  EXPECT_TRUE(loggedExactly({done}, done.first));
   EXPECT_EQ(read(kAccountFile), kSignedIn) << "a component that could not let go keeps it";
 }
 
-// ---- Update and report ----
-
-constexpr char kUpdate[] = "action=update&kova_id=4711&auth_key=key-1&serial=1430TST000001";
-
-TEST_F(Session, OnlyWhatIsGivenIsSent) {
-  write(kAccountFile, kSignedIn);
-  const auto before = files();
-  answer({{"good"}});
-  EXPECT_TRUE(ended(change(nullptr, nullptr, nullptr, nullptr), 0, 0));
-  EXPECT_EQ(sent(), kUpdate);
-  answer({{"good"}});
-  EXPECT_EQ(TARVKOVAAccountSetInfo("A", "e", nullptr, "new", "DE", "ger", "UTC", 0, 1, 5, "v"), 0);
-  const std::string given =
-      "&full_name=A&country=DE&notify_lang=ger&timezone=UTC&enews=false&critical_release=true"
-      "&enews_local_promotion=true&critical_version_list=v";
-  EXPECT_EQ(sent(), kUpdate + given) << "address and new password count only with the password";
-  answer({{"goodbye"}});
-  EXPECT_EQ(change("", "e", "p", nullptr), 0);
-  EXPECT_EQ(sent(), std::string(kUpdate) + "&full_name=&passwd=p&email=e");
-  EXPECT_EQ(files(), before) << "nothing of it is stored here";
-  answer({{kGood}});
-  EXPECT_TRUE(ended(TARVKOVAReportInfo(), 0, 0));
-  EXPECT_EQ(sent(), "action=check&kova_id=4711&auth_key=key-1&timezone=Europe%2FBerlin&serial=1430TST000001&vx_info=");
-  EXPECT_EQ(files(), before);
-}
+// ---- Update, service check, purchase history ----
 
 TEST_F(Session, AChangedPasswordIsNotified) {
   write("/usr/tarv/share/kova/notifications.conf",
         R"({"KovaPasswordChanged": {"subject": "Changed", "text": "The password of %KOVA_ACCOUNT% was changed."}})");
-  write(kAccountFile, kSignedIn);
   answer({{"good"}, {kProfile}});
   EXPECT_TRUE(ended(change(nullptr, nullptr, "old", "new"), 0, 0));
-  EXPECT_EQ(sent(0), std::string(kUpdate) + "&passwd=old&passwd_new=new&passwd_confirmation=new");
-  EXPECT_EQ(sent(1), kQuery);
-  EXPECT_EQ(timeouts(), "120 15 ");
+  const std::string form = "&passwd=old&passwd_new=new&passwd_confirmation=new 120\n";
+  EXPECT_EQ(requests(), kUpdate + form + kQuery + " 15\n");
   EXPECT_TRUE(has("/var/log/kova/notifications.jsonl", "The password of ada@kova.example was changed."));
 }
 
-// ---- Device services: registration, service check, purchase history ----
-
-class Services : public DeviceTest {
- protected:
-  Services() { write(kAccountFile, kSignedIn); }
-  int list(const char *from = nullptr, const char *to = nullptr, const Json::Value &apps = {},
-           const Json::Value &serials = {}, const Json::Value &prices = {}, const Json::Value &paypals = {}) {
-    return TARVKOVAAccountPurchaseList("enu", from, to, apps, serials, prices, paypals, result_);
-  }
-  Json::Value result_ = Json::Value(Json::objectValue);
-};
-
-TEST_F(Services, RegistrationSendsWhatItIsGiven) {
-  const std::string identity = "&serial=1430TST000001&notify_lang=";
-  const std::string end = "&token=" + expectedToken("1430TST000001") + "&timezone=Europe%2FBerlin&critical_release=";
-  const auto before = files();
-  answer({{"good\n"}});
-  EXPECT_TRUE(ended(TARVKOVAAccountRegister("ada@kova.example", "s&cret", "Ada L\xC3\xB6v", true), 0, 0));
-  EXPECT_EQ(sent(), "action=register&email=ada%40kova.example&passwd=s%26cret&full_name=Ada%20L%C3%B6v" + identity +
-                        "enu" + end + "true");
-  EXPECT_EQ(files(), before);
-  for (const auto &[setting, language] :
-       {std::pair{"ger", "ger"},
-        {"", "enu"},
-        {"abcdefghijklmnopqrstuvwxyz0123456789", "abcdefghijklmnopqrstuvwxyz01234"}}) {
-    write(kInfoFile, std::string("language=\"") + setting + "\"\ntimezone=\"Europe/Berlin\"\n");
-    answer({{"good"}});
-    EXPECT_EQ(TARVKOVAAccountRegister("", "", "", false), 0);
-    EXPECT_EQ(sent(), "action=register&email=&passwd=&full_name=" + identity + language + end + "false");
-  }
-}
-
-TEST_F(Services, ServiceCheckMergesTwoReplies) {
+TEST_F(Session, ServiceCheckMergesTwoReplies) {
   const std::string rest = "&kova_id=47%2611&auth_key=key-1&serial=1430TST000001&vx_info=alias%2Cddns";
-  for (const std::string entries : {"[]", "{}", "\"x\"", "7", "null", "[{}]", "{\"a\":1}"}) {
-    result_ = "replaced";
+  for (const std::string &entries : words(R"([] {} "x" 7 null [{}] {"a":1})")) {
+    value_ = "replaced";
     answer({{R"({"code":"good","alias":"x","ddns":{"a":[1]}})"}, {R"({"code":"good","entries":)" + entries + "}"}});
-    EXPECT_TRUE(ended(TARVKOVAAccountServiceCheck("47&11", "key-1", result_), 0, 0));
-    const bool isHeld = entries == "[{}]" || entries == "{\"a\":1}";
-    EXPECT_EQ(result_,
-              parsed(std::string(R"({"alias":"x","ddns":{"a":[1]},"mcafee":)") + (isHeld ? "true}" : "false}")));
-    EXPECT_EQ(sent(0), "action=check" + rest);
+    EXPECT_TRUE(ended(TARVKOVAAccountServiceCheck("47&11", "key-1", value_), 0, 0));
+    const std::string held = entries == "[{}]" || entries == "{\"a\":1}" ? "true}" : "false}";
+    EXPECT_EQ(kova::jsonLine(value_), R"({"alias":"x","ddns":{"a":[1]},"mcafee":)" + held);
+    EXPECT_EQ(requests(),
+              "action=check" + rest + " 120\naction=get_history" + rest + "&apps=Antivirus%20by%20McAfee 120\n");
     EXPECT_EQ(state().attempts.at(1).url, "https://query.kova.example/api/query.php");
-    EXPECT_EQ(sent(1), "action=get_history" + rest + "&apps=Antivirus%20by%20McAfee");
   }
 }
 
-TEST_F(Services, PurchaseFiltersAreJoined) {
-  const char *const cases[][7] = {{nullptr, nullptr, "null", "null", "null", "null", ""},
-                                  {"2026-01-01", nullptr, "null", "null", "null", "null", "&dates=2026-01-01%2C"},
-                                  {nullptr, "2026-02-01", "null", "null", "null", "null", "&dates=%2C2026-02-01"},
-                                  {"a", "b", R"(["x\u0000y","y z"])", "[]", R"([5,9.5,"7",true])", R"(["p",[1],null])",
-                                   "&dates=a%2Cb&apps=x%2Cy%20z&serials=&prices=5%2C9.5%2C7%2Ctrue&paypals=p%2C%2C"},
-                                  {nullptr, nullptr, "{}", "\"text\"", "7", "true", ""}};
-  for (const auto &[from, to, apps, serials, prices, paypals, filters] : cases) {
-    answer({{kGood}});
-    EXPECT_TRUE(ended(list(from, to, parsed(apps), parsed(serials), parsed(prices), parsed(paypals)), 0, 0));
-    EXPECT_EQ(sent(), "action=get_history&kova_id=4711&auth_key=key-1&serial=1430TST000001&language=enu" +
-                          std::string(filters));
-    EXPECT_EQ(kova::jsonLine(result_), R"({"logs":[],"offset":0,"total":0})");
-  }
-}
-
-TEST_F(Services, PurchaseEntriesAreRenamed) {
-  answer({{R"({"code":"good","entries":[
-    {"create_at":"2026-01-02","app":"A","paypal_id":"p","transaction_id":"t","model":"M","serial":"S","price":5,
-     "pay_status":{"deep":[1]},"more":1},
-    {"price":"9.50","app":["x"]}, {"price":true}, {"price":{}}, {}, 7, null, ["a"], "text",
-    {"price":"free","date":"not the date"}, {"price":"nan"}, {"price":"9,50"}]})"}});
-  EXPECT_EQ(list(), 0);
-  const Json::Value &logs = result_["logs"];
-  ASSERT_EQ(logs.size(), 12U);
-  EXPECT_EQ(logs[0], parsed(R"({"date":"2026-01-02","item":"A","buyer_id":"p","transaction_id":"t","model":"M",
-    "serial":"S","price":5.0,"pay_status":{"deep":[1]}})"));
-  Json::Value log = parsed(R"({"date":null,"item":null,"buyer_id":null,"transaction_id":null,"model":null,
-    "serial":null,"price":0.0,"pay_status":null})");
-  for (Json::ArrayIndex i = 3; i < 12; ++i) EXPECT_EQ(logs[i], log) << i;
-  log["price"] = 1.0;
-  EXPECT_EQ(logs[2], log);
-  log["price"] = 9.5;
-  log["item"][0] = "x";
-  EXPECT_EQ(logs[1], log);
-  EXPECT_EQ(result_["total"], 12U) << "unsigned";
-  EXPECT_EQ(result_["offset"], 0);
-  for (const char *entries : {"{\"a\":1}", "\"x\"", "3", "null"}) {
-    answer({{R"({"code":"account_userid","entries":)" + std::string(entries) + "}"}});
-    EXPECT_EQ(list(), 0);
-    EXPECT_EQ(kova::jsonLine(result_), R"({"logs":[],"offset":0,"total":0})") << entries;
+TEST_F(Session, PurchaseEntriesAreRenamed) {
+  const auto list = [&](const std::string &entries) {
+    value_ = Json::Value(Json::objectValue);
+    answer({{R"({"code":"account_userid","entries":)" + entries + "}"}});
+    EXPECT_EQ(TARVKOVAAccountPurchaseList("enu", nullptr, nullptr, {}, {}, {}, {}, value_), 0);
+  };
+  list(R"([{"create_at":"2026-01-02","app":"A","paypal_id":"p","transaction_id":"t","model":"M","serial":"S","price":5,
+            "pay_status":{"deep":[1]},"more":1},
+           {"price":"free","date":"not the date"}, {"price":"9.50","app":["x"]}, {"price":true}, {"price":{}}, {}, 7,
+           null, ["a"], "text", {"price":"nan"}, {"price":"9,50"}])");
+  std::string prices;
+  for (const Json::Value &log : value_["logs"])
+    prices += kova::jsonLine(log["price"]) + kova::jsonLine(log["item"]) + " ";
+  EXPECT_EQ(prices,
+            "5.0\"A\" 0.0null 9.5[\"x\"] 1.0null 0.0null 0.0null 0.0null 0.0null 0.0null 0.0null 0.0null 0.0null ");
+  value_["logs"].resize(2);
+  EXPECT_EQ(
+      kova::jsonLine(value_),
+      R"({"logs":[{"buyer_id":"p","date":"2026-01-02","item":"A","model":"M","pay_status":{"deep":[1]},"price":5.0,)"
+      R"("serial":"S","transaction_id":"t"},{"buyer_id":null,"date":null,"item":null,"model":null,)"
+      R"("pay_status":null,"price":0.0,"serial":null,"transaction_id":null}],"offset":0,"total":12})");
+  for (const char *entries : {R"({"a":1})", "\"x\"", "null"}) {
+    list(entries);
+    EXPECT_EQ(kova::jsonLine(value_), R"({"logs":[],"offset":0,"total":0})") << entries;
   }
 }
 
