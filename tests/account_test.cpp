@@ -55,9 +55,9 @@ class Session : public DeviceTest {
 };
 
 TEST_F(Session, OnlyWhatIsGivenIsSentAndNothingOfItIsStored) {
-  const std::string serial = "&serial=1430TST000001", asked = "action=get_history&kova_id=4711&auth_key=key-1" + serial;
+  const std::string serial = "&serial=1430TST000001";
   const std::string ofDevice = serial + "&notify_lang=enu&token=" + expectedToken("1430TST000001");
-  const std::string history = asked + "&language=enu";
+  const std::string history = "action=get_history&kova_id=4711&auth_key=key-1" + serial + "&language=enu";
   const auto list = [&](const char *from, const char *to, const char *filters) {
     const Json::Value lists = parsed(filters);
     value_ = Json::objectValue;
