@@ -32,7 +32,7 @@ void kova::cli::writeMessage(const std::string &message) {
 
 void fuzz(FuzzDevice &device, const std::string &input) {
   const Texts parts = split(input, '\f', 3);
-  Texts arguments = split("program\n" + parts[0], '\n');
+  Texts arguments = split("program " + parts[0], ' ');
   std::vector<char *> argv;
   for (std::string &argument : arguments) argv.push_back(argument.data());
   // Without a controlling terminal, passwords are read from standard input.

@@ -9,35 +9,23 @@
 
 namespace {
 
-class Live : public DeviceTest {
- protected:
-  void makeDevice(const Center &center) {
-    center.command("device " + root_.path().string() + " --force --serial 1430TST000001");
-    center.command("account add ada@kova.example --name Ada --language enu", "secret");
-    state().log.clear();
-  }
-  static bool logged(const std::string &text) {
-    return testing::PrintToString(state().log).find(text) != std::string::npos;
-  }
-  static int authen() {
-    Json::Value reply;
-    return TARVKOVAAccountAuthen("ada@kova.example", "secret", nullptr, reply);
-  }
-};
+class Live : public DeviceTest {};
 
 // What the service does in place of answering, and the error code and a log line of the login that meets it.
 struct Misbehaviour {
-  std::string fault;
+  std::string fault;  // or, behind "@", the body of its reply
   int32_t code;
   std::string log;
-  std::string body = "";     // in place of a fault
   std::string service = "";  // how the service was started
 };
 
 std::vector<Misbehaviour> misbehaviours(const std::string &refused, const std::string &done) {
   const std::string again = "https://account.kova.example/dnsauth.php", perform = "Failed to curl perform, code=";
-  const std::string keys = R"({"code":"good","kova_id":"1","auth_key":"k")", nul(1, '\0');
+  const std::string keys = R"(@{"code":"good","kova_id":"1","auth_key":"k")", nul(1, '\0');
   std::vector<Misbehaviour> rows = {
+      {"", 4, perform + "60,", "--certificate expired"},
+      {"", 4, perform + "60,", "--certificate wrong-name"},
+      {"", 4, perform + "60,", "--certificate self-signed"},
       {"status 500", 4, "httpResponseCode=500"},
       {"body ''", 4, "Failed to get response"},
       {"redirect 302 " + again, 1, refused},  // it becomes a GET without parameters
@@ -45,64 +33,60 @@ std::vector<Misbehaviour> misbehaviours(const std::string &refused, const std::s
       {"redirect 307 http://127.0.0.1:9/", 4, perform + "1,"},  // a redirect never leaves https
       {"--count 30 redirect 307 " + again, 0, done},
       {"--count 31 redirect 307 " + again, 4, perform + "47,"},
-      {"", 4, perform + "23,", std::string((64 << 20) + 1, ' ')},
+      {"@" + std::string((64 << 20) + 1, ' '), 4, perform + "23,"},
       {"cut", 4, perform + "18,"},
       {"reset", 4, perform},
       {"garbage", 4, perform + "1,"},
       {"drip 1", 0, done},
       {"delay 10", 0, done},
-      {"", 2, "Failed to parse json: ", std::string(1000000, '[')},
-      {"", 24, refused, keys + ",\"code\":\"" + std::string(1 << 20, 'x') + "\"}"},
-      {"", 3, done, keys + "}" + nul + "{"},  // the text ends there, and the key does not work
-      {"", 19, "TLIBCFileSetKeys() failed", keys + R"(,"kova_id":"4\nkovaPW=\"x"})"},
+      {"@" + std::string(1000000, '['), 2, "Failed to parse json: "},
+      {keys + ",\"code\":\"" + std::string(1 << 20, 'x') + "\"}", 24, refused},
+      {keys + "}" + nul + "{", 3, done},  // the text ends there, and the key does not work
+      {keys + R"(,"kova_id":"4\nkovaPW=\"x"})", 19, "TLIBCFileSetKeys() failed"},
   };
   // The refresh that follows has no key that works.
-  for (const char *value : {"7", "0.5", "true", "null", "[\"good\"]", "{\"good\":1}", "\"\""})
-    rows.push_back({"", 3, done, keys + ",\"kova_id\":" + value + ",\"auth_key\":" + value + "}"});
-  for (const char *kind : {"expired", "wrong-name", "self-signed"})
-    rows.push_back({"", 4, perform + "60,", "", std::string("--certificate ") + kind});
+  for (const std::string &value : words(R"(7 0.5 true null ["good"] {"good":1} "")"))
+    rows.push_back({keys + ",\"kova_id\":" + value + ",\"auth_key\":" + value + "}", 3, done});
   return rows;
 }
 
 TEST_F(Live, MisbehaviourEndsInAFailureOrIsSurvived) {
   const std::string done = "Logged in Kova Center as ada@kova.example";
-  std::unique_ptr<Center> center;
-  std::string service = "none";
-  for (const Misbehaviour &row : misbehaviours("Failed to login ada@kova.example, resp=", done)) {
-    SCOPED_TRACE(row.service + row.fault + row.body.substr(0, 100));
-    if (row.service != service) {
-      center.reset();
-      center = std::make_unique<Center>(service = row.service);
-      makeDevice(*center);
-    }
-    const std::string file = center->state() + "/body";
-    writeFile(file, row.body);
-    if (!row.body.empty()) center->command("fault add body @" + file);
-    if (!row.fault.empty()) center->command("fault add " + row.fault);
+  const auto login = [&](int32_t code, const std::string &log) {
     write(kAccountFile, kSignedIn);
     const auto before = files();
     state().log.clear();
     Json::Value reply = "mine";
-    EXPECT_TRUE(
-        ended(TARVKOVAAccountLogin("ada@kova.example", "secret", reply, false), row.log == done ? 0 : -1, row.code));
-    EXPECT_TRUE(logged(row.log)) << testing::PrintToString(state().log).substr(0, 1000);
-    EXPECT_TRUE(row.log == done || files() == before);
+    const int result = TARVKOVAAccountLogin("ada@kova.example", "secret", reply, false);
+    EXPECT_TRUE(ended(result, log == done ? 0 : -1, code));
+    const std::string logged = testing::PrintToString(state().log);
+    EXPECT_NE(logged.find(log), std::string::npos) << logged.substr(0, 1000);
+    EXPECT_TRUE(log == done || files() == before);
+  };
+  std::unique_ptr<Center> center;
+  std::string started = "not";
+  for (const auto &[fault, code, log, service] : misbehaviours("Failed to login ada@kova.example, resp=", done)) {
+    SCOPED_TRACE(service + fault.substr(0, 100));
+    if (service != started) {
+      center.reset();
+      center = std::make_unique<Center>(started = service);
+      center->command("device " + root_.path().string() + " --force --serial 1430TST000001");
+      center->command("account add ada@kova.example --name Ada --language enu", "secret");
+    }
+    const std::string file = center->state() + "/body";
+    writeFile(file, fault.substr(fault.empty() ? 0 : 1));
+    if (!fault.empty()) center->command("fault add " + (fault[0] == '@' ? "body @" + file : fault));
+    login(code, log);
   }
-  center.reset();
-  center = std::make_unique<Center>();
-  makeDevice(*center);
   for (const std::string environment : {"test", "test2", "dev"}) {
     write("/etc.defaults/tarvinfo.conf", keyFile("tarvpkg_server=" + environment));
-    EXPECT_TRUE(ended(authen(), 0, 0)) << environment;
-    EXPECT_EQ(center->journal().back()["host"], "account-test.kova.example");
+    login(0, done);
+    EXPECT_EQ(center->journal().back()["host"], "account-test.kova.example") << environment;
   }
   remove("/etc/ssl/certs/ca-certificates.crt");
-  state().log.clear();
-  EXPECT_TRUE(ended(authen(), -1, 4) && logged("code=60,")) << "an authority that the device does not trust";
+  login(4, "code=60,");                            // an authority that the device does not trust
   setenv("https_proxy", "http://127.0.0.1:9", 1);  // where nobody listens
-  state().log.clear();
-  EXPECT_TRUE(ended(authen(), -1, 4));
-  EXPECT_TRUE(logged("Failed to curl perform, code=7,"));
+  login(4, "Failed to curl perform, code=7,");
 }
 
 // What the service's commands print, in an empty directory beside the running service.
@@ -137,8 +121,7 @@ TEST_F(Live, TheServicesCommandsHoldAgainstOthers) {
   };
   for (const auto &[script, printed] : scripts) {
     write("/script", functions + script);
-    [[maybe_unused]] const int status =
-        std::system(("cd " + root_.path().string() + "; bash script >out 2>&1").c_str());
+    EXPECT_NE(std::system(("cd " + root_.path().string() + "; bash script >out 2>&1").c_str()), -1);
     EXPECT_EQ(read("/out"), printed) << script;
   }
 }
