@@ -3,6 +3,7 @@
 #include <kova/kova.h>
 
 #include <memory>
+#include <tuple>
 
 #include "support/center.h"
 #include "support/device.h"
@@ -11,61 +12,51 @@ namespace {
 
 class Live : public DeviceTest {};
 
-// What the service does in place of answering, and the error code and a log line of the login that meets it.
-struct Misbehaviour {
-  std::string fault;  // or, behind "@", the body of its reply
-  int32_t code;
-  std::string log;
-  std::string service = "";  // how the service was started
-};
-
-std::vector<Misbehaviour> misbehaviours(const std::string &refused, const std::string &done) {
+TEST_F(Live, MisbehaviourEndsInAFailureOrIsSurvived) {
+  const std::string done = "Logged in Kova Center as ada@kova.example",
+                    refused = "Failed to login ada@kova.example, resp=";
   const std::string again = "https://account.kova.example/dnsauth.php", perform = "Failed to curl perform, code=";
   const std::string keys = R"(@{"code":"good","kova_id":"1","auth_key":"k")", nul(1, '\0');
-  std::vector<Misbehaviour> rows = {
-      {"", 4, perform + "60,", "--certificate expired"},
-      {"", 4, perform + "60,", "--certificate wrong-name"},
-      {"", 4, perform + "60,", "--certificate self-signed"},
-      {"status 500", 4, "httpResponseCode=500"},
-      {"body ''", 4, "Failed to get response"},
-      {"redirect 302 " + again, 1, refused},  // it becomes a GET without parameters
-      {"redirect 302 https://elsewhere.example/", 4, perform + "56,"},
-      {"redirect 307 http://127.0.0.1:9/", 4, perform + "1,"},  // a redirect never leaves https
-      {"--count 30 redirect 307 " + again, 0, done},
-      {"--count 31 redirect 307 " + again, 4, perform + "47,"},
-      {"@" + std::string((64 << 20) + 1, ' '), 4, perform + "23,"},
-      {"cut", 4, perform + "18,"},
-      {"reset", 4, perform},
-      {"garbage", 4, perform + "1,"},
-      {"drip 1", 0, done},
-      {"delay 10", 0, done},
-      {"@" + std::string(1000000, '['), 2, "Failed to parse json: "},
-      {keys + ",\"code\":\"" + std::string(1 << 20, 'x') + "\"}", 24, refused},
-      {keys + "}" + nul + "{", 3, done},  // the text ends there, and the key does not work
-      {keys + R"(,"kova_id":"4\nkovaPW=\"x"})", 19, "TLIBCFileSetKeys() failed"},
+  // How the service was started, what it does in place of answering (or, behind "@", the body of its reply), and the
+  // error code and a log line of the login that meets it.
+  std::vector<std::tuple<std::string, std::string, int32_t, std::string>> cases = {
+      {"--certificate expired", "", 4, perform + "60,"},
+      {"--certificate wrong-name", "", 4, perform + "60,"},
+      {"--certificate self-signed", "", 4, perform + "60,"},
+      {"", "status 500", 4, "httpResponseCode=500"},
+      {"", "body ''", 4, "Failed to get response"},
+      {"", "redirect 302 " + again, 1, refused},  // it becomes a GET without parameters
+      {"", "redirect 302 https://elsewhere.example/", 4, perform + "56,"},
+      {"", "redirect 307 http://127.0.0.1:9/", 4, perform + "1,"},  // a redirect never leaves https
+      {"", "--count 30 redirect 307 " + again, 0, done},
+      {"", "--count 31 redirect 307 " + again, 4, perform + "47,"},
+      {"", "@" + std::string((64 << 20) + 1, ' '), 4, perform + "23,"},
+      {"", "cut", 4, perform + "18,"},
+      {"", "reset", 4, perform},
+      {"", "garbage", 4, perform + "1,"},
+      {"", "drip 1", 0, done},
+      {"", "delay 10", 0, done},
+      {"", "@" + std::string(1000000, '['), 2, "Failed to parse json: "},
+      {"", keys + ",\"code\":\"" + std::string(1 << 20, 'x') + "\"}", 24, refused},
+      {"", keys + "}" + nul + "{", 3, done},  // the text ends there, and the key does not work
+      {"", keys + R"(,"kova_id":"4\nkovaPW=\"x"})", 19, "TLIBCFileSetKeys() failed"},
   };
   // The refresh that follows has no key that works.
   for (const std::string &value : words(R"(7 0.5 true null ["good"] {"good":1} "")"))
-    rows.push_back({keys + ",\"kova_id\":" + value + ",\"auth_key\":" + value + "}", 3, done});
-  return rows;
-}
-
-TEST_F(Live, MisbehaviourEndsInAFailureOrIsSurvived) {
-  const std::string done = "Logged in Kova Center as ada@kova.example";
+    cases.emplace_back("", keys + ",\"kova_id\":" + value + ",\"auth_key\":" + value + "}", 3, done);
   const auto login = [&](int32_t code, const std::string &log) {
     write(kAccountFile, kSignedIn);
     const auto before = files();
     state().log.clear();
     Json::Value reply = "mine";
-    const int result = TARVKOVAAccountLogin("ada@kova.example", "secret", reply, false);
-    EXPECT_TRUE(ended(result, log == done ? 0 : -1, code));
+    EXPECT_TRUE(ended(TARVKOVAAccountLogin("ada@kova.example", "secret", reply, false), log == done ? 0 : -1, code));
     const std::string logged = testing::PrintToString(state().log);
     EXPECT_NE(logged.find(log), std::string::npos) << logged.substr(0, 1000);
     EXPECT_TRUE(log == done || files() == before);
   };
   std::unique_ptr<Center> center;
   std::string started = "not";
-  for (const auto &[fault, code, log, service] : misbehaviours("Failed to login ada@kova.example, resp=", done)) {
+  for (const auto &[service, fault, code, log] : cases) {
     SCOPED_TRACE(service + fault.substr(0, 100));
     if (service != started) {
       center.reset();

@@ -4,6 +4,6 @@
 
 int main() {
   Json::Value reply;
-  return TARVKOVAAccountAuthen(nullptr, "", nullptr, reply) == -1 && TARVKOVAErrGet() == KOVA_ERR_BAD_PARAMETERS ? 0
-                                                                                                                 : 1;
+  const int result = TARVKOVAAccountAuthen(nullptr, "", nullptr, reply);
+  return result == -1 && TARVKOVAErrGet() == KOVA_ERR_BAD_PARAMETERS ? 0 : 1;
 }
