@@ -50,7 +50,6 @@ class Session : public DeviceTest {
 
 TEST_F(Session, OnlyWhatIsGivenIsSentAndNothingOfItIsStored) {
   const std::string serial = "&serial=1430TST000001", account = "&kova_id=4711&auth_key=key-1";
-  const std::string ofDevice = serial + "&notify_lang=enu&token=" + expectedToken("1430TST000001") + "&timezone=";
   const std::string update = "update" + account + serial, history = "get_history" + account + serial + "&language=enu";
   const auto authen = [&](auto... arguments) { return TARVKOVAAccountAuthen(arguments..., value_); };
   const auto list = [&](const char *from, const char *to, const char *filters) {
@@ -69,8 +68,6 @@ TEST_F(Session, OnlyWhatIsGivenIsSentAndNothingOfItIsStored) {
        update + "&full_name=A&country=DE&notify_lang=ger&timezone=UTC&enews=false&critical_release=true"
                 "&enews_local_promotion=true&critical_version_list=v"},
       {kGood, TARVKOVAReportInfo, "check" + account + "&timezone=Europe%2FBerlin" + serial + "&vx_info="},
-      {"good\n", [] { return TARVKOVAAccountRegister("a@b", "s&c", "L\xC3\xB6v e", true); },
-       "register&email=a%40b&passwd=s%26c&full_name=L%C3%B6v%20e" + ofDevice + "Europe%2FBerlin&critical_release=true"},
       {kGood, [&] { return list(nullptr, nullptr, "[]"); }, history},
       {kGood, [&] { return list("2026-01-01", nullptr, "[]"); }, history + "&dates=2026-01-01%2C"},
       {kGood, [&] { return list(nullptr, "2026-02-01", "[]"); }, history + "&dates=%2C2026-02-01"},
@@ -89,14 +86,18 @@ TEST_F(Session, OnlyWhatIsGivenIsSentAndNothingOfItIsStored) {
 
 TEST_F(Session, RegistrationTellsTheLanguage) {
   write(kDeviceFile, keyFile("custom_serial=MINE serial=F"));
-  const std::string own = "vx_sn=MINE&vx_token=" + expectedToken("MINE") + "&action=register&email=&passwd=&full_name=";
-  const std::string rest = "&token=" + expectedToken("MINE") + "&timezone=Europe%2FBerlin&critical_release=false";
+  const std::string identity = "vx_sn=MINE&vx_token=" + expectedToken("MINE") + "&action=register&email=a%40b";
+  const std::string rest = "&token=" + expectedToken("MINE") + "&timezone=Europe%2FBerlin&critical_release=";
   for (const std::string setting : {"ger", "", "abcdefghijklmnopqrstuvwxyz0123456789"}) {
-    const std::string language = setting.empty() ? "enu" : setting.substr(0, 31);
+    const std::string language = setting.empty() ? "enu" : setting.substr(0, 31),
+                      isCritical = setting.empty() ? "true" : "false";
     write(kInfoFile, keyFile("timezone=Europe/Berlin language=" + setting));
-    answer({{"good"}});
-    EXPECT_EQ(TARVKOVAAccountRegister("", "", "", false), 0);
-    EXPECT_EQ(state().attempts.at(0).form, own + "&serial=MINE&notify_lang=" + language + rest);
+    const auto before = files();
+    answer({{"good\n"}});
+    EXPECT_TRUE(ended(TARVKOVAAccountRegister("a@b", "s&c", "L\xC3\xB6v e", setting.empty()), 0, 0));
+    EXPECT_EQ(state().attempts.at(0).form, identity + "&passwd=s%26c&full_name=L%C3%B6v%20e&serial=MINE&notify_lang=" +
+                                               language + rest + isCritical);
+    EXPECT_EQ(files(), before);
   }
 }
 

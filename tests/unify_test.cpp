@@ -14,7 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kTool[] = "/usr/tarv/sbin/tarvddnsinfo";
-constexpr char kHooks[] = "/usr/tarv/tarvkova/unify/";
+constexpr char kHook[] = "/usr/tarv/tarvkova/unify/hook";
 constexpr char kUnified[] = "kova_account_is_unified";
 
 std::string relay(const std::string &account, const std::string &alias = "alias") {
@@ -29,6 +29,8 @@ class Unify : public DeviceTest {
  protected:
   Unify() {
     use();
+    // Records the list that it was given, and fails.
+    writeProgram(kHook, "#!/bin/sh\necho \"hook:$#:$KOVA_ABANDON_LIST\" >> $KOVA_DEVICE_ROOT/ran\nexit 7\n");
     writeProgram("/usr/tarv/etc/rc.d/ddns", "#!/bin/sh\necho \"$@\" > $KOVA_DEVICE_ROOT/restarted\n");
     answer();
   }
@@ -38,11 +40,6 @@ class Unify : public DeviceTest {
     if (!packages.empty()) write(kAccountFile, keyFile("kovaPW=secret kovaID=" + packages));
     write(kRelay, relay);
     if (!tool.empty()) writeProgram(kTool, tool);
-  }
-  // Installs a hook that records its name and the list that it was given.
-  void addHook(const std::string &name, const std::string &end = "") {
-    const std::string record = "echo \"" + name + ":$#:$KOVA_ABANDON_LIST\" >> $KOVA_DEVICE_ROOT/ran\n";
-    writeProgram(kHooks + name, "#!/bin/sh\n" + record + end + "\n");
   }
   std::string ran() {
     const std::string lines = read("/ran");
@@ -78,7 +75,6 @@ TEST_F(Unify, TheScanGroupsServicesByAccount) {
       {"A", relay("A", ""), "#!/bin/sh\nprintf A\n", "A" + package + "{farlink=}{ddns=A}"},
       {"", "", "", unopened},
       {"", "", "#!/nowhere/interpreter\n", unopened},
-      {"", "", "#!/bin/sh\nexit 3\n", ""},
       {"", "", "#!/bin/sh\n[ $1 = --get-tarv-account ] && echo a\n", ""},
       {"", "", "#!/bin/sh\n[ $1 = --get-tarv-account ] || touch $KOVA_DEVICE_ROOT/asked\n", ""},
       {"", "", "#!/bin/sh\n[ $# = 1 ] && printf 'a b'\nexit 9\n", "a b{ddns=a b}"},
@@ -139,13 +135,12 @@ TEST_F(Unify, AMarkedDeviceIsNotScannedAndOneWithoutAccountsIsMarked) {
 TEST_F(Unify, OneAccountIsSignedInToByApiKey) {
   const hooks::Reply keys = {R"({"code":"good","kova_id":4711,"auth_key":"key-1"})"};  // a number reads as text
   const LogLine done = {kUnified, "Logged in Kova as ada@kova.example"};
-  const std::string asked =
-      "action=get_auth_key&type=acnt_apikey&email=ada%40kova.example&serial=1430TST000001&api_key=";
+  const std::string ask = "action=get_auth_key&type=acnt_apikey&email=ada%40kova.example&serial=1430TST000001&api_key=";
   const std::string mac = "&mac=02%3A00%3A00%3A00%3A00%3A01";
   use("", relay("ada@kova.example"));
   answer({keys});
   EXPECT_TRUE(ended(TARVKOVAAccountIsUnified(accounts_), 0, 0, {done}));
-  EXPECT_EQ(sent(), asked + kApiKey + mac);
+  EXPECT_EQ(sent(), ask + kApiKey + mac);
   EXPECT_EQ(read(kAccountFile), kSignedIn);
   EXPECT_TRUE(isMarked() && has("/var/log/kova/events.jsonl", "0x13A00001"));
   EXPECT_FALSE(exists(kCron)) << "only the sign-in with a password schedules";
@@ -156,7 +151,7 @@ TEST_F(Unify, OneAccountIsSignedInToByApiKey) {
   EXPECT_TRUE(ended(TARVKOVAAccountIsUnified(accounts_), 0, 19)) << "the outcome stands without the mark";
   const LogLine unmarked = {kUnified, "Failed to update kova_unified in /etc/tarvinfo.conf[0x0ABC]"};
   EXPECT_TRUE(loggedExactly({{kUnified, "ApiKey not found. Register new one."}, done, unmarked}));
-  EXPECT_EQ(sent(1), asked + read("/var/lib/kova/apikey").substr(0, 64) + mac) << "with the new key";
+  EXPECT_EQ(sent(1), ask + read("/var/lib/kova/apikey").substr(0, 64) + mac) << "with the new key";
 }
 
 // ---- Abandoning ----
@@ -164,9 +159,8 @@ TEST_F(Unify, OneAccountIsSignedInToByApiKey) {
 TEST_F(Unify, OnlyTheServicesOfTheseAccountsAreTold) {
   use("", relay("B"), ddns("A"));
   // A hook that fails does not keep the other, which a link names, from running.
-  addHook("hook", "exit 7");
-  fs::copy_file(at(kHooks) / "hook", at("/target"));
-  fs::create_symlink(at("/target"), at(kHooks) / "link");
+  fs::copy_file(at(kHook), at("/target"));
+  fs::create_symlink(at("/target"), at(kHook) += "-link");
   const auto abandon = [&](const char *accounts) {
     answer();
     setenv("KOVA_ABANDON_LIST", "mine", 1);
@@ -182,9 +176,9 @@ TEST_F(Unify, OnlyTheServicesOfTheseAccountsAreTold) {
     EXPECT_TRUE(ended(abandon(accounts), 0, 3, {})) << "left by the scan";
     EXPECT_EQ(ran(), told + told) << accounts;
   }
-  remove(kHooks);
+  fs::remove_all(at(kHook).parent_path());
   EXPECT_EQ(abandon("null"), 0) << "no directory, nothing to run";
-  writeFile(root_.path() / "usr/tarv/tarvkova/unify", "a file");
+  writeFile(at(kHook).parent_path(), "a file");
   EXPECT_EQ(abandon("null"), -1);
 }
 
@@ -193,7 +187,6 @@ TEST_F(Unify, OnlyTheServicesOfTheseAccountsAreTold) {
 TEST_F(Unify, MigrationMergesAbandonsRestartsAndMarks) {
   const auto migrate = [](const char *list) { return TARVKOVAAccountMigrate("ada", "s&cret", parsed(list)); };
   use("ada", relay("bob"), ddns("eve"));
-  addHook("hook");
   answer({{"good"}});
   EXPECT_TRUE(ended(migrate(R"([{"email":"bob","passwd":"b"},{"email":"x@y","passwd":7,"more":1}])"), 0, 0, {}));
   EXPECT_EQ(sent(),
