@@ -57,9 +57,8 @@ void notify(const FuzzDevice &device, const char *name, const char *value, const
   TLIBCSzHashSetValue(parameters.get(), "%KOVA_ACCOUNT%", value);
   TARVSysNotifySendNotifiction(name, parameters.get());
   for (const char *log : {"/var/log/kova/events.jsonl", "/var/log/kova/notifications.jsonl"}) {
-    for (const std::string &line : split(device.read(log), '\n')) {
+    for (const std::string &line : split(device.read(log), '\n'))
       check(kova::parseJsonObject(line) && std::ranges::all_of(line, [](char c) { return c >= ' ' && c <= '~'; }));
-    }
   }
 }
 

@@ -20,18 +20,16 @@ bool succeeds(const FuzzDevice &device, const std::map<std::string, std::string>
   hooks::state().options.clear();
   const bool isSuccess = operation() == 0;
   check(!exists(device.at("/etc/kova.conf")) || TLIBCFileCheckKeyValue("/etc/kova.conf", "other", "kept", 0) == 1);
-  for (const auto &[name, value] : parameters) {
+  for (const auto &[name, value] : parameters)
     check(kova::center::Form(hooks::state().attempts.at(0).form).need(name) == value);
-  }
   return isSuccess;
 }
 
 // The types of the services of these accounts, as the hooks are told of them.
 std::string servicesOf(const Json::Value &accounts) {
   std::string types;
-  for (const Json::Value &account : accounts) {
+  for (const Json::Value &account : accounts)
     for (const Json::Value &service : account["services"]) types += "," + service["type"].asString();
-  }
   return types.erase(0, 1);
 }
 
@@ -72,8 +70,7 @@ void fuzz(FuzzDevice &device, const std::string &input) {
   hooks::state().replies = {{"good"}};
   if (TARVKOVAAccountMigrate(c, "secret", merged) < 0) return;
   value.removeMember(c);
-  for (const Json::Value &account : merged) {
+  for (const Json::Value &account : merged)
     value.removeMember(account["email"].isConvertibleTo(Json::stringValue) ? account["email"].asString() : "");
-  }
   check(device.abandoned == servicesOf(value));
 }

@@ -86,17 +86,17 @@ TEST_F(Session, OnlyWhatIsGivenIsSentAndNothingOfItIsStored) {
 
 TEST_F(Session, RegistrationTellsTheLanguage) {
   write(kDeviceFile, keyFile("custom_serial=MINE serial=F"));
-  const std::string identity = "vx_sn=MINE&vx_token=" + expectedToken("MINE") + "&action=register&email=a%40b";
-  const std::string rest = "&token=" + expectedToken("MINE") + "&timezone=Europe%2FBerlin&critical_release=";
+  const std::string token = expectedToken("MINE");
+  const std::string identity = "vx_sn=MINE&vx_token=" + token + "&action=register&email=a%40b&passwd=s%26c";
+  const std::string rest = "&token=" + token + "&timezone=Europe%2FBerlin&critical_release=";
   for (const std::string setting : {"ger", "", "abcdefghijklmnopqrstuvwxyz0123456789"}) {
-    const std::string language = setting.empty() ? "enu" : setting.substr(0, 31),
-                      isCritical = setting.empty() ? "true" : "false";
+    const bool isUnset = setting.empty();
+    const std::string tells = (isUnset ? "enu" : setting.substr(0, 31)) + rest + (isUnset ? "true" : "false");
     write(kInfoFile, keyFile("timezone=Europe/Berlin language=" + setting));
     const auto before = files();
     answer({{"good\n"}});
-    EXPECT_TRUE(ended(TARVKOVAAccountRegister("a@b", "s&c", "L\xC3\xB6v e", setting.empty()), 0, 0));
-    EXPECT_EQ(state().attempts.at(0).form, identity + "&passwd=s%26c&full_name=L%C3%B6v%20e&serial=MINE&notify_lang=" +
-                                               language + rest + isCritical);
+    EXPECT_TRUE(ended(TARVKOVAAccountRegister("a@b", "s&c", "L\xC3\xB6v e", isUnset), 0, 0));
+    EXPECT_EQ(state().attempts.at(0).form, identity + "&full_name=L%C3%B6v%20e&serial=MINE&notify_lang=" + tells);
     EXPECT_EQ(files(), before);
   }
 }
@@ -207,7 +207,7 @@ TEST_F(Session, LoginStoresSchedulesLogsAndRefreshes) {
   for (const char *file : {kCron, kAccountFile}) remove(file);
   write(kInfoFile, keyFile("kova_disable_report=yes"));
   EXPECT_TRUE(ended(login({"", 500}), 0, 4)) << "left by the refresh";
-  EXPECT_FALSE(exists(kCron));
+  EXPECT_TRUE(value_ == parsed(kKeys) && !exists(kCron));
   EXPECT_EQ(read(kAccountFile), kSignedIn);
 }
 

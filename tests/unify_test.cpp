@@ -41,11 +41,6 @@ class Unify : public DeviceTest {
     write(kRelay, relay);
     if (!tool.empty()) writeProgram(kTool, tool);
   }
-  std::string ran() {
-    const std::string lines = read("/ran");
-    remove("/ran");
-    return lines;
-  }
   // The accounts that were found, each with its services, and then the log: "A{ddns=host}!unit text".
   std::string scanned(hooks::Failing failing = {}) {
     answer({}, std::move(failing));
@@ -117,18 +112,15 @@ TEST_F(Unify, ASignalLosesNoAccount) {
 // ---- Detection ----
 
 TEST_F(Unify, AMarkedDeviceIsNotScannedAndOneWithoutAccountsIsMarked) {
-  EXPECT_EQ(TARVKOVAAccountIsUnified(accounts_), 0);
-  EXPECT_TRUE(isMarked());
+  EXPECT_TRUE(TARVKOVAAccountIsUnified(accounts_) == 0 && isMarked());
   use("", relay("A"), ddns("B"));
   accounts_ = "untouched";
   EXPECT_TRUE(ended(TARVKOVAAccountIsUnified(accounts_), 0, 0));
-  EXPECT_EQ(accounts_, "untouched");
-  EXPECT_EQ(TARVKOVAAccountIsUnified_C(), 0);
+  EXPECT_TRUE(accounts_ == "untouched" && TARVKOVAAccountIsUnified_C() == 0);
   write(kInfoFile, keyFile("kova_unified=no"));
   const auto before = files();
   EXPECT_TRUE(ended(TARVKOVAAccountIsUnified(accounts_), -1, 0, {})) << "whatever the scan met";
-  EXPECT_EQ(accounts_.size(), 2U);
-  EXPECT_EQ(TARVKOVAAccountIsUnified_C(), -1);
+  EXPECT_TRUE(accounts_.size() == 2 && TARVKOVAAccountIsUnified_C() == -1);
   EXPECT_TRUE(state().attempts.empty() && files() == before);
 }
 
@@ -163,6 +155,7 @@ TEST_F(Unify, OnlyTheServicesOfTheseAccountsAreTold) {
   fs::create_symlink(at("/target"), at(kHook) += "-link");
   const auto abandon = [&](const char *accounts) {
     answer();
+    remove("/ran");
     setenv("KOVA_ABANDON_LIST", "mine", 1);
     const int result = TARVKOVAAbandonUnmerged(parsed(accounts));
     EXPECT_EQ(getenv("KOVA_ABANDON_LIST"), nullptr) << accounts;
@@ -174,7 +167,7 @@ TEST_F(Unify, OnlyTheServicesOfTheseAccountsAreTold) {
       {R"(["A\n","B"])", "hook:0:ddns,farlink\n"}, {R"([["B"],{},7])", ""}};
   for (const auto &[accounts, told] : cases) {
     EXPECT_TRUE(ended(abandon(accounts), 0, 3, {})) << "left by the scan";
-    EXPECT_EQ(ran(), told + told) << accounts;
+    EXPECT_EQ(read("/ran"), told + told) << accounts;
   }
   fs::remove_all(at(kHook).parent_path());
   EXPECT_EQ(abandon("null"), 0) << "no directory, nothing to run";
@@ -192,16 +185,15 @@ TEST_F(Unify, MigrationMergesAbandonsRestartsAndMarks) {
   EXPECT_EQ(sent(),
             "action=migrate&email=ada&passwd=s%26cret&serial=1430TST000001&token=" + expectedToken("1430TST000001") +
                 "&merge_list[0][email]=bob&merge_list[0][passwd]=b&merge_list[1][email]=x%40y&merge_list[1][passwd]=7");
-  EXPECT_EQ(ran(), "hook:0:ddns\n") << "its account ends in a newline and matches nothing";
-  EXPECT_EQ(read("/restarted"), "restart\n");
-  EXPECT_TRUE(isMarked());
+  EXPECT_EQ(read("/ran"), "hook:0:ddns\n") << "its account ends in a newline and matches nothing";
+  EXPECT_TRUE(isMarked() && read("/restarted") == "restart\n");
   for (const auto &[account, code, hooked] : {std::tuple{"bob", 3, "hook:0:farlink\n"}, {"ada", 0, ""}}) {
-    write(kInfoFile, "");
+    for (const char *file : {kInfoFile, "/ran"}) remove(file);
     use("", relay(account));
     answer();
     EXPECT_TRUE(ended(migrate("[]"), 0, code)) << "3 is left by the scan of the abandoning";
     EXPECT_TRUE(state().attempts.empty() && isMarked());
-    EXPECT_EQ(ran(), hooked);
+    EXPECT_EQ(read("/ran"), hooked);
   }
 }
 
