@@ -25,6 +25,7 @@ std::vector<std::string> words(const std::string &text);
 std::string keyFile(const std::string &entries);
 
 using hooks::state;
+using Files = std::map<std::string, std::string>;
 
 inline constexpr char kAccountFile[] = "/etc/kova.conf";
 inline constexpr char kInfoFile[] = "/etc/tarvinfo.conf";
@@ -47,9 +48,10 @@ inline constexpr char kApiKey[] = "00112233445566778899aabbccddeeff0011223344556
 // The base of the tests that need a device: KOVA_DEVICE_ROOT names a directory with a serial number, a MAC address, a
 // time zone and an API key, and every function is the real one again at the end.
 class DeviceTest : public testing::Test {
- protected:
+ public:
   DeviceTest();
   ~DeviceTest() override;
+  void TestBody() override {}  // one that is not a test's own base can be made as well
 
   std::filesystem::path at(std::string_view devicePath) const;
   std::string read(std::string_view devicePath) const { return readFile(at(devicePath)); }
@@ -67,7 +69,7 @@ class DeviceTest : public testing::Test {
     return std::filesystem::status(at(devicePath)).permissions();
   }
   // The device's files and their contents, without the lock files.
-  std::map<std::string, std::string> files() const;
+  Files files() const;
 
   TemporaryDirectory root_;
 };

@@ -6,6 +6,7 @@
 #include <kova/platform.h>
 
 #include <ctime>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -30,7 +31,7 @@ struct Attempt {
 };
 
 // The functions that fail: a name, or a name and the text that the function is given ("TLIBCSzHashSetValue action").
-using Failing = std::set<std::string>;
+using Failing = std::set<std::string, std::less<>>;
 
 // What becomes of a system call, beside an error number: the process ends before it; it writes the half; it writes the
 // half and the process ends before the next one.
@@ -39,7 +40,7 @@ inline constexpr int kCut = -1, kShort = -2, kShortThenCut = -3;
 struct State {
   std::vector<std::string> log;    // the messages given to syslog
   std::vector<unsigned> pauses;    // the seconds given to sleep
-  std::optional<std::time_t> now;  // what time() tells, when set
+  std::optional<std::time_t> now;  // what time() tells, when set; random numbers are zero then
   bool isLocked = false;           // somebody else holds every lock, and waiting takes no time
   int skipped = 0;                 // the seconds of such waiting
   bool hasMoreRights = false;      // as a set-user-ID program has
@@ -63,6 +64,7 @@ struct State {
   bool wired = false;          // replies come from here instead of from the network
   std::vector<Reply> replies;  // one for each attempt; the last one stays
   std::vector<Attempt> attempts;
+  Attempt prepared;                                         // what libcurl was told of the next one
   std::vector<std::pair<CURLoption, std::string>> options;  // in the order set; numbers in decimal
   bool keepsForms = true;                                   // in attempts and options
 };
