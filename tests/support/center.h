@@ -32,8 +32,6 @@ class Center {
     EXPECT_EQ(pclose(output_.release()), 0) << "the service ends cleanly";
     unsetenv("https_proxy");
   }
-  Center(const Center &) = delete;
-  Center &operator=(const Center &) = delete;
 
   std::string state() const { return directory_.path(); }
 

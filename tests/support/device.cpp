@@ -27,10 +27,8 @@ std::string expectedToken(const std::string &text) {
 }
 
 Json::Value parsed(const std::string &text) {
-  std::istringstream stream(text);
   Json::Value value;
-  std::string errors;
-  EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), stream, &value, &errors)) << errors << text;
+  std::istringstream(text) >> value;  // throws where the text is anything else
   return value;
 }
 
@@ -100,8 +98,9 @@ std::string sent(std::size_t attempt) {
 testing::AssertionResult loggedExactly(const std::vector<LogLine> &expected, const std::string &unit) {
   std::vector<LogLine> logged;
   for (const std::string &line : state().log) {
-    const std::size_t colon = line.find(':'), blank = line.find_first_not_of("0123456789", colon + 1);
-    if (colon == std::string::npos || blank == std::string::npos || blank == colon + 1 || line[blank] != ' ')
+    const std::size_t colon = line.find(':'), blank = line.find(' '),
+                      end = line.find_first_not_of("0123456789", colon + 1);
+    if (colon == std::string::npos || blank == colon + 1 || blank != end)
       return testing::AssertionFailure() << "without unit and line: " << line;
     if (unit.empty() || line.substr(0, colon) == unit)
       logged.emplace_back(line.substr(0, colon), line.substr(blank + 1));

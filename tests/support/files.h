@@ -23,8 +23,7 @@ class TemporaryDirectory {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
   }
-  TemporaryDirectory(const TemporaryDirectory &) = delete;
-  TemporaryDirectory &operator=(const TemporaryDirectory &) = delete;
+  TemporaryDirectory &operator=(TemporaryDirectory &&) = delete;  // nor are there copies
   const std::filesystem::path &path() const { return path_; }
 
  private:

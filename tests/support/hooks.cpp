@@ -30,7 +30,7 @@ int inside = 0;
 // While one of these exists, the hooks' own allocations and system calls do not count.
 struct Inside {
   Inside() { ++inside; }
-  Inside(const Inside &) = delete;
+  Inside &operator=(Inside &&) = delete;
   ~Inside() { --inside; }
 };
 
@@ -66,9 +66,8 @@ bool isFailing(const char *name) {
   const Inside here;
   current.systemCalls.emplace_back(name);
   const auto number = static_cast<int>(current.systemCalls.size());
-  if ((current.endWith == kCut && number == current.endAt) ||
-      (current.endWith == kShortThenCut && number == current.endAt + 1))
-    _exit(1);
+  if (current.endWith == kCut && number == current.endAt) _exit(1);
+  if (current.endWith == kShortThenCut && number == current.endAt + 1) _exit(1);
   const bool isHeld = current.isLocked && current.systemCalls.back() == "flock";
   if (!isHeld && (number != current.endAt || current.endWith <= 0)) return false;
   errno = isHeld ? EWOULDBLOCK : current.endWith;
@@ -154,9 +153,7 @@ void vsyslog(int priority, const char *format, va_list arguments) {
   if (priority == LOG_ERR && vasprintf(&line, format, arguments) >= 0) current.log.emplace_back(line);
   std::free(line);
 }
-void __vsyslog_chk(int priority, int, const char *format, va_list arguments) {
-  vsyslog(priority, format, arguments);
-}
+HOOK(void, __vsyslog_chk, (int priority, int, const char *format, va_list all), vsyslog(priority, format, all))
 
 HOOK(time_t, time, (time_t * result) noexcept, current.now &&result == nullptr ? *current.now : real(result))
 // The fuzzer has a thread of its own that sleeps.
