@@ -155,15 +155,14 @@ void vsyslog(int priority, const char *format, va_list arguments) {
 }
 HOOK(void, __vsyslog_chk, (int priority, int, const char *format, va_list all), vsyslog(priority, format, all))
 
-HOOK(time_t, time, (time_t * result) noexcept, current.now &&result == nullptr ? *current.now : real(result))
+HOOK(time_t, time, (time_t * result) noexcept, result == nullptr && current.now ? *current.now : real(result))
 // The fuzzer has a thread of its own that sleeps.
 HOOK(unsigned, sleep, (unsigned n), gettid() != getpid() ? real(n) : (current.pauses.push_back(n), 0U))
 // Waiting for a lock that is never given up takes no time.
 HOOK(int, usleep, (useconds_t duration), current.isLocked ? (++current.skipped, 0) : real(duration))
 HOOK(int, clock_gettime, (clockid_t clock, timespec *now) noexcept,
      current.isLocked ? (*now = {current.skipped, 0}, 0) : real(clock, now))
-HOOK(unsigned long, getauxval, (unsigned long type) noexcept,
-     type == AT_SECURE && current.hasMoreRights ? 1 : real(type))
+HOOK(unsigned long, getauxval, (unsigned long n) noexcept, n == AT_SECURE && current.hasMoreRights ? 1 : real(n))
 // With a time of the test's own, random numbers are zero.
 HOOK(ssize_t, getrandom, (void *data, size_t size, unsigned flags),
      current.now ? (std::memset(data, 0, size), static_cast<ssize_t>(size)) : real(data, size, flags))
