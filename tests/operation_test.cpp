@@ -44,11 +44,9 @@ struct Operation {
   Files files = {};                   // what the device needs for it
   std::string refused = "";           // what is told to have failed when a reply that is a bare word is refused
   bool keepsValue = false;            // a failure leaves the caller's value
-};
 
-void PrintTo(const Operation &operation, std::ostream *out) {
-  *out << operation.unit;
-}
+  friend void PrintTo(const Operation &operation, std::ostream *out) { *out << operation.unit; }
+};
 
 Call migrating(const char *list) {
   return [merged = parsed(list)](Value &) { return TARVKOVAAccountMigrate("ada@kova.example", kPassword, merged); };
@@ -74,7 +72,7 @@ const std::vector<Operation> &operations() {
   const Call enroll = [](Value &) { return TARVKOVAAccountRegister("e", kPassword, "Ada", true); };
   const Call query = [](Value &v) { return TARVKOVAAccountQueryInfo(v, true, false); };
   const Call check = [](Value &v) { return TARVKOVAAccountServiceCheck("4711", "key-1", v); };
-  const Call change = [](Value &) {
+  const Call set = [](Value &) {
     return TARVKOVAAccountSetInfo("", "", kPassword, kPassword, "", "", "", -1, -1, -1, "");
   };
   static const std::vector<Operation> all = {
@@ -87,7 +85,7 @@ const std::vector<Operation> &operations() {
       {kQuery, query, sign, {{kProfile}}, account, "", true},
       {kRegister, enroll, keep, {{"good"}}, {}, "register e"},
       {kCheck, check, sign, {{services}}, {}, "", true},
-      {kUpdate, change, keep, {{"good"}, {kProfile}}, account, "update account:4711"},
+      {kUpdate, set, keep, {{"good"}, {kProfile}}, account, "update account:4711"},
       {kReport, [](Value &) { return TARVKOVAReportInfo(); }, sign, {{kGood}}, account},
   };
   return all;

@@ -58,13 +58,9 @@ DeviceTest::~DeviceTest() {
   unsetenv("KOVA_DEVICE_ROOT");
 }
 
-fs::path DeviceTest::at(std::string_view devicePath) const {
-  return root_.path() / devicePath.substr(1);
-}
-
-void DeviceTest::writeProgram(std::string_view devicePath, std::string_view text) const {
-  write(devicePath, text);
-  if (text.substr(0, 2) == "#!") fs::permissions(at(devicePath), fs::perms(0700));
+void DeviceTest::writeProgram(std::string_view path, std::string_view text) const {
+  write(path, text);
+  if (text.substr(0, 2) == "#!") fs::permissions(at(path), fs::perms(0700));
 }
 
 void DeviceTest::answer(std::vector<hooks::Reply> replies, hooks::Failing failing) {
@@ -79,8 +75,8 @@ void DeviceTest::answer(std::vector<hooks::Reply> replies, hooks::Failing failin
   errno = 0;
 }
 
-std::map<std::string, std::string> DeviceTest::files() const {
-  std::map<std::string, std::string> found;
+Files DeviceTest::files() const {
+  Files found;
   for (const auto &entry : fs::recursive_directory_iterator(root_.path())) {
     if (!entry.is_regular_file() || entry.path().extension() == ".lock") continue;
     found[entry.path().lexically_relative(root_.path())] = readFile(entry.path());

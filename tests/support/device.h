@@ -53,21 +53,17 @@ class DeviceTest : public testing::Test {
   ~DeviceTest() override;
   void TestBody() override {}  // one that is not a test's own base can be made as well
 
-  std::filesystem::path at(std::string_view devicePath) const;
-  std::string read(std::string_view devicePath) const { return readFile(at(devicePath)); }
-  void write(std::string_view devicePath, std::string_view text) const { writeFile(at(devicePath), text); }
+  std::filesystem::path at(std::string_view path) const { return root_.path() / path.substr(1); }
+  std::string read(std::string_view path) const { return readFile(at(path)); }
+  void write(std::string_view path, std::string_view text) const { writeFile(at(path), text); }
   // The same, executable when it is a script.
-  void writeProgram(std::string_view devicePath, std::string_view text) const;
+  void writeProgram(std::string_view path, std::string_view text) const;
   // From now on these replies stand in for the network and these functions fail. What was recorded is forgotten.
   void answer(std::vector<hooks::Reply> replies = {}, hooks::Failing failing = {});
-  bool has(std::string_view devicePath, const std::string &text) const {
-    return read(devicePath).find(text) != std::string::npos;
-  }
-  bool exists(std::string_view devicePath) const { return std::filesystem::exists(at(devicePath)); }
-  void remove(std::string_view devicePath) const { std::filesystem::remove_all(at(devicePath)); }
-  std::filesystem::perms mode(std::string_view devicePath) const {
-    return std::filesystem::status(at(devicePath)).permissions();
-  }
+  bool has(std::string_view path, const std::string &text) const { return read(path).find(text) != std::string::npos; }
+  bool exists(std::string_view path) const { return std::filesystem::exists(at(path)); }
+  void remove(std::string_view path) const { std::filesystem::remove_all(at(path)); }
+  std::filesystem::perms mode(std::string_view path) const { return std::filesystem::status(at(path)).permissions(); }
   // The device's files and their contents, without the lock files.
   Files files() const;
 

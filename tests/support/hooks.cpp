@@ -175,19 +175,17 @@ CURLcode curl_easy_setopt(CURL *handle, CURLoption option, ...) {
   va_start(arguments, option);
   void *value = va_arg(arguments, void *);  // a number is passed alike
   va_end(arguments);
-  if (hooks::fails("curl_easy_setopt", curl_easy_option_by_id(option)->name)) return CURLE_UNKNOWN_OPTION;
+  const curl_easyoption &described = *curl_easy_option_by_id(option);
+  if (hooks::fails("curl_easy_setopt", described.name)) return CURLE_UNKNOWN_OPTION;
+  const bool isForm = option == CURLOPT_POSTFIELDS && current.keepsForms;
   std::string shown;
-  if (option < CURLOPTTYPE_OBJECTPOINT)
-    shown = std::to_string(reinterpret_cast<long>(value));
-  else if (option == CURLOPT_WRITEFUNCTION)
-    hooks::writeFunction = reinterpret_cast<decltype(hooks::writeFunction)>(value);
-  else if (option == CURLOPT_WRITEDATA)
-    hooks::writeData = value;
-  else if (option == CURLOPT_HTTPHEADER)
+  if (option < CURLOPTTYPE_OBJECTPOINT) shown = std::to_string(reinterpret_cast<long>(value));
+  if (described.type == CURLOT_STRING || isForm) shown = static_cast<const char *>(value);
+  if (described.type == CURLOT_SLIST)
     for (auto *entry = static_cast<curl_slist *>(value); entry != nullptr; entry = entry->next)
       shown += std::string("[") + entry->data + "]";
-  else if (option != CURLOPT_POSTFIELDS || current.keepsForms)
-    shown = static_cast<const char *>(value);
+  if (option == CURLOPT_WRITEFUNCTION) hooks::writeFunction = reinterpret_cast<decltype(hooks::writeFunction)>(value);
+  if (option == CURLOPT_WRITEDATA) hooks::writeData = value;
   if (option == CURLOPT_URL) current.prepared.url = shown;
   if (option == CURLOPT_POSTFIELDS) current.prepared.form = shown;
   if (option == CURLOPT_IPRESOLVE) current.prepared.ipResolve = reinterpret_cast<long>(value);
