@@ -1,4 +1,4 @@
-// Any arguments of tarvkova, which blanks divide, with any standard input, account in use and replies of the service: it
+// Any arguments of tarvkova, divided by blanks, with any standard input, account in use and replies of the service: it
 // ends with one of its exit codes, a JSON object says the same, and the password is not printed.
 #include <fcntl.h>
 #include <sys/ioctl.h>
