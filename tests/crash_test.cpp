@@ -27,6 +27,8 @@ int notify() {
 }
 
 constexpr auto setAccount = [] { return TARVKOVAAccountSet(&account); };
+constexpr auto setValue = [] { return TLIBCINFOSetKeyValue("kova_unified", "yes"); };
+constexpr auto unschedule = [] { return TARVScheduleRemove("/bin/a"); };
 constexpr auto logEvent = [] { return TARVLogSet1(2, 1, 1, "a", "", "", ""); };
 
 struct Write {
@@ -40,15 +42,9 @@ const Write kWrites[] = {
     {"account", {{kAccountFile, kSignedIn}}, setAccount, "write fsync renameat fsync flock"},
     {"first account", {}, setAccount, "write fsync renameat fsync flock"},
     {"removed account", {{kAccountFile, kSignedIn}}, TARVKOVAAccountRemove, "unlink open fsync"},
-    {"setting",
-     {},
-     [] { return TLIBCINFOSetKeyValue("kova_unified", "yes"); },
-     "fchmod write fsync renameat fsync flock"},
+    {"setting", {}, setValue, "fchmod write fsync renameat fsync flock"},
     {"schedule", {}, [] { return TARVScheduleSet(&kSchedule, 0); }, "mkdir open fsync"},
-    {"unscheduled",
-     {{kCron, "1 1 * * 1 root /bin/a\n"}},
-     [] { return TARVScheduleRemove("/bin/a"); },
-     "renameat fsync"},
+    {"unscheduled", {{kCron, "1 1 * * 1 root /bin/a\n"}}, unschedule, "renameat fsync"},
     {"first key", {{"/var/lib/kova/apikey", ""}}, [] { return TARVCloudServiceGetApiKey(key, 1); }, "renameat fsync"},
     {"key", {}, [] { return TARVCloudServiceRegisterApiKey(key); }, "renameat fsync flock"},
     {"event", {}, logEvent, "mkdir open fsync"},

@@ -128,7 +128,9 @@ class Trial : public DeviceTest {
     state().failing.clear();
     state().keepsForms = false;
     if (!reply.empty()) state().replies[0].body = reply;
+    state().keepsMemory = true;
     const int result = operation_.call(value_);
+    state().keepsMemory = false;
     for (hooks::Reply &each : state().replies) explicit_bzero(each.body.data(), each.body.size());
     const char *begin = nullptr, *end = nullptr;  // the caller's own
     const bool hasKey = value_.isObject() && value_["auth_key"].getString(&begin, &end);
@@ -352,6 +354,8 @@ TEST(Operations, PasswordCheckEnds) {
 TEST(Operations, BothSignInsEnd) {
   const std::string registering = "ApiKey not found. Register new one.", unread = "Failed to parse json: ";
   const std::string registration = "TARVCloudServiceRegisterApiKey";
+  const Files badMac = {{kDeviceFile, keyFile("serial=S mac=02:00:00:00:00:0g")}};
+  const hooks::Failing unkeyed = {"TARVCloudServiceGetApiKey", "TARVCloudServiceGetErrorCode"};
   for (const std::string unit : {kLogin, kUnified}) {
     const bool isLogin = unit == kLogin;
     const std::string direct = "DirectLoginByApiKey failed, account=ada@kova.example, http-status: 200 response: ";
@@ -362,12 +366,8 @@ TEST(Operations, BothSignInsEnd) {
     Trial(unit, {{kUnknownKey}, {kUnknownKey}}).fails(26, {registering, refused + kUnknownKey});
     Trial(unit, {{kUnknownKey}, {"{}"}}).fails(isLogin ? 24 : 2, {registering, (isLogin ? refused : unread) + "{}"});
     Trial(unit, {{kUnknownKey}}).failing({registration}).fails(26, {registering, registration + " failed"});
-    Trial(unit)
-        .with({{kDeviceFile, keyFile("serial=S mac=02:00:00:00:00:0g")}})
-        .fails(20, {"Failed to get mac address"});
-    Trial(unit)
-        .failing({"TARVCloudServiceGetApiKey", "TARVCloudServiceGetErrorCode"})
-        .fails(15, {"Failed to get apikey"});
+    Trial(unit).with(badMac).fails(20, {"Failed to get mac address"});
+    Trial(unit).failing(unkeyed).fails(15, {"Failed to get apikey"});
     const std::string unstored = "TARVKOVAAccountSet failed";
     Trial(unit, {{kKeys}}).failing({"TLIBCFileSetKeys"}).fails(19, {unstored + (isLogin ? ", code=19" : "")});
   }

@@ -290,6 +290,7 @@ dirent *readdir(DIR *directory) {
 
 #ifndef KOVA_SANITIZE  // a sanitizer has its own
 void *__libc_malloc(size_t size) noexcept;
+void __libc_free(void *memory) noexcept;
 
 // The memory that libkova and its platform take from C. What libcurl and libc take themselves does not fail.
 void *malloc(size_t size) noexcept {
@@ -297,6 +298,9 @@ void *malloc(size_t size) noexcept {
   const bool isOurs = current.sweeps && _dl_find_object(__builtin_return_address(0), &caller) == 0 &&
                       std::strstr(caller.dlfo_link_map->l_name, "libkova") != nullptr;
   return isOurs && hooks::fails("malloc") ? nullptr : __libc_malloc(size);
+}
+void free(void *memory) noexcept {
+  if (!current.keepsMemory) __libc_free(memory);
 }
 #endif
 }

@@ -67,6 +67,7 @@ struct State {
   Attempt prepared;                                         // what libcurl was told of the next one
   std::vector<std::pair<CURLoption, std::string>> options;  // in the order set; numbers in decimal
   bool keepsForms = true;                                   // in attempts and options
+  bool keepsMemory = false;                                 // what is released stays as it was
 };
 
 State &state();
