@@ -67,7 +67,8 @@ const std::vector<Operation> &operations() {
   static const std::string keep = "https://account.kova.example/account.php";
   static const std::string list = "https://query.kova.example/api/query.php";
   static const std::string services = R"({"code":"good","alias":"x","ddns":"y","entries":[{"price":"1"}]})";
-  const Call authen = [](Value &v) { return TARVKOVAAccountAuthen("ada@kova.example", kPassword, "x", v); };
+  static const std::string alias(1100, 'x');  // for which the form has to grow
+  const Call authen = [](Value &v) { return TARVKOVAAccountAuthen("ada@kova.example", kPassword, alias.c_str(), v); };
   const Call login = [](Value &v) { return TARVKOVAAccountLogin("ada@kova.example", kPassword, v, false); };
   const Call enroll = [](Value &) { return TARVKOVAAccountRegister("e", kPassword, "Ada", true); };
   const Call query = [](Value &v) { return TARVKOVAAccountQueryInfo(v, true, false); };
