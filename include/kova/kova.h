@@ -17,6 +17,7 @@
 
 #include <kova/account.h>
 #include <kova/error.h>
+#include <kova/error_text.h>
 #include <kova/platform.h>
 #include <kova/services.h>
 #include <kova/session.h>

@@ -1,6 +1,7 @@
 #include "tarvkova/outcome.h"
 
 #include <kova/error.h>
+#include <kova/error_text.h>
 
 #include <algorithm>
 #include <iterator>
@@ -8,43 +9,30 @@
 namespace kova::cli {
 namespace {
 
-struct Meaning {
+struct CodeExit {
   int code;
   ExitCode exitCode;
-  const char *name;
-  const char *message;
 };
 
-constexpr Meaning kMeanings[] = {
-    {KOVA_ERR_BAD_PARAMETERS, ExitCode::kService, "bad_parameters", "the service does not accept these values"},
-    {KOVA_ERR_JSON_FORMAT, ExitCode::kService, "bad_reply", "the service's reply cannot be read"},
-    {KOVA_ERR_ACCOUNT_GET, ExitCode::kNotSignedIn, "not_signed_in", "this device is not signed in"},
-    {KOVA_ERR_REQUEST, ExitCode::kUnreachable, "unreachable",
-     "the service cannot be reached, or gives no proper answer"},
-    {KOVA_ERR_RESPONSE, ExitCode::kService, "incomplete_reply", "the service's reply is incomplete"},
-    {KOVA_ERR_SYSTEM, ExitCode::kLocal, "system_error", "a system error; the system log has its details"},
-    {KOVA_ERR_SERIAL_NUMBER, ExitCode::kLocal, "no_serial_number", "the device's serial number cannot be read"},
-    {KOVA_ERR_AUTHENTICATION, ExitCode::kRefused, "authentication_failed", "the service no longer accepts this device"},
-    {KOVA_ERR_NETWORK, ExitCode::kUnreachable, "network_failure", "the network failed"},
-    {KOVA_ERR_ACCOUNT_IN_USE, ExitCode::kService, "account_in_use", "this e-mail address already has an account"},
-    {KOVA_ERR_ACCOUNT_LIMIT, ExitCode::kService, "account_limit",
-     "this device has registered as many accounts as the service allows"},
-    {KOVA_ERR_UNVERIFIED, ExitCode::kRefused, "account_unverified", "the account's e-mail address is not verified yet"},
-    {KOVA_ERR_STORE, ExitCode::kLocal, "not_stored", "the device cannot store the account or the setting"},
-    {KOVA_ERR_MAC_ADDRESS, ExitCode::kLocal, "no_mac_address", "the device's MAC address cannot be read"},
-    {KOVA_ERR_TOKEN, ExitCode::kLocal, "no_token", "the device token cannot be made"},
-    {KOVA_ERR_SERVER_CONFIG, ExitCode::kLocal, "no_server", "the device does not know its service's address"},
-    {KOVA_ERR_UNKNOWN_RESULT, ExitCode::kService, "unknown_result", "the service answered something unknown"},
-    {KOVA_ERR_ACCOUNT_NOT_FOUND, ExitCode::kRefused, "account_not_found", "the service does not know this account"},
-    {KOVA_ERR_API_KEY_NOT_FOUND, ExitCode::kRefused, "api_key_not_found",
-     "the service does not know this device's API key"},
+// Where no row has a code, its cause is on this device.
+constexpr CodeExit kExits[] = {
+    {KOVA_ERR_BAD_PARAMETERS, ExitCode::kService},    {KOVA_ERR_JSON_FORMAT, ExitCode::kService},
+    {KOVA_ERR_ACCOUNT_GET, ExitCode::kNotSignedIn},   {KOVA_ERR_REQUEST, ExitCode::kUnreachable},
+    {KOVA_ERR_RESPONSE, ExitCode::kService},          {KOVA_ERR_AUTHENTICATION, ExitCode::kRefused},
+    {KOVA_ERR_NETWORK, ExitCode::kUnreachable},       {KOVA_ERR_ACCOUNT_IN_USE, ExitCode::kService},
+    {KOVA_ERR_ACCOUNT_LIMIT, ExitCode::kService},     {KOVA_ERR_UNVERIFIED, ExitCode::kRefused},
+    {KOVA_ERR_UNKNOWN_RESULT, ExitCode::kService},    {KOVA_ERR_ACCOUNT_NOT_FOUND, ExitCode::kRefused},
+    {KOVA_ERR_API_KEY_NOT_FOUND, ExitCode::kRefused},
 };
 
-constexpr Meaning kUnknown = {0, ExitCode::kLocal, "failed", "the operation failed; the system log has its details"};
+ExitCode exitCodeOf(int code) {
+  const auto *found = std::ranges::find(kExits, code, &CodeExit::code);
+  return found != std::end(kExits) ? found->exitCode : ExitCode::kLocal;
+}
 
-const Meaning &findMeaning(int code) {
-  const auto *found = std::ranges::find(kMeanings, code, &Meaning::code);
-  return found != std::end(kMeanings) ? *found : kUnknown;
+// The texts of a failure, which may have left no code.
+const KovaErrorText &textsOf(int code) {
+  return *KovaErrorTextGet(code != KOVA_SUCCESS ? code : -1);
 }
 
 void removeKeys(Json::Value &reply) {
@@ -67,14 +55,13 @@ Failure localFailure(const std::string &message) {
 }
 
 Failure notSignedInFailure(const std::string &message) {
-  const Meaning &meaning = findMeaning(KOVA_ERR_ACCOUNT_GET);
-  return {meaning.exitCode, meaning.code, meaning.name, message};
+  return {exitCodeOf(KOVA_ERR_ACCOUNT_GET), KOVA_ERR_ACCOUNT_GET, textsOf(KOVA_ERR_ACCOUNT_GET).name, message};
 }
 
 Failure libraryFailure(const char *refused) {
   const int code = TARVKOVAErrGet();
-  const Meaning &meaning = findMeaning(code);
-  return {meaning.exitCode, code, meaning.name, code == KOVA_ERR_AUTHENTICATION ? refused : meaning.message};
+  const std::string message = code == KOVA_ERR_AUTHENTICATION ? refused : textsOf(code).sentence;
+  return {exitCodeOf(code), code, textsOf(code).name, message};
 }
 
 Failure timeZoneOrLibraryFailure() {
@@ -92,7 +79,7 @@ Failure withReply(Failure failure, const Json::Value &reply) {
 }
 
 std::string errorMeaning(int code) {
-  return findMeaning(code).message;
+  return code == KOVA_ERR_AUTHENTICATION ? "the service no longer accepts this device" : textsOf(code).sentence;
 }
 
 }  // namespace kova::cli
