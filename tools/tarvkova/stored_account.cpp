@@ -2,16 +2,9 @@
 
 #include <kova/error.h>
 
-#include <cstring>
-
 #include "tarvkova/outcome.h"
 
 namespace kova::cli {
-
-void WipeAccount::operator()(AccountInfo *account) const {
-  explicit_bzero(account, sizeof *account);
-  delete account;
-}
 
 StoredAccount findStoredAccount() {
   StoredAccount account(new AccountInfo{});

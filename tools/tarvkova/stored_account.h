@@ -5,13 +5,11 @@
 
 #include <memory>
 
+#include "base/secret.h"
+
 namespace kova::cli {
 
-struct WipeAccount {
-  void operator()(AccountInfo *account) const;
-};
-
-using StoredAccount = std::unique_ptr<AccountInfo, WipeAccount>;
+using StoredAccount = std::unique_ptr<AccountInfo, WipingDelete>;
 
 // Null when the device is not signed in.
 StoredAccount findStoredAccount();
