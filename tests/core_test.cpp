@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <memory>
+#include <set>
 #include <sstream>
 #include <tuple>
 #include <utility>
@@ -59,6 +60,9 @@ TEST_F(Core, ErrorCodesAreMappedByPrefixTranslatedAndPrinted) {
     state().cloudError = number;
     EXPECT_TRUE(ended(GetErrorCodeFromCloudService(), translated, 24)) << number << " is not stored";
   }
+  std::set<std::string> names;
+  for (int32_t each = -1; each < 100; ++each) names.insert(KovaErrorTextGet(each)->name);
+  EXPECT_EQ(names.size(), 21U) << "those of 20 codes, and one for all others";
   testing::internal::CaptureStderr();
   for (const int32_t printed : {0, 1, 2, 3, 4, 5, 6, 99, -1}) printErrCode(printed);
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
