@@ -319,14 +319,6 @@ TEST_F(Platform, ProgramsStartCleanAndAreWaitedFor) {
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "no child is left";
 }
 
-TEST_F(Platform, AHookIsFoundWhereTheFileSystemDoesNotTellTypes) {
-  write(kRelay, R"({"server_kova":{"account":"A"},"server_alias":{"alias":"a"}})");
-  writeProgram("/usr/tarv/tarvkova/unify/hook", "#!/bin/sh\necho ran > $KOVA_DEVICE_ROOT/ran\n");
-  state().failing = {"d_type"};
-  EXPECT_EQ(TARVKOVAAbandonUnmerged(Json::Value()), 0);
-  EXPECT_EQ(read("/ran"), "ran\n");
-}
-
 TEST_F(Platform, PluginsAndServices) {
   const std::string directory = "/usr/tarv/kova/plugin/kova/kova/logout/";
   const auto act = [] { return TLIBPluginAction(Plugin(TLIBPluginSDKInit("kova", "kova/logout")).get(), 4); };

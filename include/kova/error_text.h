@@ -1,6 +1,6 @@
 /*
- * The error codes in words: a name for scripts and a sentence for people. The functions stand in this header, so that
- * they are there in each version of the library that a program runs on.
+ * The error codes in words: a name for scripts and a sentence for people. They stand in this header, so that a program
+ * has them whatever version of the library it runs on.
  */
 #ifndef KOVA_ERROR_TEXT_H
 #define KOVA_ERROR_TEXT_H
