@@ -14,6 +14,21 @@ namespace kova::cli {
 
 enum class ExitCode { kSuccess, kLocal, kUsage, kNotSignedIn, kRefused, kUnreachable, kService };
 
+struct ExitCodeMeaning {
+  ExitCode code;
+  const char *meaning;
+};
+
+inline constexpr ExitCodeMeaning kExitCodes[] = {
+    {ExitCode::kSuccess, "success"},
+    {ExitCode::kLocal, "failure on this device"},
+    {ExitCode::kUsage, "wrong usage"},
+    {ExitCode::kNotSignedIn, "not signed in"},
+    {ExitCode::kRefused, "the service refused the credentials"},
+    {ExitCode::kUnreachable, "the service cannot be reached, or answers with an HTTP error"},
+    {ExitCode::kService, "the service refused for another reason, or its reply is unusable"},
+};
+
 struct Report {
   Json::Value result{Json::objectValue};  // the members of the JSON output beside "ok"
   std::string text;                       // the same for people: whole lines
