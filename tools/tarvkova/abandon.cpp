@@ -6,6 +6,7 @@
 
 #include "tarvkova/accounts_in_use.h"
 #include "tarvkova/commands.h"
+#include "tarvkova/library_failure.h"
 #include "tarvkova/spinner.h"
 
 namespace kova::cli {

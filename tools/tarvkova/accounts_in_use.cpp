@@ -7,7 +7,9 @@
 #include <sstream>
 
 #include "common/terminal_text.h"
+#include "tarvkova/device_files.h"
 #include "tarvkova/display_text.h"
+#include "tarvkova/library_failure.h"
 #include "tarvkova/outcome.h"
 #include "tarvkova/spinner.h"
 #include "tarvkova/streams.h"
@@ -16,10 +18,22 @@
 
 namespace kova::cli {
 
+void requireReadableSources() {
+  for (const char *file : {kAccountFile, kRelayFile}) {
+    if (const std::string obstacle = readObstacle(file); !obstacle.empty()) throw localFailure(obstacle);
+  }
+}
+
 Json::Value scanAccounts() {
+  requireReadableSources();
   Json::Value accounts(Json::objectValue);
   if (callWithSpinner([&] { return TARVKOVAAccountScanExisting(accounts); }) < 0) throw libraryFailure();
   return accounts;
+}
+
+Failure notMarkedFailure(const std::string &message) {
+  const Failure failure = libraryFailure();
+  return {failure.exitCode, failure.code, failure.name, withReason(message, writeObstacle(kInformationFile))};
 }
 
 bool isSameAccount(const std::string &name, const std::string &account) {

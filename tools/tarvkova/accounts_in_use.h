@@ -6,13 +6,21 @@
 #include <string>
 #include <vector>
 
+#include "tarvkova/outcome.h"
+
 namespace kova::cli {
+
+// The library's scan takes a file that it cannot read as one without an account. Throws Failure where there is one.
+void requireReadableSources();
 
 // The library's scan: an object whose members are the accounts.
 Json::Value scanAccounts();
 
 // Whether `name`, as a user types it, means this account of the scan. The account's name may end in a line break.
 bool isSameAccount(const std::string &name, const std::string &account);
+
+// The failure where the library could not store that this device is unified.
+Failure notMarkedFailure(const std::string &message);
 
 // A table of the accounts, their services and what these call the device. For the library, a name with a line break at
 // its end is another account: the table says so where the name without it is there too, in `accounts` or in `others`.

@@ -5,6 +5,7 @@
 
 #include "common/terminal_text.h"
 #include "tarvkova/commands.h"
+#include "tarvkova/library_failure.h"
 #include "tarvkova/secret_source.h"
 #include "tarvkova/spinner.h"
 
@@ -35,7 +36,7 @@ Report check(const Options &options) {
 void addCheck(CLI::App &program, ChosenCommand &chosen) {
   const auto [command, options] =
       addCommand(program, chosen, "check", "Check an e-mail address and password; changes nothing", check);
-  command->add_option("EMAIL", options.email, "The account's e-mail address")->required();
+  addEmail(*command, options.email);
   command->add_option("--alias", options.alias, "Name of this device, for the service");
   addPasswordFile(*command, options.passwordFile);
 }

@@ -8,6 +8,7 @@
 
 #include "common/command_line.h"
 #include "tarvkova/outcome.h"
+#include "tarvkova/values.h"
 
 namespace kova::cli {
 
@@ -20,9 +21,14 @@ inline const char *textOrNull(const std::optional<std::string> &option) {
 }
 
 // Adds an option that takes one value each time it is given.
-inline void addRepeatableOption(CLI::App &command, const char *name, std::vector<std::string> &values,
-                                const char *help) {
-  command.add_option(name, values, help)->allow_extra_args(false);
+inline CLI::Option *addRepeatableOption(CLI::App &command, const char *name, std::vector<std::string> &values,
+                                        const char *help) {
+  return command.add_option(name, values, help)->allow_extra_args(false);
+}
+
+// Adds the positional argument that names an account.
+inline void addEmail(CLI::App &command, std::string &email) {
+  command.add_option("EMAIL", email, "The account's e-mail address")->type_name("")->required()->check(checkEmail);
 }
 
 void addCheck(CLI::App &program, ChosenCommand &chosen);

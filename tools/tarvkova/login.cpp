@@ -1,11 +1,14 @@
 #include <kova/error.h>
 #include <kova/session.h>
+#include <strings.h>
 
 #include <string>
 
 #include "common/terminal_text.h"
 #include "tarvkova/commands.h"
+#include "tarvkova/device_files.h"
 #include "tarvkova/display_text.h"
+#include "tarvkova/library_failure.h"
 #include "tarvkova/refresh.h"
 #include "tarvkova/secret_source.h"
 #include "tarvkova/spinner.h"
@@ -21,12 +24,27 @@ struct Options {
 
 // Whether the device stores the reply's keys. Where the reply lacks them, those of an earlier account stay stored.
 bool hasStoredKeys(const Json::Value &reply) {
-  const StoredAccount account = findStoredAccount();
+  const StoredAccount account = readStoredAccount();
   return account && displayText(reply["kova_id"]) == account->kovaIDSerial &&
          displayText(reply["auth_key"]) == account->vx_auth_key;
 }
 
+// The account that signing in as `email` replaces; empty without one.
+std::string findReplacedAccount(const std::string &email, Report &report) {
+  try {
+    const StoredAccount account = findStoredAccount();
+    if (!account || strcasecmp(account->kovaID, email.c_str()) == 0) return "";
+    return account->kovaID[0] != '\0' ? account->kovaID : "another account";
+  } catch (const Failure &failure) {
+    if (failure.name != kAccountDamaged) throw;
+    report.notes.emplace_back("the account stored before was damaged");
+    return "";
+  }
+}
+
 Report login(const Options &options) {
+  Report report;
+  const std::string replaced = findReplacedAccount(options.email, report);
   const Secret password = SecretSource(options.passwordFile).ask("Password of " + options.email);
   Json::Value reply;
   const int result =
@@ -41,10 +59,11 @@ Report login(const Options &options) {
                            options.email),
         reply);
   }
-  Report report;
   report.result["email"] = options.email;
   report.result["reply"] = withoutKeys(reply);
-  report.text = "Signed in as " + printable(options.email) + ".\n";
+  report.text = "Signed in as " + printable(options.email) +
+                (replaced.empty() ? "" : ", in place of " + printable(replaced)) + ".\n";
+  if (!replaced.empty()) report.result["replaced"] = replaced;
   addRefreshNotes(report, refresh);
   return report;
 }
@@ -53,7 +72,7 @@ Report login(const Options &options) {
 
 void addLogin(CLI::App &program, ChosenCommand &chosen) {
   const auto [command, options] = addCommand(program, chosen, "login", "Sign this device in to an account", login);
-  command->add_option("EMAIL", options.email, "The account's e-mail address")->required();
+  addEmail(*command, options.email);
   addPasswordFile(*command, options.passwordFile);
 }
 

@@ -1,26 +1,59 @@
 #include <kova/error.h>
 #include <kova/platform.h>
 #include <kova/session.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
 
 #include "tarvkova/commands.h"
+#include "tarvkova/device_files.h"
+#include "tarvkova/library_failure.h"
 #include "tarvkova/spinner.h"
 #include "tarvkova/stored_account.h"
 
 namespace kova::cli {
 namespace {
 
+// The library does not tell whether the account file is gone.
+void requireNoAccountFile() {
+  if (access(devicePath(kAccountFile).c_str(), F_OK) == 0) {
+    throw localFailure(withReason("the account is still stored on this device", removeObstacle(kAccountFile)));
+  }
+}
+
+bool isReportScheduled() {
+  if (!readObstacle(kScheduleFile).empty()) return true;  // it may be
+  std::ostringstream text;
+  text << std::ifstream(devicePath(kScheduleFile)).rdbuf();
+  return text.str().find(KOVA_REPORT_COMMAND) != std::string::npos;
+}
+
 // Removes the account file and the schedule that signing in made, without telling the service.
 void removeAccountLocally() {
   const bool isRemoved = callWithSpinner(TARVKOVAAccountRemove) >= 0;
   if (!isRemoved) throw localFailure("a component of this device failed to sign out; nothing was changed");
-  if (TARVScheduleRemove(KOVA_REPORT_COMMAND) < 0) {
-    throw localFailure("signed out, but the weekly report is still scheduled");
+  requireNoAccountFile();
+  if (TARVScheduleRemove(KOVA_REPORT_COMMAND) < 0 && isReportScheduled()) {
+    throw localFailure(
+        withReason("the account is removed, but the weekly report is still scheduled", writeObstacle(kScheduleFile)));
+  }
+}
+
+// Whether there is an account to sign out of. A damaged one can only be forgotten here.
+bool hasAccount(bool local) {
+  try {
+    return findStoredAccount() != nullptr;
+  } catch (const Failure &failure) {
+    if (failure.name != kAccountDamaged || !local) throw;
+    return true;
   }
 }
 
 Report logout(const bool &local) {
   Report report;
-  const bool wasSignedIn = findStoredAccount() != nullptr;
+  const bool wasSignedIn = hasAccount(local);
   report.result["was_signed_in"] = wasSignedIn;
   report.text = wasSignedIn ? "Signed out.\n" : "This device was not signed in.\n";
   if (local) {
@@ -32,8 +65,7 @@ Report logout(const bool &local) {
       report.notes.push_back("signed out here, but the service did not agree: " + errorMeaning(refusal));
     }
   }
-  // The library does not tell whether the account file is gone.
-  if (findStoredAccount()) throw localFailure("the stored account could not be removed from this device");
+  if (wasSignedIn) requireNoAccountFile();
   return report;
 }
 

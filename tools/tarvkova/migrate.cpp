@@ -10,6 +10,7 @@
 #include "common/terminal_text.h"
 #include "tarvkova/accounts_in_use.h"
 #include "tarvkova/commands.h"
+#include "tarvkova/library_failure.h"
 #include "tarvkova/secret_source.h"
 #include "tarvkova/spinner.h"
 
@@ -93,9 +94,9 @@ void merge(const Options &options, const Secret &password, const Json::Value &li
   if (result == 0) return;
   const Failure failure = libraryFailure(kPasswordRefused);
   if (failure.code != KOVA_ERR_STORE) throw failure;
-  throw Failure(failure.exitCode, failure.code, failure.name,
-                options.merged.empty() ? "this device could not be marked as unified"
-                                       : "the accounts are merged, but this device could not be marked as unified");
+  throw notMarkedFailure(options.merged.empty()
+                             ? "this device could not be marked as unified"
+                             : "the accounts are merged, but this device could not be marked as unified");
 }
 
 std::string reportText(const Options &options, const Json::Value &abandoned) {
@@ -143,9 +144,12 @@ Report migrate(const Options &options) {
 void addMigrate(CLI::App &program, ChosenCommand &chosen) {
   const auto [command, options] =
       addCommand(program, chosen, "migrate", "Merge accounts into one; abandon what else the services use", migrate);
-  command->add_option("MAIN", options.mainAccount, "E-mail address of the account that stays")->required();
+  command->add_option("MAIN", options.mainAccount, "E-mail address of the account that stays")
+      ->required()
+      ->check(checkEmail);
   addRepeatableOption(*command, "--merge", options.merged,
-                      "E-mail address of an account that is merged into it; may be repeated");
+                      "E-mail address of an account that is merged into it; may be repeated")
+      ->check(checkEmail);
   command
       ->add_option("--passwords", options.passwords,
                    "Read the passwords from this file, a JSON object {\"EMAIL\": \"PASSWORD\", ...}; \"-\" is standard "

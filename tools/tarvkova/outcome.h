@@ -30,7 +30,7 @@ inline constexpr ExitCodeMeaning kExitCodes[] = {
 };
 
 struct Report {
-  Json::Value result{Json::objectValue};  // the members of the JSON output beside "ok"
+  Json::Value result{Json::objectValue};  // the members of the JSON output beside "ok" and "command"
   std::string text;                       // the same for people: whole lines
   std::vector<std::string> notes;         // what went wrong without failing the command
   // Writes the text instead, from the result, where it may be too long to be held beside it.
@@ -45,6 +45,7 @@ struct Failure : std::runtime_error {
   int code;          // the library's error code; 0 where the failure is not the library's
   std::string name;  // identifies the failure for scripts
   Json::Value result{Json::objectValue};
+  std::string answer;  // for people, in place of the message: what they asked for was found out
 };
 
 // A signal ended the command while it waited for the user.
@@ -54,28 +55,5 @@ struct Interrupted {
 
 Failure usageFailure(const std::string &message);
 Failure localFailure(const std::string &message);
-Failure notSignedInFailure(const std::string &message);
-
-// What it means that the service refuses the credentials; this depends on what a command sent.
-inline constexpr char kDeviceRefused[] = "the service no longer accepts this device; sign in again";
-inline constexpr char kPasswordRefused[] = "the service does not accept this e-mail address and password";
-inline constexpr char kCurrentPasswordRefused[] =
-    "the service does not accept the current password, or no longer accepts this device";
-
-// The failure that the library's error code stands for.
-Failure libraryFailure(const char *refused = kDeviceRefused);
-
-// The same for an operation that tells the service the time zone: it alone fails without an error code, when the device
-// cannot name its time zone.
-Failure timeZoneOrLibraryFailure();
-
-// A reply of the service without the keys that must not be shown.
-Json::Value withoutKeys(Json::Value reply);
-
-// The failure with the service's reply, if there was one: it may tell more.
-Failure withReply(Failure failure, const Json::Value &reply);
-
-// What an error code of the library means, as a sentence without a full stop.
-std::string errorMeaning(int code);
 
 }  // namespace kova::cli

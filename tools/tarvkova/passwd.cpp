@@ -4,6 +4,7 @@
 #include <string>
 
 #include "tarvkova/commands.h"
+#include "tarvkova/library_failure.h"
 #include "tarvkova/refresh.h"
 #include "tarvkova/secret_source.h"
 #include "tarvkova/spinner.h"

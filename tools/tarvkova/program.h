@@ -2,20 +2,46 @@
 // completions are made.
 #pragma once
 
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "tarvkova/commands.h"
 
 namespace kova::cli {
 
-struct Program {
+class Program {
+ public:
   Program();
   Program(const Program &) = delete;
   Program &operator=(const Program &) = delete;
 
-  CLI::App app{"Connects this device to its account at the account service."};
-  // What parsing sets.
-  ChosenCommand chosen;
-  bool json = false;
-  bool reportInfo = false;
+  // Takes the arguments. Returns the text that they ask for in place of a command, if they do; wrong usage is thrown as
+  // Failure.
+  std::optional<std::string> parse(int argc, char **argv);
+
+  // The name of the subcommand that the user gave; empty without one.
+  std::string commandName() const;
+  std::string help() const;
+
+  const CLI::App &app() const { return app_; }
+  const ChosenCommand &chosen() const { return chosen_; }
+  bool isJson() const { return json_; }
+  bool isQuiet() const { return quiet_; }
+  bool isVerbose() const { return verbose_; }
+
+ private:
+  void addHelp();
+  Report showHelp() const;
+  std::string unexpectedMessage(const std::vector<std::string> &arguments) const;
+
+  CLI::App app_{"Connects this device to its account at the account service."};
+  ChosenCommand chosen_;
+  std::string helpTopic_;
+  bool json_ = false;
+  bool quiet_ = false;
+  bool verbose_ = false;
+  bool reportInfo_ = false;
 };
 
 }  // namespace kova::cli

@@ -13,6 +13,7 @@
 #include "common/terminal_text.h"
 #include "tarvkova/commands.h"
 #include "tarvkova/display_text.h"
+#include "tarvkova/library_failure.h"
 #include "tarvkova/spinner.h"
 #include "tarvkova/streams.h"
 #include "tarvkova/table.h"
@@ -118,6 +119,9 @@ void writeCsv(std::ostream &out, const Json::Value &purchases) {
 }
 
 Report purchases(const Options &options) {
+  if (options.from && options.to && *options.from > *options.to) {
+    throw usageFailure("--from " + *options.from + " is after --to " + *options.to);
+  }
   const std::string language = userLanguage();
   Report report;
   const int result = callWithSpinner([&] {
@@ -143,11 +147,11 @@ Report purchases(const Options &options) {
 
 void addPurchases(CLI::App &program, ChosenCommand &chosen) {
   const auto [command, options] = addCommand(program, chosen, "purchases", "List the account's purchases", purchases);
-  command->add_option("--from", options.from, "Purchases from this date on");
-  command->add_option("--to", options.to, "Purchases up to this date");
+  command->add_option("--from", options.from, "Purchases from this day on")->type_name("YYYY-MM-DD")->check(checkDate);
+  command->add_option("--to", options.to, "Purchases up to this day")->type_name("YYYY-MM-DD")->check(checkDate);
   addRepeatableOption(*command, "--app", options.apps, "Only this item; may be repeated, like the next three");
   addRepeatableOption(*command, "--serial", options.serials, "Only for the device with this serial number");
-  addRepeatableOption(*command, "--price", options.prices, "Only at this price");
+  addRepeatableOption(*command, "--price", options.prices, "Only at this price, such as 29.99")->check(checkPrice);
   addRepeatableOption(*command, "--paypal", options.buyers, "Only by this buyer");
   command->add_flag("--csv", options.csv, "Print comma-separated values")->excludes(program.get_option("--json"));
 }

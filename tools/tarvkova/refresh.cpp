@@ -2,6 +2,8 @@
 
 #include <kova/error.h>
 
+#include "tarvkova/device_files.h"
+#include "tarvkova/library_failure.h"
 #include "tarvkova/stored_account.h"
 
 namespace kova::cli {
@@ -12,7 +14,7 @@ std::string refreshFailure(int code) {
     case KOVA_ERR_ACCOUNT_GET:
       return deviceRefusedMessage();
     case KOVA_ERR_STORE:
-      return "the account's profile was fetched, but not stored: " + errorMeaning(code);
+      return withReason("the account's profile was fetched, but not stored", localReason(code));
     case KOVA_ERR_SYSTEM:  // from any step
       return "the account's profile could not be fetched and stored: " + errorMeaning(code);
     default:
@@ -23,18 +25,20 @@ std::string refreshFailure(int code) {
 }  // namespace
 
 std::string deviceRefusedMessage() {
-  return findStoredAccount() ? "the service no longer accepts this device, but it could not be signed out here; try "
+  return readStoredAccount() ? "the service no longer accepts this device, but it could not be signed out here; try "
                                "\"tarvkova logout --local\""
                              : "the service no longer accepts this device, which is signed out now; sign in again";
 }
 
-void addRefreshNotes(Report &report, int code) {
+void addRefreshNotes(Report &report, int code, bool isAsked) {
   if (code == KOVA_SUCCESS) return;
   report.notes.push_back(refreshFailure(code));
   if (code == KOVA_ERR_ACCOUNT_GET) return;
-  const StoredAccount account = findStoredAccount();
+  const StoredAccount account = readStoredAccount();
   if (account && account->last_query_time != 0) {
-    report.notes.emplace_back("the stored profile is still the earlier one; try \"tarvkova status --refresh\"");
+    const bool mayHelp = !isAsked && code != KOVA_ERR_STORE;
+    report.notes.push_back("the stored profile is still the earlier one" +
+                           std::string(mayHelp ? "; try \"tarvkova status --refresh\"" : ""));
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include "common/terminal_text.h"
 #include "tarvkova/commands.h"
+#include "tarvkova/library_failure.h"
 #include "tarvkova/secret_source.h"
 #include "tarvkova/spinner.h"
 
@@ -35,8 +36,8 @@ Report registerAccount(const Options &options) {
 void addRegister(CLI::App &program, ChosenCommand &chosen) {
   const auto [command, options] =
       addCommand(program, chosen, "register", "Create an account at the service", registerAccount);
-  command->add_option("EMAIL", options.email, "The account's e-mail address")->required();
-  command->add_option("--name", options.name, "Full name of its holder")->required();
+  addEmail(*command, options.email);
+  command->add_option("--name", options.name, "Full name of its holder")->required()->check(checkName);
   command->add_flag("--critical-release", options.criticalReleases, "Mail about critical releases");
   addPasswordFile(*command, options.passwordFile);
 }

@@ -16,6 +16,10 @@ bool Secret::append(char character) {
   return true;
 }
 
+void Secret::dropCarriageReturn() {
+  if (text_.ends_with('\r')) text_.pop_back();
+}
+
 void Secret::clear() {
   explicit_bzero(text_.data(), text_.size());
   text_.clear();
@@ -40,8 +44,10 @@ bool readLine(int descriptor, Secret &line, const std::function<void()> &beforeR
     char character = 0;
     const ssize_t length = retried([&] { return read(descriptor, &character, 1); });
     if (length < 0) throw localFailure(std::string("cannot read the password: ") + std::strerror(errno));
-    if (length == 0) return hasRead;
-    if (character == '\n') return true;
+    if (length == 0 || character == '\n') {
+      line.dropCarriageReturn();
+      return length > 0 || hasRead;
+    }
     if (character == '\0') throw localFailure("a password cannot hold a NUL character");
     if (!line.append(character)) throw localFailure("the password is too long");
   }

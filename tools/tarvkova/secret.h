@@ -22,6 +22,8 @@ class Secret {
 
   // False when there is no room left.
   bool append(char character);
+  // Drops the "\r" of a line that ended in "\r\n".
+  void dropCarriageReturn();
   void clear();
   const std::string &text() const { return text_; }
   const char *c_str() const { return text_.c_str(); }

@@ -2,6 +2,7 @@
 
 #include "tarvkova/commands.h"
 #include "tarvkova/display_text.h"
+#include "tarvkova/library_failure.h"
 #include "tarvkova/spinner.h"
 #include "tarvkova/stored_account.h"
 #include "tarvkova/streams.h"

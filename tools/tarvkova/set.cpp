@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tarvkova/commands.h"
+#include "tarvkova/library_failure.h"
 #include "tarvkova/refresh.h"
 #include "tarvkova/secret_source.h"
 #include "tarvkova/spinner.h"
@@ -62,16 +63,17 @@ void addSet(CLI::App &program, ChosenCommand &chosen) {
   const auto add = [&set = *command](const char *name, std::optional<std::string> &value, const char *help) {
     return set.add_option(name, value, help);
   };
-  add("--name", options.name, "Full name");
-  add("--email", options.email, "New e-mail address; needs the current password");
-  add("--country", options.country, "Country");
-  add("--language", options.language, "Language of notification mail");
-  add("--timezone", options.timeZone, "Time zone");
+  add("--name", options.name, "Full name")->check(checkName);
+  add("--email", options.email, "New e-mail address; needs the current password")->check(checkEmail);
+  add("--country", options.country, "Country")->check(checkText);
+  add("--language", options.language, "Language of notification mail")->check(checkText);
+  add("--timezone", options.timeZone, "Time zone")->check(checkText);
   const CLI::IsMember onOrOff({"on", "off"});
   add("--enews", options.newsletter, "Newsletter")->check(onOrOff);
   add("--critical-release", options.criticalReleases, "Mail about critical releases")->check(onOrOff);
   add("--promotion", options.promotion, "Local promotion mail")->check(onOrOff);
-  add("--critical-versions", options.criticalVersions, "Critical versions to be told of, joined by commas");
+  add("--critical-versions", options.criticalVersions, "Critical versions to be told of, joined by commas")
+      ->check(checkText);
   addPasswordFile(*command, options.passwordFile)->needs(command->get_option("--email"));
 }
 

@@ -10,6 +10,8 @@
 #include <functional>
 #include <string>
 
+#include "tarvkova/log_lines.h"
+
 namespace kova::cli {
 namespace {
 
@@ -33,7 +35,7 @@ void spin(const HeldSignals &signals, const Descriptor &done) {
 }  // namespace
 
 Spinner::Spinner() {
-  if (isatty(STDERR_FILENO) != 1) return;
+  if (isatty(STDERR_FILENO) != 1 || areLogLinesShown()) return;
   done_ = Descriptor(eventfd(0, EFD_CLOEXEC));
   if (!done_) return;
   signals_.emplace({SIGINT, SIGTERM, SIGHUP});

@@ -10,7 +10,8 @@
 namespace kova::cli {
 
 // While it lives, and once a second has passed, a line on standard error turns and counts the seconds. A signal that
-// ends the program erases the line first. Does nothing when standard error is not a terminal.
+// ends the program erases the line first. Does nothing when standard error is not a terminal,
+// or shows the library's log lines.
 class Spinner {
  public:
   Spinner();

@@ -3,12 +3,14 @@
 
 #include <algorithm>
 #include <ctime>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "tarvkova/commands.h"
 #include "tarvkova/display_text.h"
+#include "tarvkova/library_failure.h"
 #include "tarvkova/refresh.h"
 #include "tarvkova/spinner.h"
 #include "tarvkova/stored_account.h"
@@ -42,12 +44,29 @@ Failure queryFailure() {
   return failure.code == KOVA_ERR_ACCOUNT_GET ? notSignedInFailure(deviceRefusedMessage()) : failure;
 }
 
+StoredAccount accountForStatus() {
+  StoredAccount account = findStoredAccount();
+  if (account) return account;
+  Failure failure = libraryFailure();
+  failure.answer = "This device is not signed in.\n";
+  failure.result["signed_in"] = false;
+  throw failure;
+}
+
+// The names in a text that commas separate.
+Json::Value listOf(const std::string &names) {
+  Json::Value list(Json::arrayValue);
+  std::istringstream rest(names);
+  for (std::string name; std::getline(rest, name, ',');) list.append(name);
+  return list;
+}
+
 Report status(const bool &refresh) {
-  requireStoredAccount();
+  accountForStatus();
   Json::Value profile(Json::objectValue);
   if (callWithSpinner([&] { return TARVKOVAAccountQueryInfo(profile, refresh, true); }) < 0) throw queryFailure();
   Report report;
-  addRefreshNotes(report, TARVKOVAErrGet());
+  addRefreshNotes(report, TARVKOVAErrGet(), refresh);
 
   // The stored profile does not have this member.
   const bool isFetched = profile.isMember("critical_version_list");
@@ -59,6 +78,10 @@ Report status(const bool &refresh) {
     profile["critical_version_domain"] = account->critical_version_domain;
   }
   report.text = profileText(profile, isFetched ? "the service, now" : "stored " + std::to_string(age) + " s ago");
+  for (const char *list : {"critical_version_list", "critical_version_domain"}) {
+    profile[list] = listOf(displayText(profile[list]));
+  }
+  report.result["signed_in"] = true;
   report.result["account"] = withoutKeys(profile);
   report.result["source"] = isFetched ? "service" : "stored";
   report.result["age"] = Json::Int64{age};

@@ -2,14 +2,21 @@
 
 #include <kova/error.h>
 
-#include "tarvkova/outcome.h"
+#include "tarvkova/library_failure.h"
 
 namespace kova::cli {
 
-StoredAccount findStoredAccount() {
+StoredAccount readStoredAccount() {
   StoredAccount account(new AccountInfo{});
-  if (TARVKOVAAccountGet(account.get()) == 0) return account;
-  if (TARVKOVAErrGet() != KOVA_ERR_ACCOUNT_GET) throw libraryFailure();
+  if (TARVKOVAAccountGet(account.get()) < 0) account.reset();
+  return account;
+}
+
+StoredAccount findStoredAccount() {
+  StoredAccount account = readStoredAccount();
+  if (account) return account;
+  const Failure failure = libraryFailure();
+  if (failure.code != KOVA_ERR_ACCOUNT_GET) throw failure;
   return nullptr;
 }
 

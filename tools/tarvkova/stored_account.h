@@ -11,7 +11,10 @@ namespace kova::cli {
 
 using StoredAccount = std::unique_ptr<AccountInfo, WipingDelete>;
 
-// Null when the device is not signed in.
+// Null when the library finds none, for whatever reason.
+StoredAccount readStoredAccount();
+
+// Null when the device is not signed in. Throws Failure when that cannot be told.
 StoredAccount findStoredAccount();
 
 // Throws Failure when the device is not signed in.

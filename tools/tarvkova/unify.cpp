@@ -9,6 +9,7 @@
 #include "tarvkova/accounts_in_use.h"
 #include "tarvkova/commands.h"
 #include "tarvkova/display_text.h"
+#include "tarvkova/library_failure.h"
 #include "tarvkova/refresh.h"
 #include "tarvkova/spinner.h"
 #include "tarvkova/stored_account.h"
@@ -31,7 +32,7 @@ std::string findSignedInAccount(const std::string &name, const StoredAccount &be
                              ", but gave it no key that works; see \"tarvkova login\"");
   }
   addRefreshNotes(report, code);
-  const bool hasNewKey = !hasSameAuthKey(before, findStoredAccount());
+  const bool hasNewKey = !hasSameAuthKey(before, readStoredAccount());
   if (result < 0) return hasNewKey ? name : "";
   std::string account = displayText(profile["email"]);
   if (!hasNewKey && strcasecmp(account.c_str(), name.c_str()) != 0) {
@@ -41,6 +42,7 @@ std::string findSignedInAccount(const std::string &name, const StoredAccount &be
 }
 
 Report unify() {
+  requireReadableSources();
   const StoredAccount before = findStoredAccount();
   Json::Value accounts;
   const int result = callWithSpinner([&] { return TARVKOVAAccountIsUnified(accounts); });
@@ -52,8 +54,10 @@ Report unify() {
     throw failure;
   }
   if (result < 0) throw libraryFailure();
+  if (TARVKOVAErrGet() == KOVA_ERR_STORE) {
+    throw notMarkedFailure("this device could not be marked as unified");
+  }
   Report report;
-  if (TARVKOVAErrGet() == KOVA_ERR_STORE) report.notes.push_back("the device could not be marked as unified");
   if (accounts.isNull()) {
     report.text = before ? "This device is unified.\n" : "This device is unified; sign in with \"tarvkova login\".\n";
   } else if (accounts.empty()) {

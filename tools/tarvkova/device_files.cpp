@@ -1,0 +1,114 @@
+#include "tarvkova/device_files.h"
+
+#include <fcntl.h>
+#include <kova/platform.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstddef>
+#include <cstring>
+
+#include "base/descriptor.h"
+#include "base/secret.h"
+
+namespace kova::cli {
+namespace {
+
+std::string obstacle(const std::string &what, const std::string &path, int error) {
+  return "cannot " + what + " " + path + ": " + std::strerror(error);
+}
+
+// Tries to make a file without a name in the directory, and to write to it. Returns 0 or the system's error number.
+int tryToWriteIn(const std::string &directory) {
+  const Descriptor file(retried([&] { return open(directory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600); }));
+  if (file) {
+    const std::string block(4096, '\0');
+    return writeAll(file.get(), block) ? 0 : errno;
+  }
+  // Not every file system has files without a name.
+  if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) return errno;
+  return access(directory.c_str(), W_OK | X_OK) == 0 ? 0 : errno;
+}
+
+// The directory that a file of this path is in, or would be made in.
+std::string nearestDirectory(std::string path) {
+  do {
+    path.resize(std::min(path.rfind('/'), path.size()));
+  } while (!path.empty() && access(path.c_str(), F_OK) != 0 && errno == ENOENT);
+  return path.empty() ? "/" : path;
+}
+
+std::optional<std::string> missingRoot() {
+  const std::string root = devicePath("/");
+  if (access(root.c_str(), F_OK) == 0 || (errno != ENOENT && errno != ENOTDIR)) return std::nullopt;
+  return obstacle("use the device root", root.substr(0, std::max<std::size_t>(root.size() - 1, 1)), errno);
+}
+
+// The length of a value of the account file; negative when the file is not one of keys and values.
+int lengthOf(const char *key) {
+  char value[16];
+  const WipedAtEnd wiped(value);
+  return TLIBCFileGetKeyValue(kAccountFile, key, value, sizeof value, 0);
+}
+
+// What is wrong with the account file at `path`; empty where it may be that of a device that is not signed in.
+std::string accountDamage(const std::string &path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) return "";
+  if (!S_ISREG(status.st_mode)) return "it is not a regular file";
+  if (lengthOf("kovaID") > 0 && lengthOf("kovaPW") > 0) return "";  // an account to be merged
+  for (const char *key : {"vx_auth_key", "kovaIDSerial"}) {
+    const int length = lengthOf(key);
+    if (length < 0) return "it cannot be read as keys and values";
+    if (length == 0) return std::string("it has no ") + key;
+  }
+  return "";
+}
+
+}  // namespace
+
+std::string devicePath(const char *file) {
+  char path[PATH_MAX] = "";
+  if (KovaDevicePath(file, path, sizeof path) < 0) throw localFailure("the path of the device root is too long");
+  return path;
+}
+
+std::string readObstacle(const char *file) {
+  const std::string path = devicePath(file);
+  if (const auto missing = missingRoot()) return *missing;
+  const Descriptor opened(retried([&] { return open(path.c_str(), kReadFlags); }));
+  return opened || errno == ENOENT ? "" : obstacle("read", path, errno);
+}
+
+std::string writeObstacle(const char *file) {
+  if (const std::string unreadable = readObstacle(file); !unreadable.empty()) return unreadable;
+  const std::string path = devicePath(file);
+  const int error = tryToWriteIn(nearestDirectory(path));
+  return error == 0 ? "" : obstacle("write", path, error);
+}
+
+std::string removeObstacle(const char *file) {
+  const std::string path = devicePath(file);
+  const int error = tryToWriteIn(nearestDirectory(path));
+  return error == 0 || error == ENOSPC || error == EDQUOT ? "" : obstacle("remove", path, error);
+}
+
+std::string withReason(const std::string &message, const std::string &reason) {
+  return reason.empty() ? message : message + ": " + reason;
+}
+
+std::optional<Failure> accountFileFailure() {
+  if (const std::string unreadable = readObstacle(kAccountFile); !unreadable.empty()) {
+    return Failure(ExitCode::kLocal, 0, "account_unreadable", unreadable);
+  }
+  const std::string path = devicePath(kAccountFile);
+  const std::string damage = accountDamage(path);
+  if (damage.empty()) return std::nullopt;
+  return Failure(ExitCode::kLocal, 0, kAccountDamaged,
+                 path + " is damaged: " + damage + "; sign in again, or remove it with \"tarvkova logout --local\"");
+}
+
+}  // namespace kova::cli
