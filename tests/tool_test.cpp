@@ -10,6 +10,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <set>
+#include <valijson/adapters/jsoncpp_adapter.hpp>
+#include <valijson/schema.hpp>
+#include <valijson/schema_parser.hpp>
+#include <valijson/validator.hpp>
 
 #include "support/center.h"
 #include "support/device.h"
@@ -27,6 +31,19 @@ struct Row {
   std::string fault = "";  // what the service does meanwhile
 };
 
+// Holds an output to the schema that is installed with the tool; it must also name each member.
+void followsSchema(const Json::Value &output) {
+  const Json::Value document = parsed(readFile(KOVA_SCHEMA)),
+                    &own = document["definitions"][output["command"].asString()];
+  valijson::Schema schema;
+  valijson::SchemaParser().populateSchema(valijson::adapters::JsonCppAdapter(document), schema);
+  EXPECT_TRUE(valijson::Validator().validate(schema, valijson::adapters::JsonCppAdapter(output), nullptr)) << output;
+  for (const std::string &name : output.getMemberNames()) {
+    const Json::Value *places[] = {&document, &document["else"], &own};
+    EXPECT_TRUE(std::ranges::any_of(places, [&](auto place) { return (*place)["properties"].isMember(name); })) << name;
+  }
+}
+
 class Tool : public DeviceTest {
  protected:
   Tool() {
@@ -39,27 +56,29 @@ class Tool : public DeviceTest {
     center_.command("device " + root_.path().string() + " --force --serial 1430TST000001 " + options);
   }
 
-  void expect(const std::vector<Row> &rows) {
+  // `shell` is what a shell does first.
+  void expect(const std::vector<Row> &rows, const std::string &shell = "") {
     for (const auto &[arguments, input, exit, expected, note, fault] : rows) {
       SCOPED_TRACE("tarvkova " + arguments + " during " + fault);
       if (!fault.empty()) center_.command("fault add " + fault);
       writeFile(streams_.path() / "in", input);
       // In a session of its own it has no terminal to ask on.
-      const std::string command = "cd " + streams_.path().string() + " && setsid -w " KOVA_TOOL " " + arguments;
-      const int status = std::system((command + " <in >out 2>err").c_str());
+      const std::string command = shell + "cd " + streams_.path().string() + " && setsid -w " KOVA_TOOL " ";
+      const int status = std::system((command + arguments + " <in >out 2>err").c_str());
       const std::string output = readFile(streams_.path() / "out"), errors = readFile(streams_.path() / "err");
       const bool json = arguments.find("--json") != std::string::npos, isDone = exit == 0;
-      std::string shown = isDone ? output : errors;
+      std::string shown = isDone ? output : output + errors;
       if (json) {
         const Json::Value object = parsed(output), &error = object["error"];
         EXPECT_TRUE(object["ok"] == isDone && output.find('\n') == output.size() - 1) << output;
+        if (output.size() < 100000) followsSchema(object);
         if (!isDone) shown = error["code"].asString() + " " + error["name"].asString();
       }
       EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, exit) << errors;
       EXPECT_TRUE(shown.find(expected) != std::string::npos && errors.find(note) != std::string::npos)
           << shown << errors;
-      EXPECT_EQ(output.empty(), !json && (!isDone || expected.empty())) << output;
-      EXPECT_EQ(errors.empty(), note.empty() && (isDone || json)) << errors;
+      EXPECT_EQ(output.empty(), !json && (isDone ? expected.empty() : !errors.empty())) << output;
+      EXPECT_EQ(errors.empty(), note.empty() && (isDone || !output.empty())) << errors;
       hidesSecrets(output + errors);
     }
   }
@@ -88,12 +107,14 @@ TEST_F(Tool, AnAccountsLife) {
           {"check --json", "", 2, "0 usage"},
           {"check ada@kova.example --json", "ada-pw\n", 5, "4 unreachable", "", "reset"},
           {"status --json", "", 3, "3 not_signed_in"},
-          {"register eve@kova.example --name Eve", "new-pw\n", 0, "eve@kova.example is registered"},
+          {"register eve@kova.example --name Eve --json", "new-pw\r\n", 0, R"("email":"eve@kova.example")"},
+          {"check eve@kova.example", "new-pw", 0, "accepts"},
           {"register eve@kova.example --name Eve --json", "new-pw\n", 6, "16 account_in_use"},
           {"login ada@kova.example", "wrong\n", 4, "does not accept this e-mail address"},
           {"login ada@kova.example", "ada-pw\n", 0, "Signed in as ada@kova.example."},
-          {"status --json", "", 0, R"("source":"stored")"},
-          {"set --name 'Ada L.' --enews on", "", 0, "The account is updated."},
+          {"status --json", "", 0, R"("critical_version_domain":["6.2",)"},
+          {"set --name 'Ada L.' --enews on --json", "", 0, "true"},
+          {"set --country DE -q", "", 0, ""},
           {"status", "", 0, "Ada L."},
           {"status --refresh", "", 0, "the service, now"},
           {"passwd", "ada-pw\nnew-pw\n", 0, "The password is changed."},
@@ -101,8 +122,14 @@ TEST_F(Tool, AnAccountsLife) {
           {"purchases", "", 0, "2 purchases  12.50\n"},
           {"purchases --csv --price 5", "", 0, "\n2026-02-01 00:00:00,\"Tea,green\",TV218,,5,Completed,,t1\n"},
           {"purchases --json --from 2026-02-15", "", 0, R"("total":1)"},
+          {"purchases", "", 5, "try --verbose or \"tarvkova doctor\"", "", "status 500"},
+          {"purchases --verbose", "", 5, "log: kova_https_req_send:", "httpResponseCode=500", "status 500"},
           {"--report_info", "", 0, ""},
-          {"logout", "", 0, "Signed out."}});
+          {"--report_info --json", "", 0, "report_info"},
+          {"login bob@kova.example --json", "bob-pw\r\n", 0, R"("replaced":"ada@kova.example")"},
+          {"login bob@kova.example", "bob-pw\n", 0, "Signed in as bob@kova.example.\n"},
+          {"login ada@kova.example", "new-pw\n", 0, "Signed in as ada@kova.example, in place of bob@kova.example."},
+          {"logout --json", "", 0, R"("was_signed_in":true)"}});
   const std::size_t requests = center_.journal().size();
   expect({{"login ada@kova.example --json", "new-pw\n", 0, R"("ok":true)"}});
   EXPECT_EQ(center_.journal().size(), requests + 2) << "the key is known: one request, and the profile";
@@ -116,19 +143,23 @@ TEST_F(Tool, HalfASuccessIsToldAsOne) {
   const std::string noProfile = "--action query status 500";
   const std::string refused = R"(--action query body '{"code":"badauth"}')";
   center_.command("account set ada@kova.example --revoke-on-password-change");
-  const std::string earlier = "the stored profile is still the earlier one";
+  const std::string earlier = "the stored profile is still the earlier one",
+                    advice = "; try \"tarvkova status --refresh\"";
+  std::string profile = kProfile;
+  profile.replace(profile.find("Ada"), 3, R"(A\n\u00e9\u00ad\u200e\u2028\ufe0f\ufeff\udb40\udc41\u007f)");
+  const std::string odd = "--action query body '" + profile + "'";
   expect({{"login ada@kova.example --json", "ada-pw\n", 3, "3 not_signed_in", "", noKeys},
           {"login ada@kova.example --json", "ada-pw\n", 3, "3 not_signed_in", "", refused},
           {"login ada@kova.example", "ada-pw\n", 0, "Signed in", "could not be fetched: the service", noProfile},
           {"status", "", 0, "the service, now"},
           {"login bob@kova.example", "bob-pw\n", 3, "not signed in as bob@kova.example", "", noKeys},
-          {"login bob@kova.example", "bob-pw\n", 0, "Signed in", earlier, noProfile},
+          {"login bob@kova.example", "bob-pw\n", 0, "Signed in", earlier + advice, noProfile},
           {"login ada@kova.example", "ada-pw\n", 0, "Signed in"},
-          {"set --name 'A\n\u00e9\u00ad\u200e\u2028\ufe0f\ufeff\U000e0041\x7f'", "", 0, "updated", "but not stored"},
-          {"status --refresh", "", 0, "A?\u00e9???????\n", earlier},
-          {"status --refresh --json", "", 0, R"(\ufeff\udb40\udc41\u007f")", earlier},
+          {"set --name A", "", 0, "updated", "not stored: a value cannot be stored", odd},
+          {"status --refresh", "", 0, "A?\u00e9???????\n", earlier + "\n", odd},
+          {"status --refresh --json", "", 0, R"(\ufeff\udb40\udc41\u007f")", earlier, odd},
           {"set --name Ada", "", 0, "updated", earlier, noProfile},
-          {"passwd", "ada-pw\nnew-pw\n", 0, "changed", "signed out now"},
+          {"passwd --json", "ada-pw\nnew-pw\n", 0, "notes", "signed out now"},
           {"login ada@kova.example", "new-pw\n", 0, "Signed in"}});
   const std::string component = "/usr/tarv/kova/plugin/kova/kova/logout/stubborn";
   writeProgram(component, "#!/bin/sh\necho no\nexit 1\n");
@@ -137,7 +168,7 @@ TEST_F(Tool, HalfASuccessIsToldAsOne) {
           {"logout --local", "", 1, "a component of this device failed to sign out"},
           {"--help >/dev/full <in 2>err #", "", 1, "cannot write the output: No space left on device"}});
   fs::remove(at(component));
-  expect({{"status --refresh", "", 3, "signed out now"}, {"status", "", 3, "this device is not signed in"}});
+  expect({{"status --refresh", "", 3, "signed out now"}, {"status", "", 3, "This device is not signed in"}});
 }
 
 TEST_F(Tool, AccountsAreUnified) {
@@ -149,6 +180,8 @@ TEST_F(Tool, AccountsAreUnified) {
   const auto before = files();
   expect({{"accounts", "", 0, "bob@kova.example  farlink  bob\n"},
           {"unify --json", "", 1, "0 several_accounts"},
+          {"accounts --json", "", 0, R"({"services":[{"type":"farlink","value":"bob"}]})"},
+          {merge + " --dry-run --json", "", 0, R"("abandoned":["cyd@kova.example)"},
           {merge + " --dry-run", "", 0, "would be merged into ada@kova.example.\nThis account would be abandoned"},
           {"abandon cyd@kova.example", "", 2, "--yes is needed"}});
   EXPECT_TRUE(files() == before && center_.journal().empty());
@@ -171,6 +204,83 @@ TEST_F(Tool, AccountsAreUnified) {
   expect({{"unify", "", 0, "This device is unified.", "could not be fetched", noKeys}});
   makeDevice("--relay-account cyd@kova.example --relay-alias cyd");
   expect({{"unify", "", 0, "signed in as cyd@kova.example"}, {"status", "", 0, "Dr.cyd"}});
+}
+
+TEST_F(Tool, WhatCanBeJudgedHereIsNotSent) {
+  const auto before = files();
+  const std::string email = "is not an e-mail address", text = "is not a text of one line", date = "YYYY-MM-DD";
+  expect({{"", "", 2, "Subcommands:"},
+          {"--json", "", 2, "0 usage"},
+          {"-q", "", 2, "name a command"},
+          {"statsu", "", 2, "did you mean \"status\"?"},
+          {"status --refesh", "", 2, "did you mean \"--refresh\"?"},
+          {"status b a", "", 2, "unexpected: \"b\" \"a\""},
+          {"status --verbose -q", "", 2, "excludes"},
+          {"help lgoin", "", 2, "did you mean \"login\"?"},
+          {"help login", "", 0, "Usage: tarvkova login"},
+          {"help --json", "", 0, R"("help":)"},
+          {"login ada@kova.example --password ada-pw", "", 2, "read with --password-file"},
+          {"login --pass=ada-pw", "", 2, "read with --password-file"},
+          {"login ada", "", 2, email},
+          {"check @kova.example", "", 2, email},
+          {"migrate ada --merge bob@kova.example", "", 2, email},
+          {"migrate ada@kova.example --merge bob", "", 2, email},
+          {"register ada@ --name Ada", "", 2, email},
+          {"register ada@kova.example --name ' '", "", 2, "the name is empty"},
+          {"set --email ada", "", 2, email},
+          {"set --name ''", "", 2, "the name is empty"},
+          {"set --name 'A\nB'", "", 2, text},
+          {"set --country '\x1b[1m'", "", 2, text},
+          {"purchases --from 2026-02-29", "", 2, "\"2026-02-29\" is not a date of the form " + date},
+          {"purchases --to 2026-2-28 --json", "", 2, "0 usage"},
+          {"purchases --from 2026-03-02 --to 2026-03-01", "", 2, "--from 2026-03-02 is after --to 2026-03-01"},
+          {"purchases --price 5,0", "", 2, "\"5,0\" is not a price"},
+          {"purchases --help", "", 0, date}});
+  EXPECT_TRUE(files() == before && center_.journal().empty());
+}
+
+TEST_F(Tool, CausesOnThisDeviceAreNamed) {
+  const std::string login = "login ada@kova.example";
+  const auto expectEach = [&](const std::vector<std::string> &commands, const std::string &shown) {
+    for (const std::string &command : commands) expect({{command, "ada-pw\nnew-pw\n", 1, shown}});
+  };
+  std::vector<std::string> all = {"status", "services", "purchases",    "set --name A",
+                                  "passwd", "logout",   "--report_info"};
+  for (const char *text : {"vx_auth_key\n", "", "vx_auth_key=\"a-key-alone\"\n"}) {
+    write("/etc/kova.conf", text);
+    expectEach(all, "/etc/kova.conf is damaged: it has no ");
+    expect({{"status --json", "", 1, "0 account_damaged"}});
+  }
+  expect({{"logout --local", "", 0, "Signed out."}, {"logout", "", 0, "This device was not signed in."}});
+  write("/etc/kova.conf", keyFile("kovaID=ada@kova.example kovaPW=ada-pw"));
+  expect({{"status", "", 3, "This device is not signed in."}, {login, "ada-pw\n", 0, "Signed in"}});
+  remove("/etc/kova.conf");
+  fs::create_directories(at("/etc/kova.conf/full"));
+  expectEach({"logout --local"}, "the account is still stored on this device");
+  remove("/etc/kova.conf");
+  fs::create_symlink("kova.conf", at("/etc/kova.conf"));  // also root cannot read it
+  all.insert(all.end(), {login, "logout --local", "accounts", "unify"});
+  expectEach(all, "cannot read " + at("/etc/kova.conf").string() + ": Too many levels of symbolic links");
+  expect({{"logout --json", "", 1, "0 account_unreadable"}});
+  remove("/etc/kova.conf");
+  expect({{login, "ada-pw\n", 0, "Signed in"}});
+  for (const char *file : {"/etc/kova.conf", "/etc/tarvinfo.conf"})
+    write(file, read(file) + "#" + std::string(8000, '-'));
+  const std::string before = read("/etc/kova.conf");
+  expect({{login, "ada-pw\n", 1, "cannot write " + at("/etc/kova.conf").string() + ": File too large"},
+          {login + " --json", "ada-pw\n", 1, "19 not_stored"},
+          {"set --name A", "", 0, "updated", "not stored: cannot write"},
+          {"unify", "", 1, "could not be marked as unified: cannot write " + at("/etc/tarvinfo.conf").string()}},
+         "trap '' XFSZ; ulimit -f 4; ");
+  EXPECT_EQ(read("/etc/kova.conf"), before);
+  remove("/var/lib/kova");
+  write("/var/lib/kova", "");
+  expect({{login, "ada-pw\n", 1, "API key cannot be read or made: cannot read"},
+          {login + " --json", "ada-pw\n", 1, "24 api_key_unusable"}});
+  remove("/etc.defaults/kovadevice.conf");
+  expect({{"--report_info --json", "", 1, "8 no_serial_number"}});
+  fs::remove_all(root_.path());
+  expectEach({"status", "accounts", "unify", "logout"}, "cannot use the device root");
 }
 
 TEST_F(Tool, ALongListIsShownWithoutBeingHeldTwice) {

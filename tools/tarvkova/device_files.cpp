@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 
 #include "base/descriptor.h"
@@ -21,16 +22,18 @@ std::string obstacle(const std::string &what, const std::string &path, int error
   return "cannot " + what + " " + path + ": " + std::strerror(error);
 }
 
-// Tries to make a file without a name in the directory, and to write to it. Returns 0 or the system's error number.
+// Tries to make a file in the directory that is gone when it is closed, and to write to it. Returns 0 or the system's
+// error number.
 int tryToWriteIn(const std::string &directory) {
-  const Descriptor file(retried([&] { return open(directory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600); }));
-  if (file) {
-    const std::string block(4096, '\0');
-    return writeAll(file.get(), block) ? 0 : errno;
+  Descriptor file(retried([&] { return open(directory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600); }));
+  if (!file && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL)) {
+    // Not every file system has files without a name.
+    std::string path = directory + "/.kova.XXXXXX";
+    file = Descriptor(mkostemp(path.data(), O_CLOEXEC));
+    if (file) unlink(path.c_str());
   }
-  // Not every file system has files without a name.
-  if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) return errno;
-  return access(directory.c_str(), W_OK | X_OK) == 0 ? 0 : errno;
+  const std::string block(4096, '\0');
+  return file && writeAll(file.get(), block) ? 0 : errno;
 }
 
 // The directory that a file of this path is in, or would be made in.

@@ -58,10 +58,10 @@ class Run {
       error["name"] = failure.name;
       error["message"] = failure.what();
       writeOutcome(false, std::move(result));
-    } else if (failure.answer.empty()) {
+    } else if (failure.answer.empty() || program_.isQuiet()) {
       writeMessage(failure.what());
       if (failure.exitCode == ExitCode::kUsage) writeMessage("try \"tarvkova " + subcommand() + "--help\"");
-    } else if (!program_.isQuiet()) {
+    } else {
       writeOutput([&](std::ostream &out) { out << failure.answer; });
     }
     return static_cast<int>(failure.exitCode);

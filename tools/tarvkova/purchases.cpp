@@ -130,6 +130,11 @@ Report purchases(const Options &options) {
                                        filterFrom(options.prices), filterFrom(options.buyers), report.result);
   });
   if (result < 0) throw libraryFailure();
+  for (Json::Value &purchase : report.result["logs"]) {
+    for (Json::Value &value : purchase) {
+      if (!value.isDouble() && !value.isString() && !value.isNull()) value = displayText(value);
+    }
+  }
   report.writeText = [csv = options.csv](std::ostream &out, const Json::Value &result) {
     const Json::Value &list = result["logs"];
     if (csv) {

@@ -1,5 +1,7 @@
 #include <kova/services.h>
 
+#include <string>
+
 #include "tarvkova/commands.h"
 #include "tarvkova/display_text.h"
 #include "tarvkova/library_failure.h"
@@ -18,6 +20,10 @@ Report services() {
   if (callWithSpinner([&] { return TARVKOVAAccountServiceCheck(account->kovaIDSerial, account->vx_auth_key, held); }) <
       0) {
     throw libraryFailure();
+  }
+  for (const char *name : {"alias", "ddns"}) {
+    const std::string text = displayText(held[name]);
+    held[name] = text.empty() ? Json::Value() : Json::Value(text);
   }
   report.text = fieldList(outputWidth(), {{"Relay alias", displayTextOrNone(held["alias"])},
                                           {"Dynamic DNS", displayTextOrNone(held["ddns"])},

@@ -61,6 +61,20 @@ Json::Value listOf(const std::string &names) {
   return list;
 }
 
+// The service's profile with each member in its type: a service may send any.
+void setTypes(Json::Value &profile) {
+  for (const char *text : {"email", "full_name", "country", "timezone", "notify_language"}) {
+    profile[text] = displayText(profile[text]);
+  }
+  for (const char *flag : {"activated", "disabled", "enews", "critical_release", "enews_local_promotion"}) {
+    const Json::Value &value = profile[flag];
+    profile[flag] = value.isConvertibleTo(Json::booleanValue) && value.asBool();
+  }
+  for (const char *list : {"critical_version_list", "critical_version_domain"}) {
+    profile[list] = listOf(displayText(profile[list]));
+  }
+}
+
 Report status(const bool &refresh) {
   accountForStatus();
   Json::Value profile(Json::objectValue);
@@ -78,9 +92,7 @@ Report status(const bool &refresh) {
     profile["critical_version_domain"] = account->critical_version_domain;
   }
   report.text = profileText(profile, isFetched ? "the service, now" : "stored " + std::to_string(age) + " s ago");
-  for (const char *list : {"critical_version_list", "critical_version_domain"}) {
-    profile[list] = listOf(displayText(profile[list]));
-  }
+  setTypes(profile);
   report.result["signed_in"] = true;
   report.result["account"] = withoutKeys(profile);
   report.result["source"] = isFetched ? "service" : "stored";
