@@ -64,8 +64,8 @@ Report logout(const bool &local) {
     if (wasSignedIn && refusal != KOVA_SUCCESS) {
       report.notes.push_back("signed out here, but the service did not agree: " + errorMeaning(refusal));
     }
+    if (wasSignedIn) requireNoAccountFile();
   }
-  if (wasSignedIn) requireNoAccountFile();
   return report;
 }
 
