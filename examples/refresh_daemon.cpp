@@ -8,8 +8,8 @@
 // - At the end the daemon waits a little for the call under way and then exits all the same. That leaves no file half
 //   written, since each is replaced as a whole.
 // - It stays in the foreground and logs to standard error, as service managers want it. A daemon that goes to the
-//   background itself forks before it starts the thread: the child of a process with threads has none of them, and may
-//   only execute another program.
+//   background itself forks before it starts the thread. Later a child may only execute another program: it would have
+//   the thread that forked and no other, and whatever these others had locked stays locked.
 #include <json/value.h>
 #include <kova/kova.h>
 #include <pthread.h>
@@ -28,6 +28,7 @@
 #include <deque>
 #include <exception>
 #include <functional>
+#include <initializer_list>
 #include <mutex>
 #include <thread>
 #include <utility>

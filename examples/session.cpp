@@ -17,10 +17,11 @@ namespace {
 
 constexpr int kSuccess = 0, kFailure = 1, kUsage = 2, kNotSignedIn = 3;
 
-// Tells what failed and why. The next call of the library may set another code, so it is read at once.
+// Tells what failed and why. The next call of the library may set another code, so it is read at once. A failure may
+// leave code 0, where the header says so: -1 has a text for it.
 int fail(const char *what) {
   const int32_t code = TARVKOVAErrGet();
-  const KovaErrorText &text = *KovaErrorTextGet(code);
+  const KovaErrorText &text = *KovaErrorTextGet(code != KOVA_SUCCESS ? code : -1);
   std::cerr << what << ": " << text.sentence << " (" << text.name << ", code " << code << ")\n";
   return code == KOVA_ERR_ACCOUNT_GET ? kNotSignedIn : kFailure;
 }

@@ -11,10 +11,11 @@
 
 enum { kSuccess, kFailure, kUsage, kNotSignedIn };
 
-/* Tells what failed and why. The next call of the library may set another code, so it is read at once. */
+/* Tells what failed and why. The next call of the library may set another code, so it is read at once. A failure may
+ * leave code 0, where the header says so: -1 has a text for it. */
 static int fail(const char *what) {
   const int32_t code = TARVKOVAErrGet();
-  const KovaErrorText *text = KovaErrorTextGet(code);
+  const KovaErrorText *text = KovaErrorTextGet(code != KOVA_SUCCESS ? code : -1);
   fprintf(stderr, "%s: %s (%s, code %d)\n", what, text->sentence, text->name, (int)code);
   return code == KOVA_ERR_ACCOUNT_GET ? kNotSignedIn : kFailure;
 }
