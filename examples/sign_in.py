@@ -12,7 +12,7 @@ import subprocess
 import sys
 import time
 
-USAGE, NOT_SIGNED_IN, UNREACHABLE = 2, 3, 5  # exit codes of tarvkova
+LOCAL_FAILURE, USAGE, NOT_SIGNED_IN, UNREACHABLE = 1, 2, 3, 5  # exit codes of tarvkova
 ATTEMPTS = 4
 FIRST_PAUSE = 1.0  # seconds; each further one is twice as long
 
@@ -29,11 +29,14 @@ class Failure(Exception):
 def tarvkova(*arguments, secret=b""):
     """Runs a command, which may take minutes, and returns the object that it prints. `secret` goes to its standard
     input: arguments and environment could be read by other users."""
-    done = subprocess.run(["tarvkova", "--json", *arguments], input=secret, stdout=subprocess.PIPE, check=False)
+    try:
+        done = subprocess.run(["tarvkova", "--json", *arguments], input=secret, stdout=subprocess.PIPE, check=False)
+    except OSError as error:
+        raise Failure(LOCAL_FAILURE, 0, "not_started", f"tarvkova cannot be started: {error.strerror}") from None
     try:
         outcome = json.loads(done.stdout)
     except ValueError:  # it was ended by a signal, or could not write
-        raise Failure(1, 0, "no_output", f"tarvkova ended with {done.returncode} and no answer") from None
+        raise Failure(LOCAL_FAILURE, 0, "no_output", f"tarvkova ended with {done.returncode} and no answer") from None
     if outcome["ok"]:
         return outcome
     error = outcome["error"]
