@@ -21,7 +21,7 @@ static int fail(const char *what) {
 }
 
 /* Sends the parameters and prints the reply. */
-static int send(TLIBCSzHash *parameters) {
+static int print_reply(TLIBCSzHash *parameters) {
   /* Both records are large and are zeroed before use, as static ones are. */
   static ServerConfig server;
   static HttpsRequest request;
@@ -51,7 +51,7 @@ static int ask(const AccountInfo *account, const char *serial) {
       TLIBCSzHashSetValue(parameters, "kova_id", account->kovaIDSerial) == 0 &&
       TLIBCSzHashSetValue(parameters, "auth_key", account->vx_auth_key) == 0 &&
       TLIBCSzHashSetValue(parameters, "serial", serial) == 0) {
-    result = send(parameters);
+    result = print_reply(parameters);
   } else {
     fprintf(stderr, "parameters: platform error 0x%04X\n", (unsigned)TLIBCErrGet());
   }
