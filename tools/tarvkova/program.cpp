@@ -125,7 +125,7 @@ std::optional<std::string> Program::parse(int argc, char **argv) {
   try {
     if (auto text = parseArguments(app_, argc, argv)) return text;
   } catch (const CLI::ExtrasError &) {
-    throw usageFailure(unexpectedMessage(arguments));
+    throw usageFailure(unexpectedMessage());
   } catch (const CLI::ParseError &error) {
     throw usageFailure(error.what());
   }
@@ -145,17 +145,8 @@ std::string Program::commandName() const {
   return reportInfo_ ? "report_info" : "";
 }
 
-// The parser does not keep the order of the words that it did not expect.
-std::string Program::unexpectedMessage(const std::vector<std::string> &arguments) const {
-  std::vector<std::string> remaining = app_.remaining(true);
-  std::vector<std::string> unexpected;
-  for (const std::string &argument : arguments) {
-    const auto found = std::ranges::find(remaining, argument);
-    if (found == remaining.end()) continue;
-    unexpected.push_back(argument);
-    remaining.erase(found);
-  }
-  unexpected.insert(unexpected.end(), remaining.begin(), remaining.end());
+std::string Program::unexpectedMessage() const {
+  const std::vector<std::string> unexpected = app_.remaining(true);
   const std::string &first = unexpected.front();
   const auto commands = app_.get_subcommands();
   if (first.starts_with('-') && first != "-" && first != "--") {

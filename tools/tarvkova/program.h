@@ -33,7 +33,7 @@ class Program {
  private:
   void addHelp();
   Report showHelp() const;
-  std::string unexpectedMessage(const std::vector<std::string> &arguments) const;
+  std::string unexpectedMessage() const;
 
   CLI::App app_{"Connects this device to its account at the account service."};
   ChosenCommand chosen_;

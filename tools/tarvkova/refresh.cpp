@@ -30,15 +30,15 @@ std::string deviceRefusedMessage() {
                              : "the service no longer accepts this device, which is signed out now; sign in again";
 }
 
-void addRefreshNotes(Report &report, int code, bool isAsked) {
+void addRefreshNotes(Report &report, int code) {
   if (code == KOVA_SUCCESS) return;
   report.notes.push_back(refreshFailure(code));
   if (code == KOVA_ERR_ACCOUNT_GET) return;
   const StoredAccount account = readStoredAccount();
   if (account && account->last_query_time != 0) {
-    const bool mayHelp = !isAsked && code != KOVA_ERR_STORE;
+    // Fetching it again may help; a profile that was fetched would only be refused by the device again.
     report.notes.push_back("the stored profile is still the earlier one" +
-                           std::string(mayHelp ? "; try \"tarvkova status --refresh\"" : ""));
+                           std::string(code != KOVA_ERR_STORE ? "; try \"tarvkova status --refresh\"" : ""));
   }
 }
 

@@ -12,7 +12,6 @@ namespace kova::cli {
 std::string deviceRefusedMessage();
 
 // Adds a note to the report where the refresh failed. `code` is the library's error code after it, 0 for success.
-// `isAsked` says that the user asked for just this.
-void addRefreshNotes(Report &report, int code, bool isAsked = false);
+void addRefreshNotes(Report &report, int code);
 
 }  // namespace kova::cli

@@ -80,7 +80,7 @@ Report status(const bool &refresh) {
   Json::Value profile(Json::objectValue);
   if (callWithSpinner([&] { return TARVKOVAAccountQueryInfo(profile, refresh, true); }) < 0) throw queryFailure();
   Report report;
-  addRefreshNotes(report, TARVKOVAErrGet(), refresh);
+  addRefreshNotes(report, TARVKOVAErrGet());
 
   // The stored profile does not have this member.
   const bool isFetched = profile.isMember("critical_version_list");
