@@ -87,7 +87,7 @@ std::string readObstacle(const char *file) {
 }
 
 std::string writeObstacle(const char *file) {
-  if (const std::string unreadable = readObstacle(file); !unreadable.empty()) return unreadable;
+  if (std::string unreadable = readObstacle(file); !unreadable.empty()) return unreadable;
   const std::string path = devicePath(file);
   const int error = tryToWriteIn(nearestDirectory(path));
   return error == 0 ? "" : obstacle("write", path, error);
