@@ -202,7 +202,8 @@ CURLcode curl_easy_getinfo(CURL *handle, CURLINFO info, ...) {
   long *value = va_arg(arguments, long *);
   va_end(arguments);
   if (hooks::fails("curl_easy_getinfo")) return CURLE_UNKNOWN_OPTION;
-  if (!current.wired) return hooks::next<CURLcode (*)(CURL *, CURLINFO, ...)>("curl_easy_getinfo")(handle, info, value);
+  const bool isStandIn = current.wired && (info & CURLINFO_TYPEMASK) == CURLINFO_LONG;
+  if (!isStandIn) return hooks::next<CURLcode (*)(CURL *, CURLINFO, ...)>("curl_easy_getinfo")(handle, info, value);
   *value = hooks::takeReply().status;
   return CURLE_OK;
 }

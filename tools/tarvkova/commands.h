@@ -44,5 +44,6 @@ void addAccounts(CLI::App &program, ChosenCommand &chosen);
 void addUnify(CLI::App &program, ChosenCommand &chosen);
 void addMigrate(CLI::App &program, ChosenCommand &chosen);
 void addAbandon(CLI::App &program, ChosenCommand &chosen);
+void addDoctor(CLI::App &program, ChosenCommand &chosen);
 
 }  // namespace kova::cli

@@ -22,28 +22,6 @@ std::string obstacle(const std::string &what, const std::string &path, int error
   return "cannot " + what + " " + path + ": " + std::strerror(error);
 }
 
-// Tries to make a file in the directory that is gone when it is closed, and to write to it. Returns 0 or the system's
-// error number.
-int tryToWriteIn(const std::string &directory) {
-  Descriptor file(retried([&] { return open(directory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600); }));
-  if (!file && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL)) {
-    // Not every file system has files without a name.
-    std::string path = directory + "/.kova.XXXXXX";
-    file = Descriptor(mkostemp(path.data(), O_CLOEXEC));
-    if (file) unlink(path.c_str());
-  }
-  const std::string block(4096, '\0');
-  return file && writeAll(file.get(), block) ? 0 : errno;
-}
-
-// The directory that a file of this path is in, or would be made in.
-std::string nearestDirectory(std::string path) {
-  do {
-    path.resize(std::min(path.rfind('/'), path.size()));
-  } while (!path.empty() && access(path.c_str(), F_OK) != 0 && errno == ENOENT);
-  return path.empty() ? "/" : path;
-}
-
 std::optional<std::string> missingRoot() {
   const std::string root = devicePath("/");
   if (access(root.c_str(), F_OK) == 0 || (errno != ENOENT && errno != ENOTDIR)) return std::nullopt;
@@ -57,26 +35,31 @@ int lengthOf(const char *key) {
   return TLIBCFileGetKeyValue(kAccountFile, key, value, sizeof value, 0);
 }
 
-// What is wrong with the account file at `path`; empty where it may be that of a device that is not signed in.
-std::string accountDamage(const std::string &path) {
-  struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) return "";
-  if (!S_ISREG(status.st_mode)) return "it is not a regular file";
-  if (lengthOf("kovaID") > 0 && lengthOf("kovaPW") > 0) return "";  // an account to be merged
-  for (const char *key : {"vx_auth_key", "kovaIDSerial"}) {
-    const int length = lengthOf(key);
-    if (length < 0) return "it cannot be read as keys and values";
-    if (length == 0) return std::string("it has no ") + key;
-  }
-  return "";
-}
-
 }  // namespace
 
 std::string devicePath(const char *file) {
   char path[PATH_MAX] = "";
   if (KovaDevicePath(file, path, sizeof path) < 0) throw localFailure("the path of the device root is too long");
   return path;
+}
+
+std::string nearestDirectory(std::string path) {
+  do {
+    path.resize(std::min(path.rfind('/'), path.size()));
+  } while (!path.empty() && access(path.c_str(), F_OK) != 0 && errno == ENOENT);
+  return path.empty() ? "/" : path;
+}
+
+int tryToWriteIn(const std::string &directory) {
+  Descriptor file(retried([&] { return open(directory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600); }));
+  if (!file && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL)) {
+    // Not every file system has files without a name.
+    std::string path = directory + "/.kova.XXXXXX";
+    file = Descriptor(mkostemp(path.data(), O_CLOEXEC));
+    if (file) unlink(path.c_str());
+  }
+  const std::string block(4096, '\0');
+  return file && writeAll(file.get(), block) ? 0 : errno;
 }
 
 std::string readObstacle(const char *file) {
@@ -103,15 +86,29 @@ std::string withReason(const std::string &message, const std::string &reason) {
   return reason.empty() ? message : message + ": " + reason;
 }
 
+std::string accountDamage() {
+  const std::string path = devicePath(kAccountFile);
+  const auto isDamaged = [&](const std::string &reason) { return path + " is damaged: " + reason; };
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) return "";
+  if (!S_ISREG(status.st_mode)) return isDamaged("it is not a regular file");
+  if (lengthOf("kovaID") > 0 && lengthOf("kovaPW") > 0) return "";  // an account to be merged
+  for (const char *key : {"vx_auth_key", "kovaIDSerial"}) {
+    const int length = lengthOf(key);
+    if (length < 0) return isDamaged("it cannot be read as keys and values");
+    if (length == 0) return isDamaged(std::string("it has no ") + key);
+  }
+  return "";
+}
+
 std::optional<Failure> accountFileFailure() {
   if (const std::string unreadable = readObstacle(kAccountFile); !unreadable.empty()) {
     return Failure(ExitCode::kLocal, 0, "account_unreadable", unreadable);
   }
-  const std::string path = devicePath(kAccountFile);
-  const std::string damage = accountDamage(path);
+  const std::string damage = accountDamage();
   if (damage.empty()) return std::nullopt;
   return Failure(ExitCode::kLocal, 0, kAccountDamaged,
-                 path + " is damaged: " + damage + "; sign in again, or remove it with \"tarvkova logout --local\"");
+                 damage + "; sign in again, or remove it with \"tarvkova logout --local\"");
 }
 
 }  // namespace kova::cli

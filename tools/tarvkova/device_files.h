@@ -18,6 +18,13 @@ inline constexpr char kScheduleFile[] = "/etc/cron.d/tarvkova";
 // Where the file of the device lies.
 std::string devicePath(const char *file);
 
+// The directory that the file at this path is in, or would be made in.
+std::string nearestDirectory(std::string path);
+
+// Tries to make a file in the directory that is gone when it is closed, and to write to it. Returns 0 or the system's
+// error number.
+int tryToWriteIn(const std::string &directory);
+
 // What keeps this program from reading the file, as a sentence with its path and the system's reason. Empty where
 // nothing does, and where there is no such file.
 std::string readObstacle(const char *file);
@@ -28,6 +35,9 @@ std::string removeObstacle(const char *file);
 
 // A message with such a reason behind it, if there is one.
 std::string withReason(const std::string &message, const std::string &reason);
+
+// What is wrong with an account file that can be opened; empty where it may be that of a device that is not signed in.
+std::string accountDamage();
 
 // Why there may be an account although the library finds none: the account file cannot be read, or is damaged.
 std::optional<Failure> accountFileFailure();

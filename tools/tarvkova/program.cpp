@@ -16,8 +16,8 @@ namespace kova::cli {
 namespace {
 
 constexpr void (*kCommands[])(CLI::App &, ChosenCommand &) = {
-    addCheck,    addLogin,     addLogout,   addStatus, addSet,     addPasswd, addRegister,
-    addServices, addPurchases, addAccounts, addUnify,  addMigrate, addAbandon};
+    addCheck,    addLogin,     addLogout,   addStatus, addSet,     addPasswd,  addRegister,
+    addServices, addPurchases, addAccounts, addUnify,  addMigrate, addAbandon, addDoctor};
 
 std::string exitCodeList() {
   std::string list = "Exit codes:";
