@@ -1,5 +1,8 @@
 #include "common/terminal_text.h"
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <clocale>
 #include <cwchar>
@@ -102,6 +105,12 @@ std::string cutToWidth(std::string_view text, std::size_t width) {
     return true;
   });
   return kept + "…";
+}
+
+std::optional<std::size_t> terminalWidth(int descriptor) {
+  if (isatty(descriptor) != 1) return std::nullopt;
+  winsize size{};
+  return ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
 std::string_view withoutTrailingSpace(std::string_view text) {

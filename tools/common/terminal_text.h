@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,9 @@ std::size_t displayWidth(std::string_view text);
 
 // A printable text, cut to `width` columns; an ellipsis shows that it was cut.
 std::string cutToWidth(std::string_view text, std::size_t width);
+
+// The columns of the terminal that the descriptor stands for; nothing when it stands for something else.
+std::optional<std::size_t> terminalWidth(int descriptor);
 
 std::string_view withoutTrailingSpace(std::string_view text);
 

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <json/writer.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -93,9 +92,7 @@ bool isOutputTerminal() {
 }
 
 std::optional<std::size_t> outputWidth() {
-  if (!isOutputTerminal()) return std::nullopt;
-  winsize size{};
-  return ioctl(output, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+  return terminalWidth(output);
 }
 
 bool writeOutput(const std::function<void(std::ostream &)> &write) {
