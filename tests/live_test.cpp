@@ -104,6 +104,10 @@ TEST_F(Live, TheServicesCommandsHoldAgainstOthers) {
       {"state=no; device d; center account add e@kova.example 2>&1 | cut -c-23; ls no 2>&-",
        "kovacenter: no holds no service's state; \"kovacenter serve --state no\" makes one\nkovacenter: no holds no\n"},
       {"center account add e@k.example --name $'E\\033[m\u202e' <<<pw; center account list | grep -o 'E.*'", "E?[m?\n"},
+      {"device d; center fault add redirect 302 'https://account.kova.example/dnsauth.php?action=%1b'\n"
+       "KOVA_DEVICE_ROOT=$PWD/d " KOVA_TOOL " check e@k.example <<<pw 2>&-; center journal | cut -c15-",
+       "POST account.kova.example/dnsauth.php       authen       302 fault redirect\n"
+       "GET  account.kova.example/dnsauth.php       ?            200 badparam\n"},
       {"fields 100; fields 101", "HTTP/1.1 404 Not Found\r\nHTTP/1.1 431 Request Header Fields Too Large\r\n"},
   };
   const std::string run = "cd " + root_.path().string() + "; bash script 2>&1 | sed \"s|^kovacenter: $PWD/|! |\" >out";

@@ -381,6 +381,7 @@ TEST_F(Tool, TheTerminalIsAskedAndShownWhatFits) {
       {"purchases", {{"waiting, 1 s", "\x03"}}, -SIGINT, "waiting"},
       {"purchases", {{"waiting, 1 s", ""}}, -SIGTERM, "waiting"},
       {"abandon --all", {{"[y/N] ", "n"}}, 1, "bob@kova.example"},
+      {KOVA_CENTER " journal --state " + center_.state(), {}, 0, " \u2026 get_history  200"},
   };
   center_.command("purchase add ada@kova.example");
   fs::permissions(at("/var/lib/kova/apikey"), fs::perms(0644));
@@ -392,8 +393,9 @@ TEST_F(Tool, TheTerminalIsAskedAndShownWhatFits) {
     const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
     if (child < 0) GTEST_SKIP() << "this machine has no pseudo-terminals";
     if (child == 0) {
-      alarm(30);  // also ends the reading below
-      execl("/bin/sh", "sh", "-c", ("exec " KOVA_TOOL " " + arguments).c_str(), nullptr);
+      alarm(30);                                                             // also ends the reading below
+      const std::string program = arguments[0] == '/' ? "" : KOVA_TOOL " ";  // else the service's commands
+      execl("/bin/sh", "sh", "-c", ("exec " + program + arguments).c_str(), nullptr);
       _exit(127);
     }
     std::string shown;

@@ -77,6 +77,14 @@ std::optional<bool> Form::findFlag(std::string_view name) const {
   return *value == "true";
 }
 
+std::string actionOf(std::string_view form) try {
+  const Form parameters(form);
+  const std::string *action = parameters.find("action");
+  return action == nullptr ? std::string() : *action;
+} catch (const Refusal &) {
+  return {};
+}
+
 std::vector<std::string> splitList(std::string_view list) {
   std::vector<std::string> elements;
   forEachPart(list, ',', [&](std::string_view element) { elements.emplace_back(element); });

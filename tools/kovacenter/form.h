@@ -27,6 +27,9 @@ class Form {
   std::vector<std::pair<std::string, std::string>> pairs_;
 };
 
+// The action that the form names; empty where it names none or is not a form.
+std::string actionOf(std::string_view form);
+
 // The elements of a comma-separated list; none for an empty text.
 std::vector<std::string> splitList(std::string_view list);
 

@@ -5,12 +5,18 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <iostream>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "base/json.h"
 #include "base/utc_time.h"
+#include "common/terminal_text.h"
+#include "kovacenter/diagnostic.h"
 #include "kovacenter/files.h"
+#include "kovacenter/request_line.h"
 
 namespace kova::center {
 namespace {
@@ -47,14 +53,33 @@ void Journal::add(const Request &request, const Reply &reply, std::string_view f
   if (!writeAll(file_.get(), jsonLine(line) + "\n")) throwErrno("write");
 }
 
-void printJournal(const std::filesystem::path &file, bool follow) {
+void printJournal(const std::filesystem::path &file, bool asJson, bool follow) {
   const Descriptor journal = openFile(file, O_RDONLY | O_CREAT, 0600);
+  const std::optional<std::size_t> width = terminalWidth(STDOUT_FILENO);
+  std::string line;  // what has been read of it
+  const auto printLine = [&] {
+    if (const std::optional<std::string> shown = requestLine(line, width)) {
+      std::cout << *shown << '\n';
+    } else {
+      writeDiagnostic(file.string() + ": a line that does not tell of a request is left out");
+    }
+    line.clear();
+  };
   char buffer[65536];
   while (true) {
     const ssize_t size = read(journal.get(), buffer, sizeof buffer);
     if (size < 0) throwErrno(file.string());
-    std::cout.write(buffer, size);
+    std::string_view text(buffer, static_cast<std::size_t>(size));
+    if (asJson) std::cout << text;
+    while (!asJson && !text.empty()) {
+      const std::size_t end = std::min(text.find('\n'), text.size());
+      line += text.substr(0, end);
+      if (end == text.size()) break;
+      printLine();
+      text.remove_prefix(end + 1);
+    }
     if (size > 0) continue;
+    if (!follow && !line.empty()) printLine();
     std::cout.flush();
     if (!follow) return;
     pollfd reader{STDOUT_FILENO, 0, 0};

@@ -23,7 +23,8 @@ class Journal {
   int64_t count_ = 0;
 };
 
-// Prints the journal. With `follow`, also prints what is added, for as long as somebody reads it.
-void printJournal(const std::filesystem::path &file, bool follow);
+// Prints the journal: its JSON lines, or a line for people in place of each. With `follow`, also prints what is added,
+// for as long as somebody reads it.
+void printJournal(const std::filesystem::path &file, bool asJson, bool follow);
 
 }  // namespace kova::center

@@ -5,21 +5,12 @@
 #include <utility>
 
 #include "kovacenter/form.h"
-#include "kovacenter/refusal.h"
 #include "kovacenter/router.h"
 
 namespace kova::center {
 namespace {
 
 constexpr std::string_view kGarbage = "\x16\x03\x01 this is no HTTP \r\n\xff\xfe\r\n\r\n";
-
-std::string actionOf(const Request &request) try {
-  const Form form(request.form);
-  const std::string *action = form.find("action");
-  return action == nullptr ? std::string() : *action;
-} catch (const Refusal &) {
-  return {};
-}
 
 // The reply that the fault sends instead of the true one; nothing where the true one is sent. Takes the fault's text.
 std::optional<Reply> replacementOf(Fault &fault) {
@@ -51,7 +42,7 @@ Service::Service(const State &state, const Rules &rules)
 
 Answer Service::decide(const Request &request) {
   const std::string script = request.path.substr(request.path.starts_with('/') ? 1 : 0);
-  std::optional<Fault> fault = takeFault(database_, script, actionOf(request));
+  std::optional<Fault> fault = takeFault(database_, script, actionOf(request.form));
   if (!fault) return {replyTo(database_, rules_, request), std::nullopt, 0};
   std::optional<Reply> replacement = replacementOf(*fault);
   return {replacement ? std::move(*replacement) : replyTo(database_, rules_, request), fault->kind, fault->number};

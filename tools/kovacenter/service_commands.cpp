@@ -25,6 +25,7 @@ struct DeviceCommandOptions : StateOptions {
 };
 
 struct JournalCommandOptions : StateOptions {
+  bool asJson = false;
   bool follow = false;
 };
 
@@ -81,7 +82,7 @@ int makeDeviceFromOptions(const DeviceCommandOptions &options) {
 }
 
 int printRequests(const JournalCommandOptions &options) {
-  printJournal(State::existing(options.state).journal(), options.follow);
+  printJournal(State::existing(options.state).journal(), options.asJson, options.follow);
   return 0;
 }
 
@@ -117,8 +118,10 @@ void addDeviceCommand(CLI::App &program, ChosenCommand &chosen) {
 }
 
 void addJournalCommand(CLI::App &program, ChosenCommand &chosen) {
-  const auto [command, options] =
-      addStateCommand(program, chosen, "journal", "Print every request and reply", printRequests);
+  const auto [command, options] = addStateCommand(
+      program, chosen, "journal", "Print every request: number, time (UTC), target, action, status, result and fault",
+      printRequests);
+  command->add_flag("--json", options.asJson, "Print the journal's JSON lines, which have the form and the reply too");
   command->add_flag("--follow", options.follow, "Go on with what is added");
 }
 
