@@ -108,6 +108,11 @@ TEST_F(Live, TheServicesCommandsHoldAgainstOthers) {
        "KOVA_DEVICE_ROOT=$PWD/d " KOVA_TOOL " check e@k.example <<<pw 2>&-; center journal | cut -c15-",
        "POST account.kova.example/dnsauth.php       authen       302 fault redirect\n"
        "GET  account.kova.example/dnsauth.php       ?            200 badparam\n"},
+      {"state=b; center serve --background >/dev/null; center device b/d | grep -o http:; center serve --background\n"
+       "center stop; [ -e b/run.json ] && echo left; center stop\n"
+       "center serve --background | sed 's/ https.*//; s|/.*/|/|'; center stop",
+       "http:\nkovacenter: a service runs on this state already\nkovacenter: no service runs on this state\n"
+       "kovacenter, for development only, on the loopback only:\nstop it with: kovacenter stop --state '/b'\n"},
       {"fields 100; fields 101", "HTTP/1.1 404 Not Found\r\nHTTP/1.1 431 Request Header Fields Too Large\r\n"},
   };
   const std::string run = "cd " + root_.path().string() + "; bash script 2>&1 | sed \"s|^kovacenter: $PWD/|! |\" >out";

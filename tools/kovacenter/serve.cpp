@@ -1,5 +1,6 @@
 #include "kovacenter/serve.h"
 
+#include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -137,14 +138,53 @@ std::string quoted(const std::string &text) {
   return quoted + "'";
 }
 
-}  // namespace
+// Gives up the standard streams: what is told from now on goes to the file.
+void leaveTerminal(const std::filesystem::path &log) {
+  const Descriptor nothing = openFile("/dev/null", O_RDONLY);
+  const Descriptor file = openFile(log, O_WRONLY | O_CREAT | O_APPEND, 0600);
+  dup2(nothing.get(), STDIN_FILENO);
+  dup2(file.get(), STDOUT_FILENO);
+  dup2(file.get(), STDERR_FILENO);
+}
 
-void serve(const State &state, const ServeOptions &options) {
+// Runs the service until a signal ends it; calls `onReady` when it listens and has said so.
+template <class OnReady>
+void runUntilSignal(const State &state, const ServeOptions &options, OnReady onReady) {
   const Signals signals;
   const Running service(state, options);
   std::cout << "kovacenter, for development only, on the loopback only: https port " << service.ports().https
             << ", proxy " << proxyUrl(service.ports()) << std::endl;
+  onReady();
   while (signals.wait().si_signo == SIGCHLD) continue;
+}
+
+}  // namespace
+
+void serve(const State &state, const ServeOptions &options) {
+  runUntilSignal(state, options, [] {});
+}
+
+int serveInBackground(const State &state, const ServeOptions &options) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) < 0) throwErrno("pipe");
+  Descriptor reading(ends[0]), writing(ends[1]);
+  const pid_t child = fork();
+  if (child < 0) throwErrno("fork");
+  if (child > 0) {
+    writing = Descriptor();
+    char ready = 0;
+    if (retried([&] { return read(reading.get(), &ready, 1); }) == 1) return 0;
+    int status = 0;
+    retried([&] { return waitpid(child, &status, 0); });
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+  setsid();
+  runUntilSignal(state, options, [&] {
+    std::cout << "stop it with: kovacenter stop --state " << quoted(state.directory().string()) << std::endl;
+    leaveTerminal(state.log());
+    writeAll(writing.get(), "\n");
+  });
+  return 0;
 }
 
 int runBesideService(const State &state, const ServeOptions &options, const std::filesystem::path &device,

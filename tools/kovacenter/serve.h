@@ -21,6 +21,9 @@ struct ServeOptions {
 // Runs the service until a signal ends it.
 void serve(const State &state, const ServeOptions &options);
 
+// The same in a process of its own, away from the terminal. Returns when that is ready, or has failed: the exit code.
+int serveInBackground(const State &state, const ServeOptions &options);
+
 // Runs a command with the service beside it; returns the command's exit code.
 int runBesideService(const State &state, const ServeOptions &options, const std::filesystem::path &device,
                      const std::vector<std::string> &command);

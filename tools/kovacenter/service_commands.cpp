@@ -13,9 +13,11 @@ namespace {
 
 struct ServeCommandOptions : StateOptions {
   ServeOptions serve;
+  bool inBackground = false;
 };
 
-struct RunCommandOptions : ServeCommandOptions {
+struct RunCommandOptions : StateOptions {
+  ServeOptions serve;
   std::string device;
   std::vector<std::string> command;
 };
@@ -48,7 +50,14 @@ void addServeOptions(CLI::App &command, ServeOptions &options) {
 }
 
 int serveUntilSignal(const ServeCommandOptions &options) {
-  serve(State(options.state), options.serve);
+  const State state(options.state);
+  if (options.inBackground) return serveInBackground(state, options.serve);
+  serve(state, options.serve);
+  return 0;
+}
+
+int stop(const StateOptions &options) {
+  stopService(State::existing(options.state));
   return 0;
 }
 
@@ -92,6 +101,9 @@ void addServiceCommands(CLI::App &program, ChosenCommand &chosen, const std::vec
   const auto [serve, serveOptions] =
       addStateCommand(program, chosen, "serve", "Run the service until a signal ends it", serveUntilSignal);
   addServeOptions(*serve, serveOptions.serve);
+  serve->add_flag("--background", serveOptions.inBackground,
+                  "Return when the service is ready; its messages then go to \"serve.log\" in the state");
+  addStateCommand(program, chosen, "stop", "End the service that runs on the state", stop);
 
   const auto [run, runOptions] = addStateCommand(
       program, chosen, "run", "Run a command with the service beside it: ... -- COMMAND [ARGUMENT...]", runWithService);

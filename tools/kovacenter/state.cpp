@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <stdexcept>
 #include <system_error>
 
@@ -14,12 +15,30 @@ namespace {
 
 constexpr const char *kLockFile = "lock";
 constexpr const char *kRunFile = "run.json";
+// Its members.
+constexpr const char *kProcess = "pid";
+constexpr const char *kHttpsPort = "https_port";
+constexpr const char *kProxyPort = "proxy_port";
 
 struct flock wholeFileLock() {
   struct flock lock = {};
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
   return lock;
+}
+
+Descriptor openLockFile(const State &state) {
+  return openFile(state.file(kLockFile), O_RDWR | O_CREAT, 0600);
+}
+
+// What the service that runs on the state has published; nothing where none runs.
+std::optional<Json::Value> readRunFile(const State &state, const Descriptor &lockFile) {
+  struct flock holder = wholeFileLock();
+  if (fcntl(lockFile.get(), F_OFD_GETLK, &holder) < 0) throwErrno("lock");
+  if (holder.l_type == F_UNLCK || !std::filesystem::exists(state.file(kRunFile))) return std::nullopt;
+  std::optional<Json::Value> run = parseJsonObject(readFile(state.file(kRunFile)));
+  if (!run) throw std::runtime_error("not a JSON object");
+  return run;
 }
 
 }  // namespace
@@ -38,18 +57,22 @@ State State::existing(const std::filesystem::path &directory) {
 }
 
 std::optional<Ports> runningService(const State &state) {
-  const Descriptor lock = openFile(state.file(kLockFile), O_RDWR | O_CREAT, 0600);
-  struct flock holder = wholeFileLock();
-  if (fcntl(lock.get(), F_OFD_GETLK, &holder) < 0) throwErrno("lock");
-  if (holder.l_type == F_UNLCK || !std::filesystem::exists(state.file(kRunFile))) return std::nullopt;
-  const std::optional<Json::Value> parsed = parseJsonObject(readFile(state.file(kRunFile)));
-  if (!parsed) throw std::runtime_error("not a JSON object");
-  const Json::Value &run = *parsed;
-  return Ports{run["https_port"].asInt(), run["proxy_port"].asInt()};
+  const std::optional<Json::Value> run = readRunFile(state, openLockFile(state));
+  if (!run) return std::nullopt;
+  return Ports{(*run)[kHttpsPort].asInt(), (*run)[kProxyPort].asInt()};
 }
 
-ServiceLock::ServiceLock(const State &state)
-    : runFile_(state.file(kRunFile)), lock_(openFile(state.file(kLockFile), O_RDWR | O_CREAT, 0600)) {
+void stopService(const State &state) {
+  const Descriptor lockFile = openLockFile(state);
+  const std::optional<Json::Value> run = readRunFile(state, lockFile);
+  const pid_t service = run ? (*run)[kProcess].asInt() : 0;
+  if (service <= 0) throw std::runtime_error("no service runs on this state");
+  if (kill(service, SIGTERM) < 0) throwErrno("kill");
+  struct flock lock = wholeFileLock();
+  if (retried([&] { return fcntl(lockFile.get(), F_OFD_SETLKW, &lock); }) < 0) throwErrno("lock");
+}
+
+ServiceLock::ServiceLock(const State &state) : runFile_(state.file(kRunFile)), lock_(openLockFile(state)) {
   struct flock lock = wholeFileLock();
   if (fcntl(lock_.get(), F_OFD_SETLK, &lock) < 0) throw std::runtime_error("a service runs on this state already");
   std::filesystem::remove(runFile_);
@@ -62,9 +85,9 @@ ServiceLock::~ServiceLock() {
 
 void ServiceLock::publish(const Ports &ports) {
   Json::Value run;
-  run["pid"] = static_cast<Json::Int>(getpid());
-  run["https_port"] = ports.https;
-  run["proxy_port"] = ports.proxy;
+  run[kProcess] = static_cast<Json::Int>(getpid());
+  run[kHttpsPort] = ports.https;
+  run[kProxyPort] = ports.proxy;
   writeFile(runFile_, jsonLine(run) + "\n", 0600);
 }
 

@@ -15,9 +15,11 @@ class State {
   // Opens a directory that holds a state already; throws where it does not.
   static State existing(const std::filesystem::path &directory);
 
+  const std::filesystem::path &directory() const { return directory_; }
   std::filesystem::path file(const char *name) const { return directory_ / name; }
   std::filesystem::path database() const { return file(kDatabase); }
   std::filesystem::path journal() const { return file("journal.jsonl"); }
+  std::filesystem::path log() const { return file("serve.log"); }  // of a service in the background
   std::filesystem::path authority() const { return file("ca.pem"); }
 
  private:
@@ -33,6 +35,9 @@ struct Ports {
 
 // The ports of the service that runs on this state; nothing where none runs.
 std::optional<Ports> runningService(const State &state);
+
+// Ends the service that runs on this state and waits for its end; throws where none runs.
+void stopService(const State &state);
 
 // Held by the one service that may run on a state.
 class ServiceLock {
