@@ -393,9 +393,9 @@ TEST_F(Tool, TheTerminalIsAskedAndShownWhatFits) {
     const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
     if (child < 0) GTEST_SKIP() << "this machine has no pseudo-terminals";
     if (child == 0) {
-      alarm(30);                                                             // also ends the reading below
-      const std::string program = arguments[0] == '/' ? "" : KOVA_TOOL " ";  // else the service's commands
-      execl("/bin/sh", "sh", "-c", ("exec " + program + arguments).c_str(), nullptr);
+      alarm(30);  // also ends the reading below
+      execl("/bin/sh", "sh", "-c", ((arguments[0] == '/' ? "exec " : "exec " KOVA_TOOL " ") + arguments).c_str(),
+            nullptr);
       _exit(127);
     }
     std::string shown;
