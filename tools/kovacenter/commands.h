@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "common/command_line.h"
+#include "kovacenter/exit_code.h"
 
 namespace kova::center {
 
@@ -49,8 +50,12 @@ void addPurchaseCommands(CLI::App &program, ChosenCommand &chosen);
 void addFaultCommands(CLI::App &program, ChosenCommand &chosen, const std::vector<std::string> &words);
 void addJournalCommand(CLI::App &program, ChosenCommand &chosen);
 
-// All of them.
+// The whole command line: all of them, and what the program has itself.
 inline void addCommands(CLI::App &program, ChosenCommand &chosen, const std::vector<std::string> &words) {
+  program.name("kovacenter")->description("The account service for development, on the loopback only");
+  program.require_subcommand(1)->footer(
+      exitCodeList(kExitCodes) + "\n\"run\" ends with its command's exit code, or with 128 and the signal's number.");
+  addVersionOption(program);
   addServiceCommands(program, chosen, words);
   addDeviceCommand(program, chosen);
   addAccountCommands(program, chosen);

@@ -8,12 +8,10 @@
 
 #include "kovacenter/commands.h"
 #include "kovacenter/diagnostic.h"
+#include "kovacenter/exit_code.h"
 
 namespace kova::center {
 namespace {
-
-constexpr int kFailure = 1;
-constexpr int kWrongUsage = 2;
 
 // Takes the words behind a "--" off the arguments of the commands that have such words. They must stay as they are: the
 // parser would take "[a,b]" for a list of two.
@@ -29,9 +27,7 @@ std::vector<std::string> takeWords(int &argc, char **argv) {
 // Does what the arguments ask for; returns the exit code.
 int run(int argc, char **argv) try {
   const std::vector<std::string> words = takeWords(argc, argv);
-  CLI::App program("The account service for development, on the loopback only");
-  program.name("kovacenter")->require_subcommand(1);
-  addVersionOption(program);
+  CLI::App program;
   ChosenCommand chosen;
   addCommands(program, chosen, words);
   if (const auto text = parseArguments(program, argc, argv)) {

@@ -17,15 +17,13 @@
 #include "kovacenter/database.h"
 #include "kovacenter/devices.h"
 #include "kovacenter/diagnostic.h"
+#include "kovacenter/exit_code.h"
 #include "kovacenter/files.h"
 #include "kovacenter/server.h"
 #include "kovacenter/service.h"
 
 namespace kova::center {
 namespace {
-
-constexpr int kCannotRun = 126;
-constexpr int kNotFound = 127;
 
 // The service with its sockets, from construction to destruction.
 class Running {
