@@ -41,7 +41,7 @@ void addServeOptions(CLI::App &command, ServeOptions &options) {
   command
       .add_option_function<std::string>(
           "--certificate", [&options](const std::string &name) { options.certificate = kCertificates.at(name); },
-          "What to present (default: good)")
+          "Certificate to present (default: good)")
       ->check(CLI::IsMember(&kCertificates));
   command.add_option("--register-limit", options.rules.registerLimit, "Accounts that one device may register")
       ->capture_default_str()
@@ -116,7 +116,7 @@ void addDeviceCommand(CLI::App &program, ChosenCommand &chosen) {
   const auto [command, options] = addStateCommand(
       program, chosen, "device", "Make a device root and print the environment to use it", makeDeviceFromOptions);
   DeviceOptions &device = options.device;
-  command->add_option("root", device.root, "Directory")->required()->type_name("DIR");
+  command->add_option("root", device.root, "Directory that becomes the device root")->required()->type_name("DIR");
   command->add_option("--serial", device.serial, "Factory serial number");
   command->add_option("--custom-serial", device.customSerial, "Serial number set by hand");
   command->add_option("--mac", device.mac, "MAC address");
