@@ -69,7 +69,7 @@ def bash(program):
         words.append(f"    [{single_quoted(command.path + ' -')}]={single_quoted(options)}")
         values += [f"    [{single_quoted(command.path + ' ' + name)}]={single_quoted(bash_words(option))}"
                    for option in command.options if option.takes_value for name in option.names]
-    behind = " ".join(single_quoted(command.path) for command in program.all() if command.takes_command)
+    behind = "|".join(single_quoted(command.path) for command in program.all() if command.takes_command)
     return BASH.format(program=program.name, words="\n".join(words), values="\n".join(values), behind=behind or "''")
 
 
@@ -92,15 +92,10 @@ _{program}() {{
     elif [[ $option ]]; then
       option=
     elif [[ $word == -- ]]; then
-      for offered in {behind}; do
-        if [[ $at == "$offered" ]]; then
-          if declare -F _command_offset >/dev/null; then
-            _command_offset $((i + 1))
-          else
-            compopt -o default
-          fi
-        fi
-      done
+      # What follows may be another program's command line, which bash-completion completes.
+      case $at in
+        {behind}) declare -F _command_offset >/dev/null && _command_offset $((i + 1)) ;;
+      esac
       return
     elif [[ ${{values["$at $word"]+set}} ]]; then
       option=$word
@@ -243,9 +238,10 @@ def fish_value(argument):
 
 def fish(program):
     commands = " ".join(fish_quoted(each.path) for each in program.all())
-    lines = [f"complete -c {program.name} -n {fish_quoted(f'__fish_{program.name}_at {fish_quoted(each.path)}')} {line}"
+    lines = [f"complete -c {program.name} -n '__fish_{program.name}_at \"{each.path}\"' {line}"
              for each in program.all() for line in fish_lines(each)]
-    return FISH.format(program=program.name, commands=commands, lines="\n".join(lines))
+    behind = FISH_BEHIND.format(program=program.name) if any(each.takes_command for each in program.all()) else ""
+    return FISH.format(program=program.name, commands=commands, behind=behind, lines="\n".join(lines))
 
 
 FISH = """\
@@ -262,15 +258,18 @@ function __fish_{program}_at
     test "$at" = "$argv[1]"
 end
 
-# Completes the command line behind a "--".
+{behind}complete -c {program} -f
+{lines}
+"""
+
+FISH_BEHIND = """\
+# Completes another program's command line behind a "--".
 function __fish_{program}_behind_dashes
     set -l words (commandline -opc)
     set -l dashes (contains -i -- -- $words)
     and complete -C (string join ' ' -- (string escape -- $words[(math $dashes + 1)..]) (commandline -ct))
 end
 
-complete -c {program} -f
-{lines}
 """
 
 

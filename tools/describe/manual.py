@@ -69,7 +69,7 @@ def explanation_of(option):
         limits = re.fullmatch(r"\w+ in \[(\S+) - (\S+)\]", option["range"])
         allowed = {"NONNEGATIVE": "0 or more", "POSITIVE": "more than 0"}.get(option["range"])
         if limits:
-            allowed = "{} to {}".format(*(f"{float(limit):.0f}" for limit in limits.groups()))
+            allowed = "{} to {}".format(*(f"{float(limit):.15g}" for limit in limits.groups()))
         text += f" Allowed: {allowed or escaped(option['range'])}."
     if option["default"]:
         text += f" Default: {escaped(option['default'])}."
@@ -91,8 +91,7 @@ def marked_options(text):
 def synopsis_of(path, command):
     parts = [bold(path)]
     parts += [term_of(option) for option in command["options"] if option["required"] and "names" in option]
-    if any(not option["required"] and "names" in option for option in command["options"]):
-        parts.append("[_OPTION_...]")
+    parts.append("[_OPTION_...]")
     for option in command["options"]:
         if "positional" in option:
             name = term_of(option) + ("..." if option["repeatable"] else "")
