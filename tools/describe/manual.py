@@ -79,7 +79,7 @@ def explanation_of(option):
         text += " May be given more than once."
     for relation, words in (("needs", "Only together with"), ("excludes", "Not together with")):
         if relation in option:
-            text += f" {words} {' and '.join(bold(name) for name in option[relation])}."
+            text += f" {words} {' and '.join(bold(name) for name in sorted(option[relation]))}."
     return text
 
 
