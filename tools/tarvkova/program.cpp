@@ -19,14 +19,6 @@ constexpr void (*kCommands[])(CLI::App &, ChosenCommand &) = {
     addCheck,    addLogin,     addLogout,   addStatus, addSet,     addPasswd,  addRegister,
     addServices, addPurchases, addAccounts, addUnify,  addMigrate, addAbandon, addDoctor};
 
-std::string exitCodeList() {
-  std::string list = "Exit codes:";
-  for (const ExitCodeMeaning &exit : kExitCodes) {
-    list += "\n  " + std::to_string(static_cast<int>(exit.code)) + "  " + exit.meaning;
-  }
-  return list;
-}
-
 // What the weekly schedule runs.
 Report reportInfo() {
   if (callWithSpinner(TARVKOVAReportInfo) < 0) throw timeZoneOrLibraryFailure();
@@ -93,7 +85,7 @@ Program::Program() {
   app_.add_flag("--report_info", reportInfo_, "Send the weekly report; silent when it was sent or is not wanted");
   for (const auto add : kCommands) add(app_, chosen_);
   addHelp();
-  app_.footer(std::string(kPasswordHelp) + "\n\n" + exitCodeList());
+  app_.footer(std::string(kPasswordHelp) + "\n\n" + exitCodeList(kExitCodes));
 }
 
 void Program::addHelp() {
