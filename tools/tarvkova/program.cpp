@@ -62,8 +62,7 @@ std::string unknownOptionMessage(const std::vector<const CLI::App *> &apps, cons
 // Whether the argument looks like an option that is to take a password. There is none, and it must not be shown.
 bool isPasswordOption(std::string_view argument) {
   const std::string_view name = argument.substr(0, argument.find('='));
-  return (name.starts_with("--pass") && name != "--password-file" && name != "--passwords") ||
-         (name.starts_with("-p") && name != "--");
+  return (name.starts_with("--pass") && name != "--password-file" && name != "--passwords") || name.starts_with("-p");
 }
 
 void refusePasswords(const std::vector<std::string> &arguments) {
