@@ -273,10 +273,11 @@ def filled(text, parts):
 
 
 def tidied(page):
-    """scdoc's output without paragraph macros that start nothing, with minus signs that can be copied and names whole."""
-    page = re.sub(r"((?:\.P\n)+)((?:\.RE\n)+)", r"\2.P\n", page)
-    page = re.sub(r"(\.P\n)+(?=\.SH|\.SS|\.P\n|$(?!\n))", "", page)
-    page = re.sub(r"^(\.(?:TH|SH|SS|RS) .*\n)(?:\.P\n)+", r"\1", page, flags=re.M)
+    """scdoc's output without paragraph macros that start nothing, with copyable minus signs and names left whole."""
+    page = re.sub(r"^\.P$", ".PP", page, flags=re.M)  # Which of the two it writes depends on its version.
+    page = re.sub(r"((?:\.PP\n)+)((?:\.RE\n)+)", r"\2.PP\n", page)
+    page = re.sub(r"(\.PP\n)+(?=\.SH|\.SS|\.PP\n|$(?!\n))", "", page)
+    page = re.sub(r"^(\.(?:TH|SH|SS|RS) .*\n)(?:\.PP\n)+", r"\1", page, flags=re.M)
     page = re.sub(r"^\.TH .*\n", r"\g<0>.nh\n", page, flags=re.M)
     return re.sub(r"^(?!\.).*", lambda line: re.sub(r"(?<!\\)-", r"\\-", line[0]), page, flags=re.M)
 
