@@ -96,14 +96,17 @@ TEST_F(Live, TheServicesCommandsHoldAgainstOthers) {
       {"umask 77; device strict; stat -c %a strict strict/etc", "755\n755\n"},
       {"[ -O /usr ] && mkdir r && chown 1 r || ln -s /usr r; device $(realpath r) 2>&1 | cut -d' ' -f5", "another\n"},
       {"device bad --serial '\"'; ls -d bad 2>&-", "kovacenter: not a plain text: \"\n"},
-      {"(ulimit -f 0; device half) 2>&-; device half; ls -A half; device half",
+      {"(ulimit -f 0; device half) 2>&-; device half; ls -A half; device half --mac 0",
        "! half was left half made; it is made anew\netc\netc.defaults\nusr\nvar\n! half is not empty\n"},
+      {"center device again >made; cp -r again copy; center device again/. | cmp - made; diff -r again copy", ""},
       {"run() { " KOVA_CENTER " run --state own --device open -- true; }; run; touch open/.kovacenter-unfinished; run; "
        "chmod 777 open; run",
        "! open trusts the service of another state\n! open was left half made; it is made anew\n" + shared},
       {"state=no; device d; center account add e@kova.example 2>&1 | cut -c-23; ls no 2>&-",
        "kovacenter: no holds no service's state; \"kovacenter serve --state no\" makes one\nkovacenter: no holds no\n"},
-      {"center account add e@k.example --name $'E\\033[m\u202e' <<<pw; center account list | grep -o 'E.*'", "E?[m?\n"},
+      {"center account add e@k.example --password-file - --name $'E\\033[m\u202e' <<<pw; center account list | grep -o "
+       "'E.*'",
+       "E?[m?\n"},
       {"device d; center fault add redirect 302 'https://account.kova.example/dnsauth.php?action=%1b'\n"
        "KOVA_DEVICE_ROOT=$PWD/d " KOVA_TOOL " check e@k.example <<<pw 2>&-; center journal | cut -c15-",
        "POST account.kova.example/dnsauth.php       authen       302 fault redirect\n"

@@ -79,7 +79,10 @@ void addAccountCommands(CLI::App &program, ChosenCommand &chosen) {
   adding->add_option("--country", addOptions.account.country, "Country");
   adding->add_option("--timezone", addOptions.account.timezone, "Time zone");
   adding->add_option("--language", addOptions.account.notifyLanguage, "Language of notification mail");
-  adding->add_option("--password-file", addOptions.passwordFile, "Read the password from this file")->type_name("FILE");
+  adding
+      ->add_option("--password-file", addOptions.passwordFile,
+                   "Read the password from this file; \"-\" is standard input")
+      ->type_name("FILE");
   adding->add_flag("--unverified", addOptions.isUnverified, "Its e-mail address is not verified yet");
 
   addStateCommand(accounts, chosen, "list", "List the accounts", list);

@@ -38,7 +38,7 @@ template <class Options>
 std::pair<CLI::App *, Options &> addAccountCommand(CLI::App &parent, ChosenCommand &chosen, const char *name,
                                                    const char *help, int (*run)(const Options &)) {
   const auto [command, options] = addStateCommand(parent, chosen, name, help, run);
-  command->add_option("email", options.email, "E-mail address of the account")->required();
+  command->add_option("EMAIL", options.email, "E-mail address of the account")->type_name("")->required();
   return {command, options};
 }
 

@@ -154,8 +154,6 @@ class Umask {
   mode_t before_;
 };
 
-}  // namespace
-
 void makeDeviceRoot(const State &state, const DeviceOptions &options) {
   const std::filesystem::path &root = options.root;
   const std::vector<File> files = deviceFiles(state, options);
@@ -180,6 +178,7 @@ void makeDeviceRoot(const State &state, const DeviceOptions &options) {
   std::filesystem::remove(unfinished);
 }
 
+// Whether the directory is a device root already. Throws where it trusts another authority than this state's.
 bool isDeviceRoot(const State &state, const std::filesystem::path &root) {
   if (!std::filesystem::exists(root / kDeviceFile) || std::filesystem::exists(root / kUnfinished)) return false;
   claimDirectory(root, kDirectoryMode, false);
@@ -189,6 +188,19 @@ bool isDeviceRoot(const State &state, const std::filesystem::path &root) {
     throw std::runtime_error(root.string() + " trusts the service of another state");
   }
   return true;
+}
+
+}  // namespace
+
+void provideDeviceRoot(const State &state, const DeviceOptions &options) {
+  DeviceOptions none;
+  none.root = options.root;
+  if (options != none || !isDeviceRoot(state, options.root)) {
+    makeDeviceRoot(state, options);
+    return;
+  }
+  SQLite::Database database = openDatabase(state.database());
+  addDeviceRoot(database, options.root);
 }
 
 }  // namespace kova::center

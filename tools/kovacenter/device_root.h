@@ -19,14 +19,14 @@ struct DeviceOptions {
   std::string ddnsHost;
   std::string environment;  // empty: production
   bool force = false;       // write into a directory that holds something already
+
+  bool operator==(const DeviceOptions &) const = default;
 };
 
 // Makes a device root that trusts this state's authority and is known to its service. The directory must be this
 // user's, and not be open to writing by others: what lies in a device root is run. One whose making was cut short is
-// made anew.
-void makeDeviceRoot(const State &state, const DeviceOptions &options);
-
-// Whether the directory is a device root already. Throws where it trusts another authority than this state's.
-bool isDeviceRoot(const State &state, const std::filesystem::path &root);
+// made anew. Without options that say how to make it, a device root that is there already stays as it is; throws where
+// that trusts another authority than this state's.
+void provideDeviceRoot(const State &state, const DeviceOptions &options);
 
 }  // namespace kova::center

@@ -47,7 +47,8 @@ void addFaultCommands(CLI::App &program, ChosenCommand &chosen, const std::vecto
       ->check(CLI::Range(1, 1000000));
   command->allow_extras()->footer(
       "KIND: status CODE, body TEXT|@FILE, delay MILLISECONDS, redirect CODE LOCATION, cut, reset, drip MILLISECONDS,"
-      " garbage or silence");
+      " garbage or silence\n\n" +
+      command->get_footer());
   options.command = command;
   options.words = words;
 

@@ -45,12 +45,12 @@ class NoEcho {
 
 std::string readPassword(const std::filesystem::path &file) {
   std::string password;
-  if (!file.empty()) {
+  if (!file.empty() && file != "-") {
     password = readFile(file);
     password.resize(std::min(password.find('\n'), password.size()));
   } else if (isatty(STDIN_FILENO) != 0) {
-    std::cerr << "Password: " << std::flush;
     const NoEcho noEcho;
+    std::cerr << "Password: " << std::flush;
     std::getline(std::cin, password);
     std::cerr << std::endl;
   } else {

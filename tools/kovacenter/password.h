@@ -6,7 +6,8 @@
 
 namespace kova::center {
 
-// Reads the password from the first line of the file or, without one, of standard input. Throws where it is empty.
+// Reads the password from the first line of the file or, without one and for "-", of standard input. Throws where it is
+// empty.
 std::string readPassword(const std::filesystem::path &file);
 
 }  // namespace kova::center

@@ -14,8 +14,6 @@
 #include <string_view>
 #include <system_error>
 
-#include "kovacenter/database.h"
-#include "kovacenter/devices.h"
 #include "kovacenter/diagnostic.h"
 #include "kovacenter/exit_code.h"
 #include "kovacenter/files.h"
@@ -189,14 +187,9 @@ int runBesideService(const State &state, const ServeOptions &options, const std:
                      const std::vector<std::string> &command) {
   const Signals signals;
   const Running service(state, options);
-  if (isDeviceRoot(state, device)) {
-    SQLite::Database database = openDatabase(state.database());
-    addDeviceRoot(database, device);
-  } else {
-    DeviceOptions deviceOptions;
-    deviceOptions.root = device;
-    makeDeviceRoot(state, deviceOptions);
-  }
+  DeviceOptions deviceOptions;
+  deviceOptions.root = device;
+  provideDeviceRoot(state, deviceOptions);
   pid_t child = 0;
   const int error = start(command, environmentFor(device, service.ports()), signals, child);
   if (error == 0) return await(child, signals);
@@ -205,7 +198,7 @@ int runBesideService(const State &state, const ServeOptions &options, const std:
 }
 
 void makeDevice(const State &state, const DeviceOptions &options) {
-  makeDeviceRoot(state, options);
+  provideDeviceRoot(state, options);
   std::cout << "export KOVA_DEVICE_ROOT=" << quoted(options.root.string()) << "\n";
   if (const std::optional<Ports> ports = runningService(state)) {
     std::cout << "export https_proxy=" << proxyUrl(*ports) << "\n";

@@ -28,7 +28,7 @@ int serveInBackground(const State &state, const ServeOptions &options);
 int runBesideService(const State &state, const ServeOptions &options, const std::filesystem::path &device,
                      const std::vector<std::string> &command);
 
-// Makes a device root and prints the environment to use it.
+// Makes a device root where there is none, and prints the environment to use it.
 void makeDevice(const State &state, const DeviceOptions &options);
 
 }  // namespace kova::center

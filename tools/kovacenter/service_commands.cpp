@@ -116,7 +116,7 @@ void addDeviceCommand(CLI::App &program, ChosenCommand &chosen) {
   const auto [command, options] = addStateCommand(
       program, chosen, "device", "Make a device root and print the environment to use it", makeDeviceFromOptions);
   DeviceOptions &device = options.device;
-  command->add_option("root", device.root, "Directory that becomes the device root")->required()->type_name("DIR");
+  command->add_option("ROOT", device.root, "Directory that becomes the device root")->required()->type_name("DIR");
   command->add_option("--serial", device.serial, "Factory serial number");
   command->add_option("--custom-serial", device.customSerial, "Serial number set by hand");
   command->add_option("--mac", device.mac, "MAC address");
@@ -127,6 +127,10 @@ void addDeviceCommand(CLI::App &program, ChosenCommand &chosen) {
   command->add_option("--environment", device.environment, "Service environment (default: production)")
       ->check(CLI::IsMember({"test", "dev", "test2"}));
   command->add_flag("--force", device.force, "Write into a directory that holds something already");
+  command->footer(
+      "A device root of this state that is there already stays as it is, and its environment is printed\n"
+      "again; with --force it is made anew.\n\n" +
+      command->get_footer());
 }
 
 void addJournalCommand(CLI::App &program, ChosenCommand &chosen) {
