@@ -63,6 +63,7 @@ typedef struct TLIBCSzList TLIBCSzList;
 KOVA_API TLIBCSzList *TLIBCSzListAlloc(size_t capacity);
 /* Appends a copy of `text`. Returns 0 or a negative number. */
 KOVA_API int TLIBCSzListPush(TLIBCSzList *list, const char *text);
+/* The number of items. */
 KOVA_API size_t TLIBCSzListCount(const TLIBCSzList *list);
 /* The item at `index`, valid until the list is freed; null past the end. */
 KOVA_API const char *TLIBCSzListGet(const TLIBCSzList *list, size_t index);
@@ -155,6 +156,7 @@ KOVA_API int TLIBVxinfoUserAgentGet(const char *package, char *buffer, size_t si
 /* A handle on the plugins that other components of the device have for one action of a package. */
 typedef struct TLIBPlugin TLIBPlugin;
 
+/* The plugins for `action` of `package`, of which there may be none; null on failure. */
 KOVA_API TLIBPlugin *TLIBPluginSDKInit(const char *package, const char *action);
 /* Runs every plugin with the action's number as its argument and waits for each. Returns 0, also when there is none, or
  * a negative number when one failed. */
@@ -195,7 +197,8 @@ KOVA_API int TARVScheduleSet(const TARVSchedule *schedule, int flags);
 KOVA_API int TARVScheduleRemove(const char *command);
 
 /* Writes an event to the device's event log: its log, its severity, its number and up to four texts that its message
- * takes. Returns 0 or a negative number. */
+ * takes. libkova writes to log 2 with severity 1: event 0x13A00001, with the account as its first text, when the device
+ * has signed in, and 0x13A00002 when it has signed out; the other texts are empty. Returns 0 or a negative number. */
 KOVA_API int TARVLogSet1(int log, int severity, uint32_t event, const char *text1, const char *text2, const char *text3,
                          const char *text4);
 
