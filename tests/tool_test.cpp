@@ -31,10 +31,23 @@ struct Row {
   std::string fault = "";  // what the service does meanwhile
 };
 
+// Lets the objects in a schema have no member that it does not name.
+void closeObjects(Json::Value &schema) {
+  if (schema.isMember("items")) closeObjects(schema["items"]);
+  if (!schema.isMember("properties")) return;
+  schema["additionalProperties"] = false;
+  for (Json::Value &member : schema["properties"]) closeObjects(member);
+}
+
 // Holds an output to the schema that is installed with the tool; it must also name each member.
 void followsSchema(const Json::Value &output) {
-  const Json::Value document = parsed(readFile(KOVA_SCHEMA)),
-                    &own = document["definitions"][output["command"].asString()];
+  Json::Value document = parsed(readFile(KOVA_SCHEMA));
+  const std::string command = output["command"].asString();
+  const Json::Value own = document["definitions"].get(command, Json::objectValue);
+  EXPECT_TRUE(own.empty() ||
+              document["then"].toStyledString().find("definitions/" + command + '"') != std::string::npos);
+  for (Json::Value &definition : document["definitions"])
+    for (Json::Value &member : definition["properties"]) closeObjects(member);
   valijson::Schema schema;
   valijson::SchemaParser().populateSchema(valijson::adapters::JsonCppAdapter(document), schema);
   EXPECT_TRUE(valijson::Validator().validate(schema, valijson::adapters::JsonCppAdapter(output), nullptr)) << output;
@@ -104,6 +117,8 @@ TEST_F(Tool, AnAccountsLife) {
           {"check ada@kova.example --json", "wrong\n", 4, "14 authentication_failed"},
           {"check dan@kova.example --json", "ada-pw\n", 4, "25 account_not_found"},
           {"check ada@kova.example", "", 1, "no password was given"},
+          {"check ada@kova.example", "\n", 1, "no password was given"},
+          {"check ada@kova.example --json", "ada-pw", 6, "5 incomplete_reply", "", "body []"},
           {"check --json", "", 2, "0 usage"},
           {"check ada@kova.example --json", "ada-pw\n", 5, "4 unreachable", "", "reset"},
           {"status --json", "", 3, "3 not_signed_in"},
@@ -221,6 +236,12 @@ TEST_F(Tool, WhatCanBeJudgedHereIsNotSent) {
           {"help --json", "", 0, R"("help":)"},
           {"login ada@kova.example --password ada-pw", "", 2, "read with --password-file"},
           {"login --pass=ada-pw", "", 2, "read with --password-file"},
+          {"passwd ada-pw new-pw", "", 2, "read with --password-file"},
+          {"login ada@kova.example b a", "", 2, "unexpected: \"b\" \"a\"; a password is never"},
+          {"login ada@kova.example --password-file ''", "", 2, "is empty"},
+          {"--refresh status", "", 2, "\"--refresh\" stands behind its command"},
+          {"check 'a b@kova.example'", "", 2, email},
+          {"check 'a\u202e@kova.example'", "", 2, email},
           {"login ada", "", 2, email},
           {"check @kova.example", "", 2, email},
           {"migrate ada --merge bob@kova.example", "", 2, email},
@@ -231,7 +252,7 @@ TEST_F(Tool, WhatCanBeJudgedHereIsNotSent) {
           {"set --name ''", "", 2, "the name is empty"},
           {"set --name 'A\nB'", "", 2, text},
           {"set --country '\x1b[1m'", "", 2, text},
-          {"purchases --from 2026-02-29", "", 2, "\"2026-02-29\" is not a date of the form " + date},
+          {"purchases --from 2026-02-29", "", 2, "\"2026-02-29\" is not a day of the calendar as " + date},
           {"purchases --to 2026-2-28 --json", "", 2, "0 usage"},
           {"purchases --from 2026-03-02 --to 2026-03-01", "", 2, "--from 2026-03-02 is after --to 2026-03-01"},
           {"purchases --price 5,0", "", 2, "\"5,0\" is not a price"},
@@ -256,7 +277,7 @@ TEST_F(Tool, CausesOnThisDeviceAreNamed) {
   expect({{"status", "", 3, "This device is not signed in."}, {login, "ada-pw\n", 0, "Signed in"}});
   remove("/etc/kova.conf");
   fs::create_directories(at("/etc/kova.conf/full"));
-  expectEach({"logout --local"}, "the account is still stored on this device");
+  expectEach({"logout --local"}, "cannot remove " + at("/etc/kova.conf").string() + ": Is a directory");
   remove("/etc/kova.conf");
   fs::create_symlink("kova.conf", at("/etc/kova.conf"));  // also root cannot read it
   all.insert(all.end(), {login, "logout --local", "accounts", "unify"});
@@ -277,6 +298,10 @@ TEST_F(Tool, CausesOnThisDeviceAreNamed) {
   write("/var/lib/kova", "");
   expect({{login, "ada-pw\n", 1, "API key cannot be read or made: cannot read"},
           {login + " --json", "ada-pw\n", 1, "24 api_key_unusable"}});
+  write(kRelay, "{");
+  expectEach({"accounts", "unify", "abandon --all --yes"}, at(kRelay).string() + " is damaged");
+  write(kDeviceFile, "serial=-\n");
+  expectEach({"check ada@kova.example"}, "serial number cannot be read; try \"tarvkova doctor\"");
   remove("/etc.defaults/kovadevice.conf");
   expect({{"--report_info --json", "", 1, "8 no_serial_number"}});
   fs::remove_all(root_.path());
@@ -318,7 +343,7 @@ TEST_F(Tool, TheDoctorFindsWhatIsBroken) {
   };
   const std::string noTls = "tls failed, answer skipped, ", noConnection = "tls skipped, answer skipped, ";
   const std::tuple<std::string, std::string, std::string, std::string> rows[] = {
-      {"", "", "signed in as ada@kova.example", "status 503"},
+      {"", "answer note, ", "signed in as ada@kova.example", "status 503"},
       {"", "answer failed, ", "onnection reset", "reset"},
       {"rm etc/kova.conf var/lib/kova/apikey etc/cron.d/tarvkova", "", "not signed in", ""},
       {"rm -r etc", "device_root failed, certificates note, " + noTls, "/etc: No such file", ""},

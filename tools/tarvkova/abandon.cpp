@@ -49,7 +49,7 @@ Report abandon(const Options &options) {
   report.result["abandoned"] = names;
   report.result["services"] = serviceTypes(accounts);
   report.text = names.empty() ? "No service of this device uses an account.\n"
-                              : "The services of these accounts are told:\n" + accountTable(accounts);
+                              : "The services of these accounts are to let go of them:\n" + accountTable(accounts);
   return report;
 }
 

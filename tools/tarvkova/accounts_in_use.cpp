@@ -1,11 +1,15 @@
 #include "tarvkova/accounts_in_use.h"
 
+#include <fcntl.h>
 #include <kova/unify.h>
 
 #include <algorithm>
 #include <optional>
 #include <sstream>
 
+#include "base/descriptor.h"
+#include "base/json.h"
+#include "base/secret.h"
 #include "common/terminal_text.h"
 #include "tarvkova/device_files.h"
 #include "tarvkova/display_text.h"
@@ -19,9 +23,14 @@
 namespace kova::cli {
 
 void requireReadableSources() {
-  for (const char *file : {kAccountFile, kRelayFile}) {
-    if (const std::string obstacle = readObstacle(file); !obstacle.empty()) throw localFailure(obstacle);
+  if (const std::string unreadable = readObstacle(kAccountFile); !unreadable.empty()) {
+    throw Failure(ExitCode::kLocal, 0, kAccountUnreadable, unreadable);
   }
+  if (const std::string unreadable = readObstacle(kRelayFile); !unreadable.empty()) throw localFailure(unreadable);
+  const std::string path = devicePath(kRelayFile);
+  const Descriptor relay(open(path.c_str(), kReadFlags));
+  SecretText text;
+  if (relay && !(readAll(relay, text) && parseJsonObject(text))) throw localFailure(path + " is damaged");
 }
 
 Json::Value scanAccounts() {

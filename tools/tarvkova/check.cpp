@@ -1,3 +1,4 @@
+#include <kova/error.h>
 #include <kova/session.h>
 
 #include <optional>
@@ -24,6 +25,8 @@ Report check(const Options &options) {
   const int result = callWithSpinner(
       [&] { return TARVKOVAAccountAuthen(options.email.c_str(), password.c_str(), textOrNull(options.alias), reply); });
   if (result < 0) throw withReply(libraryFailure(kPasswordRefused), reply);
+  // For the library a reply without a result is not a refusal.
+  if (!reply.isObject() || !reply.isMember("code")) throw withReply(codeFailure(KOVA_ERR_RESPONSE), reply);
   Report report;
   report.result["email"] = options.email;
   report.result["reply"] = withoutKeys(reply);

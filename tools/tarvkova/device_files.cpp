@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <kova/platform.h>
+#include <kova/session.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +12,8 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 
 #include "base/descriptor.h"
 #include "base/secret.h"
@@ -26,6 +29,11 @@ std::optional<std::string> missingRoot() {
   const std::string root = devicePath("/");
   if (access(root.c_str(), F_OK) == 0 || (errno != ENOENT && errno != ENOTDIR)) return std::nullopt;
   return obstacle("use the device root", root.substr(0, std::max<std::size_t>(root.size() - 1, 1)), errno);
+}
+
+bool isOtherThanFile(const std::string &path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
 }
 
 // The length of a value of the account file; negative when the file is not one of keys and values.
@@ -72,26 +80,37 @@ std::string readObstacle(const char *file) {
 std::string writeObstacle(const char *file) {
   if (std::string unreadable = readObstacle(file); !unreadable.empty()) return unreadable;
   const std::string path = devicePath(file);
+  if (isOtherThanFile(path)) return "cannot write " + path + ": it is not a regular file";
   const int error = tryToWriteIn(nearestDirectory(path));
   return error == 0 ? "" : obstacle("write", path, error);
 }
 
 std::string removeObstacle(const char *file) {
   const std::string path = devicePath(file);
+  if (std::filesystem::is_directory(path)) return obstacle("remove", path, EISDIR);
   const int error = tryToWriteIn(nearestDirectory(path));
-  return error == 0 || error == ENOSPC || error == EDQUOT ? "" : obstacle("remove", path, error);
+  return error == 0 || error == ENOSPC || error == EDQUOT || error == EFBIG ? "" : obstacle("remove", path, error);
 }
 
 std::string withReason(const std::string &message, const std::string &reason) {
   return reason.empty() ? message : message + ": " + reason;
 }
 
+bool isReportScheduled() {
+  if (!readObstacle(kScheduleFile).empty()) return true;
+  std::ifstream table(devicePath(kScheduleFile));
+  for (std::string line; std::getline(table, line);) {
+    const std::size_t start = line.find_first_not_of(" \t");
+    if (start != line.npos && line[start] != '#' && line.find(KOVA_REPORT_COMMAND) != line.npos) return true;
+  }
+  return false;
+}
+
 std::string accountDamage() {
   const std::string path = devicePath(kAccountFile);
   const auto isDamaged = [&](const std::string &reason) { return path + " is damaged: " + reason; };
-  struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) return "";
-  if (!S_ISREG(status.st_mode)) return isDamaged("it is not a regular file");
+  if (access(path.c_str(), F_OK) != 0) return "";
+  if (isOtherThanFile(path)) return isDamaged("it is not a regular file; remove it");
   if (lengthOf("kovaID") > 0 && lengthOf("kovaPW") > 0) return "";  // an account to be merged
   for (const char *key : {"vx_auth_key", "kovaIDSerial"}) {
     const int length = lengthOf(key);
@@ -103,12 +122,13 @@ std::string accountDamage() {
 
 std::optional<Failure> accountFileFailure() {
   if (const std::string unreadable = readObstacle(kAccountFile); !unreadable.empty()) {
-    return Failure(ExitCode::kLocal, 0, "account_unreadable", unreadable);
+    return Failure(ExitCode::kLocal, 0, kAccountUnreadable, unreadable);
   }
   const std::string damage = accountDamage();
   if (damage.empty()) return std::nullopt;
-  return Failure(ExitCode::kLocal, 0, kAccountDamaged,
-                 damage + "; sign in again, or remove it with \"tarvkova logout --local\"");
+  const char *advice =
+      isOtherThanFile(devicePath(kAccountFile)) ? "" : "; sign in again, or remove it with \"tarvkova logout --local\"";
+  return Failure(ExitCode::kLocal, 0, kAccountDamaged, damage + advice);
 }
 
 }  // namespace kova::cli

@@ -36,12 +36,17 @@ std::string removeObstacle(const char *file);
 // A message with such a reason behind it, if there is one.
 std::string withReason(const std::string &message, const std::string &reason);
 
+// Whether the weekly report is scheduled; also where that cannot be read.
+bool isReportScheduled();
+
 // What is wrong with an account file that can be opened; empty where it may be that of a device that is not signed in.
 std::string accountDamage();
 
 // Why there may be an account although the library finds none: the account file cannot be read, or is damaged.
 std::optional<Failure> accountFileFailure();
 
-inline constexpr char kAccountDamaged[] = "account_damaged";  // the name of the second failure
+// Their names.
+inline constexpr char kAccountUnreadable[] = "account_unreadable";
+inline constexpr char kAccountDamaged[] = "account_damaged";
 
 }  // namespace kova::cli

@@ -69,6 +69,7 @@ Finding checkTrustedCertificates() {
   const std::string path = devicePath("/etc/ssl/certs/ca-certificates.crt");
   std::error_code error;
   if (!std::filesystem::is_directory(path, error)) {
+    if (error == std::errc::permission_denied) return unreadable(path, error.value());
     if (isWholeMachine()) return {CheckState::kOk, found};
     return {CheckState::kNote, found + " alone: there is no directory " + path,
             "an authority of the device's own has its certificate there"};

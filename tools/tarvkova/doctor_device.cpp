@@ -40,7 +40,7 @@ Finding entryFailure(const std::string &entry) {
   char text[32];
   std::snprintf(text, sizeof text, "platform error 0x%04X", static_cast<unsigned>(number));
   std::string detail = number == TLIBC_ERR_NOT_FOUND   ? "the device has none"
-                       : number == TLIBC_ERR_BAD_VALUE ? "what the device has is none"
+                       : number == TLIBC_ERR_BAD_VALUE ? "what the device has is not valid"
                        : number == TLIBC_ERR_DEVICE    ? "no network interface has one"
                                                        : "it cannot be read";
   return {CheckState::kFailed, detail + " (" + text + ")",
@@ -51,20 +51,6 @@ Finding entryFailure(const std::string &entry) {
 std::optional<bool> isSignedIn() {
   if (readStoredAccount()) return true;
   if (accountFileFailure()) return std::nullopt;
-  return false;
-}
-
-// Whether a line of the cron table runs the weekly report.
-bool hasReportEntry(const std::string &table) {
-  SecretText text;
-  if (!readAll(Descriptor(retried([&] { return open(table.c_str(), kReadFlags); })), text)) return false;
-  for (std::string_view rest = text; !rest.empty();) {
-    const std::string_view line = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
-    const std::size_t start = line.find_first_not_of(" \t");
-    if (start != std::string_view::npos && line[start] != '#' && line.find(KOVA_REPORT_COMMAND) != line.npos)
-      return true;
-  }
   return false;
 }
 
@@ -79,8 +65,7 @@ Finding checkDeviceRoot() {
   const std::string root = shownRoot();
   struct stat status = {};
   if (stat(devicePath("/").c_str(), &status) != 0) {
-    return {CheckState::kFailed,
-            "cannot use the device root " + root + ": " + errorText(root.empty() ? ENAMETOOLONG : errno),
+    return {CheckState::kFailed, "cannot use the device root " + root + ": " + errorText(errno),
             "let KOVA_DEVICE_ROOT name the directory of a device"};
   }
   if (faccessat(AT_FDCWD, devicePath("/").c_str(), R_OK | X_OK, AT_EACCESS) != 0) return unreadable(root, errno);
@@ -141,7 +126,7 @@ Finding checkAccountFile() {
   if (const auto failure = modeFailure(path)) return *failure;
   if (account->last_query_time == 0) {
     return {CheckState::kNote, "signed in, but " + path + " does not have the whole profile",
-            "\"tarvkova status --refresh\" stores it, if the account has a full name"};
+            "let the account have a full name and a language (\"tarvkova set\"), then \"tarvkova status --refresh\""};
   }
   return {CheckState::kOk, "signed in as " + std::string(account->kovaID)};
 }
@@ -152,11 +137,11 @@ Finding checkSchedule() {
   if (error != 0 && error != ENOENT) return unreadable(table, error);
   // In another device root than the machine's, no cron reads the table.
   const CheckState missing = isWholeMachine() ? CheckState::kFailed : CheckState::kNote;
-  if (error == ENOENT || !hasReportEntry(table)) {
+  if (!isReportScheduled()) {
     const std::optional<bool> signedIn = isSignedIn();
     if (!signedIn) {
       return {CheckState::kSkipped,
-              "no weekly report in " + table + "; whether one is needed, the account file does not tell"};
+              "no weekly report in " + table + "; the account file cannot be read to tell whether one is needed"};
     }
     if (!*signedIn) return {CheckState::kOk, "no weekly report: the device is not signed in"};
     if (TLIBCFileCheckKeyValue(kInformationFile, "kova_disable_report", "yes", 0) == 1) {
@@ -168,6 +153,10 @@ Finding checkSchedule() {
   const std::string program = devicePath(std::string(command.substr(0, command.find(' '))).c_str());
   if (access(program.c_str(), X_OK) != 0) {
     return {missing, "the weekly report cannot run " + program + ": " + errorText(errno), "install tarvkova there"};
+  }
+  if (isSignedIn() == false) {
+    return {CheckState::kNote, "weekly report in " + table + ", although the device is not signed in",
+            "remove it with \"tarvkova logout --local\""};
   }
   return {CheckState::kOk, "weekly report in " + table};
 }

@@ -39,8 +39,7 @@ int readError(const std::string &path) {
 Finding accessFailure(const std::string &what, const std::string &path, int error) {
   const bool isForbidden = error == EACCES || error == EPERM;
   return {CheckState::kFailed, what + " " + path + ": " + errorText(error),
-          isForbidden ? "run tarvkova as root, or as the user whom the device's files belong to"
-                      : "put right what the system says of " + path};
+          isForbidden ? "run tarvkova as root, or as the user whom the device's files belong to" : "repair " + path};
 }
 
 Finding unreadable(const std::string &path, int error) {

@@ -84,7 +84,13 @@ Finding checkTls(const Probe &probe) {
 }
 
 Finding checkAnswer(const Probe &probe) {
-  return checkStep(probe, Step::kAnswer, "it answers with the HTTP status " + std::to_string(probe.status));
+  constexpr long kServerError = 500;
+  Finding finding = checkStep(probe, Step::kAnswer, "it answers with the HTTP status " + std::to_string(probe.status));
+  if (finding.state == CheckState::kOk && probe.status >= kServerError) {
+    finding.state = CheckState::kNote;
+    finding.advice = "try again later; then ask the service's operator";
+  }
+  return finding;
 }
 
 }  // namespace kova::cli

@@ -3,6 +3,7 @@
 #include <kova/error.h>
 #include <kova/error_text.h>
 #include <kova/platform.h>
+#include <kova/transport.h>
 
 #include <algorithm>
 #include <iterator>
@@ -75,7 +76,9 @@ std::string sentenceOf(int code) {
 
 // The sentence, with what is wrong with a file of this device.
 std::string explanationOf(int code) {
-  return withReason(sentenceOf(code), localReason(code));
+  const std::string reason = localReason(code);
+  const bool isUnexplained = reason.empty() && exitCodeOf(code) == ExitCode::kLocal;
+  return withReason(sentenceOf(code), reason) + (isUnexplained ? "; try \"tarvkova doctor\"" : "");
 }
 
 void removeKeys(Json::Value &reply) {
@@ -90,7 +93,13 @@ void removeKeys(Json::Value &reply) {
 }  // namespace
 
 Failure libraryFailure(const char *refused) {
-  const int code = TARVKOVAErrGet();
+  // A request without a valid serial number has the code of one that was not answered.
+  char serial[64];
+  const bool isUnsent = TARVKOVAErrGet() == KOVA_ERR_REQUEST && TARVKOVAGetSerialNumber(serial, sizeof serial) < 0;
+  return codeFailure(isUnsent ? KOVA_ERR_SERIAL_NUMBER : TARVKOVAErrGet(), refused);
+}
+
+Failure codeFailure(int code, const char *refused) {
   if (code == KOVA_ERR_ACCOUNT_GET) {
     if (std::optional<Failure> failure = accountFileFailure()) return *failure;
   }

@@ -19,6 +19,9 @@ inline constexpr char kCurrentPasswordRefused[] =
 // why.
 Failure libraryFailure(const char *refused = kDeviceRefused);
 
+// The failure that a code of the library stands for.
+Failure codeFailure(int code, const char *refused = kDeviceRefused);
+
 Failure notSignedInFailure(const std::string &message);
 
 // The same for an operation that tells the service the time zone: it alone fails without an error code, when the device

@@ -3,8 +3,6 @@
 #include <kova/session.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "tarvkova/commands.h"
@@ -21,13 +19,6 @@ void requireNoAccountFile() {
   if (access(devicePath(kAccountFile).c_str(), F_OK) == 0) {
     throw localFailure(withReason("the account is still stored on this device", removeObstacle(kAccountFile)));
   }
-}
-
-bool isReportScheduled() {
-  if (!readObstacle(kScheduleFile).empty()) return true;  // it may be
-  std::ostringstream text;
-  text << std::ifstream(devicePath(kScheduleFile)).rdbuf();
-  return text.str().find(KOVA_REPORT_COMMAND) != std::string::npos;
 }
 
 // Removes the account file and the schedule that signing in made, without telling the service.
@@ -55,6 +46,9 @@ Report logout(const bool &local) {
   Report report;
   const bool wasSignedIn = hasAccount(local);
   report.result["was_signed_in"] = wasSignedIn;
+  // The service would end a session that the device cannot forget.
+  const std::string obstacle = wasSignedIn ? removeObstacle(kAccountFile) : "";
+  if (!obstacle.empty()) throw localFailure(obstacle);
   report.text = wasSignedIn ? "Signed out.\n" : "This device was not signed in.\n";
   if (local) {
     removeAccountLocally();
@@ -65,6 +59,9 @@ Report logout(const bool &local) {
       report.notes.push_back("signed out here, but the service did not agree: " + errorMeaning(refusal));
     }
     if (wasSignedIn) requireNoAccountFile();
+    if (wasSignedIn && isReportScheduled()) {
+      report.notes.push_back(withReason("the weekly report is still scheduled", writeObstacle(kScheduleFile)));
+    }
   }
   return report;
 }

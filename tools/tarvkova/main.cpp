@@ -75,7 +75,7 @@ class Run {
 
   std::string subcommand() const {
     const auto commands = program_.app().get_subcommands();
-    return commands.empty() ? "" : commands.front()->get_name() + " ";
+    return commands.empty() || commands.front()->get_name() == "help" ? "" : commands.front()->get_name() + " ";
   }
 
   Program program_;

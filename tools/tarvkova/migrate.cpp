@@ -42,7 +42,7 @@ class Passwords {
     if (file.empty()) {
       source_.emplace(file);
     } else if (!parseJsonObject(known_.value, SecretSource(file).readAll().text())) {
-      throw localFailure("the passwords are no JSON object of e-mail addresses and passwords");
+      throw localFailure("the passwords are not a JSON object of e-mail addresses and passwords");
     }
   }
 
@@ -146,15 +146,16 @@ void addMigrate(CLI::App &program, ChosenCommand &chosen) {
       addCommand(program, chosen, "migrate", "Merge accounts into one; abandon what else the services use", migrate);
   command->add_option("MAIN", options.mainAccount, "E-mail address of the account that stays")
       ->required()
-      ->check(checkEmail);
+      ->check(checkAccountName);
   addRepeatableOption(*command, "--merge", options.merged,
                       "E-mail address of an account that is merged into it; may be repeated")
-      ->check(checkEmail);
+      ->check(checkAccountName);
   command
       ->add_option("--passwords", options.passwords,
                    "Read the passwords from this file, a JSON object {\"EMAIL\": \"PASSWORD\", ...}; \"-\" is standard "
                    "input")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(checkName);
   command->footer(kPasswordHelp);
   command->add_flag("--dry-run", options.dryRun, "Only show what would be merged and abandoned; sends nothing");
   command->add_flag("--yes", options.yes, "Do not ask before accounts are abandoned where none is merged");

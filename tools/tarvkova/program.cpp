@@ -23,7 +23,7 @@ constexpr void (*kCommands[])(CLI::App &, ChosenCommand &) = {
 Report reportInfo() {
   if (callWithSpinner(TARVKOVAReportInfo) < 0) throw timeZoneOrLibraryFailure();
   // For the library a device whose account it cannot read is one that is not signed in.
-  if (const std::optional<Failure> failure = accountFileFailure()) throw Failure(*failure);
+  if (const std::optional<Failure> failure = accountFileFailure()) throw *failure;
   return {};
 }
 
@@ -56,8 +56,11 @@ std::string unknownOptionMessage(const std::vector<const CLI::App *> &apps, cons
       for (const std::string &name : known->get_lnames()) names.push_back("--" + name);
     }
   }
+  if (std::ranges::count(names, option) > 0) return "the option \"" + option + "\" stands behind its command";
   return "there is no option \"" + option + "\"" + suggestionFor(option, names);
 }
+
+constexpr char kPasswordRule[] = "a password is never an argument: it is asked for, or read with --password-file";
 
 // Whether the argument looks like an option that is to take a password. There is none, and it must not be shown.
 bool isPasswordOption(std::string_view argument) {
@@ -68,7 +71,7 @@ bool isPasswordOption(std::string_view argument) {
 void refusePasswords(const std::vector<std::string> &arguments) {
   const auto end = std::ranges::find(arguments, "--");
   if (std::any_of(arguments.begin(), end, isPasswordOption)) {
-    throw usageFailure("a password is never an argument: it is asked for, or read with --password-file");
+    throw usageFailure(kPasswordRule);
   }
 }
 
@@ -146,8 +149,10 @@ std::string Program::unexpectedMessage() const {
     return unknownOptionMessage(apps, first.substr(0, first.find('=')));
   }
   if (commands.empty()) return unknownCommandMessage(app_, first);
+  if (commandName() == "passwd") return kPasswordRule;  // what they are need not be shown
   std::string message = "unexpected:";
   for (const std::string &word : unexpected) message += " \"" + word + "\"";
+  if (commands.front()->get_option_no_throw("--password-file") != nullptr) message += std::string("; ") + kPasswordRule;
   return message;
 }
 

@@ -154,7 +154,7 @@ void addPurchases(CLI::App &program, ChosenCommand &chosen) {
   const auto [command, options] = addCommand(program, chosen, "purchases", "List the account's purchases", purchases);
   command->add_option("--from", options.from, "Purchases from this day on")->type_name("YYYY-MM-DD")->check(checkDate);
   command->add_option("--to", options.to, "Purchases up to this day")->type_name("YYYY-MM-DD")->check(checkDate);
-  addRepeatableOption(*command, "--app", options.apps, "Only this item; may be repeated, like the next three");
+  addRepeatableOption(*command, "--app", options.apps, "Only this item");
   addRepeatableOption(*command, "--serial", options.serials, "Only for the device with this serial number");
   addRepeatableOption(*command, "--price", options.prices, "Only at this price, such as 29.99")->check(checkPrice);
   addRepeatableOption(*command, "--paypal", options.buyers, "Only by this buyer");

@@ -25,9 +25,10 @@ std::string refreshFailure(int code) {
 }  // namespace
 
 std::string deviceRefusedMessage() {
-  return readStoredAccount() ? "the service no longer accepts this device, but it could not be signed out here; try "
-                               "\"tarvkova logout --local\""
-                             : "the service no longer accepts this device, which is signed out now; sign in again";
+  if (!readStoredAccount()) return "the service no longer accepts this device, which is signed out now; sign in again";
+  const std::string obstacle = removeObstacle(kAccountFile);
+  return "the service no longer accepts this device, but it could not be signed out here" +
+         (obstacle.empty() ? "; try \"tarvkova logout --local\"" : ": " + obstacle);
 }
 
 void addRefreshNotes(Report &report, int code) {

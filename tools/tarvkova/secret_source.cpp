@@ -10,6 +10,7 @@
 
 #include "tarvkova/outcome.h"
 #include "tarvkova/streams.h"
+#include "tarvkova/values.h"
 
 namespace kova::cli {
 namespace {
@@ -31,7 +32,8 @@ Descriptor openSecrets(const std::string &path) {
 CLI::Option *addPasswordFile(CLI::App &command, std::string &file) {
   command.footer(kPasswordHelp);
   return command.add_option("--password-file", file, "Read the password from this file; \"-\" is standard input")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(checkName);
 }
 
 SecretSource::SecretSource(const std::string &file) {
@@ -49,13 +51,12 @@ int SecretSource::input() const {
 Secret SecretSource::ask(const std::string &what) {
   Secret secret;
   const bool isGiven = terminal_ ? terminal_->ask(what + ": ", secret) : readLine(input(), secret);
-  if (!isGiven) throw localFailure("no password was given");
+  if (!isGiven || secret.text().empty()) throw localFailure("no password was given");
   return secret;
 }
 
 Secret SecretSource::askNew(const std::string &what) {
   Secret secret = ask(what);
-  if (secret.text().empty()) throw localFailure("a new password cannot be empty");
   if (terminal_ && ask(what + " again").text() != secret.text()) throw localFailure("the two passwords differ");
   return secret;
 }

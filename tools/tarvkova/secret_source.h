@@ -17,7 +17,7 @@ namespace kova::cli {
 
 // For the help of a command that asks for passwords.
 inline constexpr char kPasswordHelp[] =
-    "Passwords are asked for on the terminal. Without one, and with \"-\" for a file, they are read\n"
+    "Passwords are asked for on the terminal. Without a terminal, and with \"-\" for a file, they are read\n"
     "from standard input, one on each line.";
 
 // Adds the option "--password-file" to a command.

@@ -35,8 +35,13 @@ std::string checkText(const std::string &value) {
 
 std::string checkEmail(const std::string &value) {
   const std::size_t at = value.find('@');
-  const bool isEmail = at != std::string::npos && at > 0 && at + 1 < withoutTrailingSpace(value).size();
+  const bool isEmail = at != std::string::npos && at > 0 && at + 1 < value.size() && value.find(' ') == value.npos &&
+                       printable(value) == value;
   return isEmail ? "" : isNot(value, "an e-mail address such as ada@kova.example");
+}
+
+std::string checkAccountName(const std::string &value) {
+  return checkEmail(std::string(withoutTrailingSpace(value)));
 }
 
 std::string checkDate(const std::string &value) {
@@ -51,7 +56,7 @@ std::string checkDate(const std::string &value) {
                               std::chrono::day(static_cast<unsigned>(day)));
     if (year >= 0 && date.ok()) return "";
   }
-  return isNot(value, "a date of the form YYYY-MM-DD");
+  return isNot(value, "a day of the calendar as YYYY-MM-DD");
 }
 
 std::string checkPrice(const std::string &value) {

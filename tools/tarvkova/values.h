@@ -10,8 +10,10 @@ namespace kova::cli {
 std::string checkName(const std::string &value);
 // The same for a text that may be empty.
 std::string checkText(const std::string &value);
-// With an "@" between other characters.
+// With an "@" between other characters, all of which can be seen.
 std::string checkEmail(const std::string &value);
+// The same for an account as the services of this device name it: a line end may follow.
+std::string checkAccountName(const std::string &value);
 // A day of the calendar, as YYYY-MM-DD.
 std::string checkDate(const std::string &value);
 // An amount such as 29.99.
