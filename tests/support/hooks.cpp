@@ -313,8 +313,10 @@ void free(void *memory) noexcept {
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
-[[gnu::noinline]] void *operator new(std::size_t size, const std::nothrow_t &) noexcept {
-  return std::malloc(size);
+[[gnu::noinline]] void *operator new(std::size_t size, const std::nothrow_t &) noexcept try {
+  return operator new(size);
+} catch (const std::bad_alloc &) {
+  return nullptr;
 }
 [[gnu::noinline]] void operator delete(void *memory) noexcept {
   std::free(memory);
