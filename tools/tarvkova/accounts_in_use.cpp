@@ -28,9 +28,10 @@ void requireReadableSources() {
   }
   if (const std::string unreadable = readObstacle(kRelayFile); !unreadable.empty()) throw localFailure(unreadable);
   const std::string path = devicePath(kRelayFile);
-  const Descriptor relay(open(path.c_str(), kReadFlags));
+  const Descriptor relay(retried([&] { return open(path.c_str(), kReadFlags); }));
   SecretText text;
-  if (relay && !(readAll(relay, text) && parseJsonObject(text))) throw localFailure(path + " is damaged");
+  if (relay && !(readAll(relay, text) && parseJsonObject(text)))
+    throw localFailure(path + " is damaged: it is not a JSON object");
 }
 
 Json::Value scanAccounts() {

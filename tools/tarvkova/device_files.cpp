@@ -14,6 +14,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <system_error>
 
 #include "base/descriptor.h"
 #include "base/secret.h"
@@ -87,13 +88,18 @@ std::string writeObstacle(const char *file) {
 
 std::string removeObstacle(const char *file) {
   const std::string path = devicePath(file);
-  if (std::filesystem::is_directory(path)) return obstacle("remove", path, EISDIR);
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored)) return obstacle("remove", path, EISDIR);
   const int error = tryToWriteIn(nearestDirectory(path));
   return error == 0 || error == ENOSPC || error == EDQUOT || error == EFBIG ? "" : obstacle("remove", path, error);
 }
 
 std::string withReason(const std::string &message, const std::string &reason) {
   return reason.empty() ? message : message + ": " + reason;
+}
+
+bool isReportDisabled() {
+  return TLIBCFileCheckKeyValue(kInformationFile, "kova_disable_report", "yes", 0) == 1;
 }
 
 bool isReportScheduled() {

@@ -36,6 +36,9 @@ std::string removeObstacle(const char *file);
 // A message with such a reason behind it, if there is one.
 std::string withReason(const std::string &message, const std::string &reason);
 
+// Whether the weekly report is switched off.
+bool isReportDisabled();
+
 // Whether the weekly report is scheduled; also where that cannot be read.
 bool isReportScheduled();
 

@@ -144,7 +144,7 @@ Finding checkSchedule() {
               "no weekly report in " + table + "; the account file cannot be read to tell whether one is needed"};
     }
     if (!*signedIn) return {CheckState::kOk, "no weekly report: the device is not signed in"};
-    if (TLIBCFileCheckKeyValue(kInformationFile, "kova_disable_report", "yes", 0) == 1) {
+    if (isReportDisabled()) {
       return {CheckState::kOk, "no weekly report: kova_disable_report is \"yes\" in " + devicePath(kInformationFile)};
     }
     return {missing, "no weekly report in " + table, "sign in again with \"tarvkova login\""};

@@ -64,8 +64,9 @@ Report login(const Options &options) {
   report.text = "Signed in as " + printable(options.email) +
                 (replaced.empty() ? "" : ", in place of " + printable(replaced)) + ".\n";
   if (!replaced.empty()) report.result["replaced"] = replaced;
-  if (const std::string obstacle = writeObstacle(kScheduleFile); !obstacle.empty() && !isReportScheduled()) {
-    report.notes.push_back("the weekly report is not scheduled: " + obstacle);
+  if (!isReportDisabled() && !isReportScheduled()) {
+    const std::string obstacle = writeObstacle(kScheduleFile);
+    if (!obstacle.empty()) report.notes.push_back("the weekly report is not scheduled: " + obstacle);
   }
   addRefreshNotes(report, refresh);
   return report;

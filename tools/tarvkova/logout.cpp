@@ -14,6 +14,8 @@
 namespace kova::cli {
 namespace {
 
+const std::string kReportRemains = "the weekly report could not be taken off the schedule";
+
 // The library does not tell whether the account file is gone.
 void requireNoAccountFile() {
   if (access(devicePath(kAccountFile).c_str(), F_OK) == 0) {
@@ -22,13 +24,13 @@ void requireNoAccountFile() {
 }
 
 // Removes the account file and the schedule that signing in made, without telling the service.
-void removeAccountLocally() {
+void removeAccountLocally(bool wasSignedIn) {
   const bool isRemoved = callWithSpinner(TARVKOVAAccountRemove) >= 0;
   if (!isRemoved) throw localFailure("a component of this device failed to sign out; nothing was changed");
   requireNoAccountFile();
   if (TARVScheduleRemove(KOVA_REPORT_COMMAND) < 0 && isReportScheduled()) {
-    throw localFailure(
-        withReason("the account is removed, but the weekly report is still scheduled", writeObstacle(kScheduleFile)));
+    throw localFailure(withReason(wasSignedIn ? "the account is removed, but " + kReportRemains : kReportRemains,
+                                  writeObstacle(kScheduleFile)));
   }
 }
 
@@ -51,7 +53,7 @@ Report logout(const bool &local) {
   if (!obstacle.empty()) throw localFailure(obstacle);
   report.text = wasSignedIn ? "Signed out.\n" : "This device was not signed in.\n";
   if (local) {
-    removeAccountLocally();
+    removeAccountLocally(wasSignedIn);
   } else {
     if (callWithSpinner(TARVKOVAAccountLogout) < 0) throw libraryFailure();
     const int refusal = TARVKOVAErrGet();
@@ -60,7 +62,7 @@ Report logout(const bool &local) {
     }
     if (wasSignedIn) requireNoAccountFile();
     if (wasSignedIn && isReportScheduled()) {
-      report.notes.push_back(withReason("the weekly report is still scheduled", writeObstacle(kScheduleFile)));
+      report.notes.push_back(withReason(kReportRemains, writeObstacle(kScheduleFile)));
     }
   }
   return report;

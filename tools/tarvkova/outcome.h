@@ -45,7 +45,7 @@ struct Failure : std::runtime_error {
   int code;          // the library's error code; 0 where the failure is not the library's
   std::string name;  // identifies the failure for scripts
   Json::Value result{Json::objectValue};
-  std::string answer;  // for people, in place of the message: what they asked for was found out
+  std::string answer;  // for people on standard output, in place of the message on standard error: whole lines
 };
 
 // A signal ended the command while it waited for the user.

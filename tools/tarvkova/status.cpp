@@ -44,9 +44,9 @@ Failure queryFailure() {
   return failure.code == KOVA_ERR_ACCOUNT_GET ? notSignedInFailure(deviceRefusedMessage()) : failure;
 }
 
-StoredAccount accountForStatus() {
-  StoredAccount account = findStoredAccount();
-  if (account) return account;
+// That there is no account is an answer here.
+void requireSignedIn() {
+  if (findStoredAccount()) return;
   Failure failure = libraryFailure();
   failure.answer = "This device is not signed in.\n";
   failure.result["signed_in"] = false;
@@ -76,7 +76,7 @@ void setTypes(Json::Value &profile) {
 }
 
 Report status(const bool &refresh) {
-  accountForStatus();
+  requireSignedIn();
   Json::Value profile(Json::objectValue);
   if (callWithSpinner([&] { return TARVKOVAAccountQueryInfo(profile, refresh, true); }) < 0) throw queryFailure();
   Report report;

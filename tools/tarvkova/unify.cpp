@@ -1,4 +1,5 @@
 #include <kova/error.h>
+#include <kova/platform.h>
 #include <kova/session.h>
 #include <strings.h>
 
@@ -8,6 +9,7 @@
 #include "common/terminal_text.h"
 #include "tarvkova/accounts_in_use.h"
 #include "tarvkova/commands.h"
+#include "tarvkova/device_files.h"
 #include "tarvkova/display_text.h"
 #include "tarvkova/library_failure.h"
 #include "tarvkova/refresh.h"
@@ -42,7 +44,8 @@ std::string findSignedInAccount(const std::string &name, const StoredAccount &be
 }
 
 Report unify() {
-  requireReadableSources();
+  const bool isMarked = TLIBCFileCheckKeyValue(kInformationFile, "kova_unified", "yes", 0) == 1;
+  if (!isMarked) requireReadableSources();  // else the library does not scan
   const StoredAccount before = findStoredAccount();
   Json::Value accounts;
   const int result = callWithSpinner([&] { return TARVKOVAAccountIsUnified(accounts); });
