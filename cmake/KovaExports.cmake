@@ -1,6 +1,9 @@
 # Gives a shared library its soname and its one export list, and fails the build where the exported symbols, the prototypes
 # of the public headers named and that list disagree.
 function(kova_exports target map)
+  if(NOT BUILD_SHARED_LIBS)
+    return()
+  endif()
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     LINK_DEPENDS ${map})
