@@ -1,7 +1,6 @@
 // What the fuzz targets share. A target defines fuzz().
 #pragma once
 
-#include <source_location>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "base/json.h"
+#include "base/where.h"
 #include "support/files.h"
 #include "support/hooks.h"
 
@@ -28,8 +28,8 @@ struct FuzzDevice {
 inline constexpr std::string_view kSignedIn = "vx_auth_key=\"key\"\nkovaIDSerial=\"4711\"\nother=\"kept\"\n";
 
 // Ends the process where a condition does not hold: nobody catches this.
-inline void check(bool holds, std::source_location where = std::source_location::current()) {
-  if (!holds) throw std::logic_error(where.file_name() + (":" + std::to_string(where.line())));
+inline void check(bool holds, kova::Where where = kova::Where::current()) {
+  if (!holds) throw std::logic_error(where.file() + (":" + std::to_string(where.line())));
 }
 
 // The parts of a text; empty ones are added where there are fewer than `least`.

@@ -12,7 +12,7 @@ namespace kova {
 namespace {
 
 std::string_view unitOf(const Where &where) {
-  std::string_view file = where.file_name();
+  std::string_view file = where.file();
   file.remove_prefix(file.find_last_of('/') + 1);
   return file.substr(0, file.find('.'));
 }
@@ -21,7 +21,7 @@ void logArguments(const Where &where, const char *format, va_list arguments) {
   // Only the format is put together here: the arguments may be of any length.
   char fullFormat[512];
   const std::string_view unit = unitOf(where);
-  std::snprintf(fullFormat, sizeof fullFormat, "%.*s:%u %s", static_cast<int>(unit.size()), unit.data(), where.line(),
+  std::snprintf(fullFormat, sizeof fullFormat, "%.*s:%d %s", static_cast<int>(unit.size()), unit.data(), where.line(),
                 format);
   vsyslog(LOG_ERR, fullFormat, arguments);
 }
