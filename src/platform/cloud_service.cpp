@@ -136,7 +136,7 @@ std::optional<std::array<unsigned char, 6>> hardwareAddress(const ifaddrs &inter
   if (interface.ifa_addr == nullptr || interface.ifa_addr->sa_family != AF_PACKET) return std::nullopt;
   sockaddr_ll link;
   std::memcpy(&link, interface.ifa_addr, sizeof link);
-  std::array<unsigned char, 6> address;
+  std::array<unsigned char, 6> address{};
   if (link.sll_hatype != ARPHRD_ETHER || link.sll_halen != address.size()) return std::nullopt;
   std::copy_n(link.sll_addr, address.size(), address.begin());
   const bool isZero = std::ranges::all_of(address, [](unsigned char byte) { return byte == 0; });
