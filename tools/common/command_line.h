@@ -1,32 +1,11 @@
-// What the tools' command lines have in common: subcommands with options of their own, help and the version.
+// What the tools' command lines have in common, for the files that call the parser: help and the version.
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <functional>
-#include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 
 namespace kova {
-
-// Adds a subcommand to the program, or to another subcommand. When the user names it, parsing sets `chosen` to a call
-// of `run`. The caller adds the options to the subcommand that is returned; they live as long as it and `chosen`.
-template <class Result, class Options>
-std::pair<CLI::App *, Options &> addCommand(CLI::App &parent, std::function<Result()> &chosen, const char *name,
-                                            const char *help, Result (*run)(const Options &)) {
-  CLI::App *command = parent.add_subcommand(name, help);
-  const auto options = std::make_shared<Options>();
-  command->callback([&chosen, options, run] { chosen = [options, run] { return run(*options); }; });
-  return {command, *options};
-}
-
-// The same for a subcommand without options.
-template <class Result>
-void addCommand(CLI::App &parent, std::function<Result()> &chosen, const char *name, const char *help,
-                Result (*run)()) {
-  parent.add_subcommand(name, help)->callback([&chosen, run] { chosen = run; });
-}
 
 inline void addVersionOption(CLI::App &program) {
   program.set_version_flag("--version", program.get_name() + " " KOVA_VERSION, "Print the version and exit");

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/arguments.h"
 #include "common/command_line.h"
 #include "kovacenter/exit_code.h"
 
@@ -24,8 +25,8 @@ struct AccountOptions : StateOptions {
 
 // Adds a command that works on the state of a service.
 template <class Options>
-std::pair<CLI::App *, Options &> addStateCommand(CLI::App &parent, ChosenCommand &chosen, const char *name,
-                                                 const char *help, int (*run)(const Options &)) {
+std::pair<Command, Options &> addStateCommand(Command parent, ChosenCommand &chosen, const char *name, const char *help,
+                                              int (*run)(const Options &)) {
   const auto [command, options] = addCommand(parent, chosen, name, help, run);
   command->add_option("--state", options.state, "Directory of the service's state; \"serve\" and \"run\" make it")
       ->type_name("DIR")
@@ -35,8 +36,8 @@ std::pair<CLI::App *, Options &> addStateCommand(CLI::App &parent, ChosenCommand
 
 // Adds a command that works on an account.
 template <class Options>
-std::pair<CLI::App *, Options &> addAccountCommand(CLI::App &parent, ChosenCommand &chosen, const char *name,
-                                                   const char *help, int (*run)(const Options &)) {
+std::pair<Command, Options &> addAccountCommand(Command parent, ChosenCommand &chosen, const char *name,
+                                                const char *help, int (*run)(const Options &)) {
   const auto [command, options] = addStateCommand(parent, chosen, name, help, run);
   command->add_option("EMAIL", options.email, "E-mail address of the account")->type_name("")->required();
   return {command, options};

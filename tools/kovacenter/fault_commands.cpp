@@ -49,7 +49,7 @@ void addFaultCommands(CLI::App &program, ChosenCommand &chosen, const std::vecto
       "KIND: status CODE, body TEXT|@FILE, delay MILLISECONDS, redirect CODE LOCATION, cut, reset, drip MILLISECONDS,"
       " garbage or silence\n\n" +
       command->get_footer());
-  options.command = command;
+  options.command = &*command;
   options.words = words;
 
   addStateCommand(faults, chosen, "list", "List what is still to come", list);

@@ -55,12 +55,12 @@ Report abandon(const Options &options) {
 
 }  // namespace
 
-void addAbandon(CLI::App &program, ChosenCommand &chosen) {
+void addAbandon(Command program, ChosenCommand &chosen) {
   const auto [command, options] =
       addCommand(program, chosen, "abandon", "Have the services of this device let go of accounts", abandon);
-  command->add_option("NAME", options.names, "Accounts, as \"tarvkova accounts\" names them");
-  command->add_flag("--all", options.all, "All accounts that the services use");
-  command->add_flag("--yes", options.yes, "Do not ask");
+  command.addOption("NAME", options.names, "Accounts, as \"tarvkova accounts\" names them");
+  command.addFlag("--all", options.all, "All accounts that the services use");
+  command.addFlag("--yes", options.yes, "Do not ask");
 }
 
 }  // namespace kova::cli

@@ -14,7 +14,7 @@ Report accounts() {
 
 }  // namespace
 
-void addAccounts(CLI::App &program, ChosenCommand &chosen) {
+void addAccounts(Command program, ChosenCommand &chosen) {
   addCommand(program, chosen, "accounts", "Show which accounts the services of this device use", accounts);
 }
 

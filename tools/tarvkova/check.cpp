@@ -36,12 +36,12 @@ Report check(const Options &options) {
 
 }  // namespace
 
-void addCheck(CLI::App &program, ChosenCommand &chosen) {
+void addCheck(Command program, ChosenCommand &chosen) {
   const auto [command, options] =
       addCommand(program, chosen, "check", "Check an e-mail address and password; changes nothing", check);
-  addEmail(*command, options.email);
-  command->add_option("--alias", options.alias, "Name of this device, for the service");
-  addPasswordFile(*command, options.passwordFile);
+  addEmail(command, options.email);
+  command.addOption("--alias", options.alias, "Name of this device, for the service");
+  addPasswordFile(command, options.passwordFile);
 }
 
 }  // namespace kova::cli

@@ -4,9 +4,8 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "common/command_line.h"
+#include "common/arguments.h"
 #include "tarvkova/outcome.h"
 #include "tarvkova/values.h"
 
@@ -20,30 +19,24 @@ inline const char *textOrNull(const std::optional<std::string> &option) {
   return option ? option->c_str() : nullptr;
 }
 
-// Adds an option that takes one value each time it is given.
-inline CLI::Option *addRepeatableOption(CLI::App &command, const char *name, std::vector<std::string> &values,
-                                        const char *help) {
-  return command.add_option(name, values, help)->allow_extra_args(false);
-}
-
 // Adds the positional argument that names an account.
-inline void addEmail(CLI::App &command, std::string &email) {
-  command.add_option("EMAIL", email, "The account's e-mail address")->type_name("")->required()->check(checkEmail);
+inline void addEmail(Command command, std::string &email) {
+  command.addOption("EMAIL", email, "The account's e-mail address").typeName("").required().check(checkEmail);
 }
 
-void addCheck(CLI::App &program, ChosenCommand &chosen);
-void addLogin(CLI::App &program, ChosenCommand &chosen);
-void addLogout(CLI::App &program, ChosenCommand &chosen);
-void addStatus(CLI::App &program, ChosenCommand &chosen);
-void addSet(CLI::App &program, ChosenCommand &chosen);
-void addPasswd(CLI::App &program, ChosenCommand &chosen);
-void addRegister(CLI::App &program, ChosenCommand &chosen);
-void addServices(CLI::App &program, ChosenCommand &chosen);
-void addPurchases(CLI::App &program, ChosenCommand &chosen);
-void addAccounts(CLI::App &program, ChosenCommand &chosen);
-void addUnify(CLI::App &program, ChosenCommand &chosen);
-void addMigrate(CLI::App &program, ChosenCommand &chosen);
-void addAbandon(CLI::App &program, ChosenCommand &chosen);
-void addDoctor(CLI::App &program, ChosenCommand &chosen);
+void addCheck(Command program, ChosenCommand &chosen);
+void addLogin(Command program, ChosenCommand &chosen);
+void addLogout(Command program, ChosenCommand &chosen);
+void addStatus(Command program, ChosenCommand &chosen);
+void addSet(Command program, ChosenCommand &chosen);
+void addPasswd(Command program, ChosenCommand &chosen);
+void addRegister(Command program, ChosenCommand &chosen);
+void addServices(Command program, ChosenCommand &chosen);
+void addPurchases(Command program, ChosenCommand &chosen);
+void addAccounts(Command program, ChosenCommand &chosen);
+void addUnify(Command program, ChosenCommand &chosen);
+void addMigrate(Command program, ChosenCommand &chosen);
+void addAbandon(Command program, ChosenCommand &chosen);
+void addDoctor(Command program, ChosenCommand &chosen);
 
 }  // namespace kova::cli

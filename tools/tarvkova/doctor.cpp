@@ -170,7 +170,7 @@ Report doctor() {
 
 }  // namespace
 
-void addDoctor(CLI::App &program, ChosenCommand &chosen) {
+void addDoctor(Command program, ChosenCommand &chosen) {
   addCommand(program, chosen, "doctor", "Find out what keeps this device from the account service; changes nothing",
              doctor);
 }

@@ -74,10 +74,10 @@ Report login(const Options &options) {
 
 }  // namespace
 
-void addLogin(CLI::App &program, ChosenCommand &chosen) {
+void addLogin(Command program, ChosenCommand &chosen) {
   const auto [command, options] = addCommand(program, chosen, "login", "Sign this device in to an account", login);
-  addEmail(*command, options.email);
-  addPasswordFile(*command, options.passwordFile);
+  addEmail(command, options.email);
+  addPasswordFile(command, options.passwordFile);
 }
 
 }  // namespace kova::cli

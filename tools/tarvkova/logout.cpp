@@ -70,9 +70,9 @@ Report logout(const bool &local) {
 
 }  // namespace
 
-void addLogout(CLI::App &program, ChosenCommand &chosen) {
+void addLogout(Command program, ChosenCommand &chosen) {
   const auto [command, local] = addCommand(program, chosen, "logout", "Sign this device out", logout);
-  command->add_flag("--local", local, "Forget the account here without telling the service");
+  command.addFlag("--local", local, "Forget the account here without telling the service");
 }
 
 }  // namespace kova::cli

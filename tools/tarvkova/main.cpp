@@ -60,7 +60,7 @@ class Run {
       writeOutcome(false, std::move(result));
     } else if (failure.answer.empty() || program_.isQuiet()) {
       writeMessage(failure.what());
-      if (failure.exitCode == ExitCode::kUsage) writeMessage("try \"tarvkova " + subcommand() + "--help\"");
+      if (failure.exitCode == ExitCode::kUsage) writeMessage("try \"" + program_.helpCall() + "\"");
     } else {
       writeOutput([&](std::ostream &out) { out << failure.answer; });
     }
@@ -71,11 +71,6 @@ class Run {
     result["ok"] = isDone;
     if (const std::string command = program_.commandName(); !command.empty()) result["command"] = command;
     return writeJson(result);
-  }
-
-  std::string subcommand() const {
-    const auto commands = program_.app().get_subcommands();
-    return commands.empty() || commands.front()->get_name() == "help" ? "" : commands.front()->get_name() + " ";
   }
 
   Program program_;

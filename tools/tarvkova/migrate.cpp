@@ -141,24 +141,23 @@ Report migrate(const Options &options) {
 
 }  // namespace
 
-void addMigrate(CLI::App &program, ChosenCommand &chosen) {
+void addMigrate(Command program, ChosenCommand &chosen) {
   const auto [command, options] =
       addCommand(program, chosen, "migrate", "Merge accounts into one; abandon what else the services use", migrate);
-  command->add_option("MAIN", options.mainAccount, "E-mail address of the account that stays")
-      ->required()
-      ->check(checkAccountName);
-  addRepeatableOption(*command, "--merge", options.merged,
-                      "E-mail address of an account that is merged into it; may be repeated")
-      ->check(checkAccountName);
+  command.addOption("MAIN", options.mainAccount, "E-mail address of the account that stays")
+      .required()
+      .check(checkAccountName);
+  command.addOption("--merge", options.merged, "E-mail address of an account that is merged into it; may be repeated")
+      .check(checkAccountName);
   command
-      ->add_option("--passwords", options.passwords,
-                   "Read the passwords from this file, a JSON object {\"EMAIL\": \"PASSWORD\", ...}; \"-\" is standard "
-                   "input")
-      ->type_name("FILE")
-      ->check(checkName);
-  command->footer(kPasswordHelp);
-  command->add_flag("--dry-run", options.dryRun, "Only show what would be merged and abandoned; sends nothing");
-  command->add_flag("--yes", options.yes, "Do not ask before accounts are abandoned where none is merged");
+      .addOption("--passwords", options.passwords,
+                 "Read the passwords from this file, a JSON object {\"EMAIL\": \"PASSWORD\", ...}; \"-\" is standard "
+                 "input")
+      .typeName("FILE")
+      .check(checkName);
+  command.setFooter(kPasswordHelp);
+  command.addFlag("--dry-run", options.dryRun, "Only show what would be merged and abandoned; sends nothing");
+  command.addFlag("--yes", options.yes, "Do not ask before accounts are abandoned where none is merged");
 }
 
 }  // namespace kova::cli

@@ -31,10 +31,10 @@ Report passwd(const std::string &passwordFile) {
 
 }  // namespace
 
-void addPasswd(CLI::App &program, ChosenCommand &chosen) {
+void addPasswd(Command program, ChosenCommand &chosen) {
   const auto [command, passwordFile] =
       addCommand(program, chosen, "passwd", "Change the account's password: the current one, then the new", passwd);
-  addPasswordFile(*command, passwordFile);
+  addPasswordFile(command, passwordFile);
 }
 
 }  // namespace kova::cli

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "common/command_line.h"
 #include "tarvkova/device_files.h"
 #include "tarvkova/library_failure.h"
 #include "tarvkova/secret_source.h"
@@ -15,7 +16,7 @@
 namespace kova::cli {
 namespace {
 
-constexpr void (*kCommands[])(CLI::App &, ChosenCommand &) = {
+constexpr void (*kCommands[])(Command, ChosenCommand &) = {
     addCheck,    addLogin,     addLogout,   addStatus, addSet,     addPasswd,  addRegister,
     addServices, addPurchases, addAccounts, addUnify,  addMigrate, addAbandon, addDoctor};
 
@@ -77,36 +78,39 @@ void refusePasswords(const std::vector<std::string> &arguments) {
 
 }  // namespace
 
-Program::Program() {
-  app_.name("tarvkova")->fallthrough()->require_subcommand(0, 1);
-  addVersionOption(app_);
-  app_.add_flag("--json", json_, "Print every outcome as a JSON object");
-  CLI::Option *quiet = app_.add_flag("-q,--quiet", quiet_, "Print failures alone; with --json, the JSON object alone");
-  app_.add_flag("-v,--verbose", verbose_, "Show what the library logs on standard error; it may hold secrets")
+Program::Program()
+    : app_(std::make_unique<CLI::App>("Connects this device to its account at the account service.", "tarvkova")) {
+  app_->fallthrough()->require_subcommand(0, 1);
+  addVersionOption(*app_);
+  app_->add_flag("--json", json_, "Print every outcome as a JSON object");
+  CLI::Option *quiet = app_->add_flag("-q,--quiet", quiet_, "Print failures alone; with --json, the JSON object alone");
+  app_->add_flag("-v,--verbose", verbose_, "Show what the library logs on standard error; it may hold secrets")
       ->excludes(quiet);
-  app_.add_flag("--report_info", reportInfo_, "Send the weekly report; silent when it was sent or is not wanted");
-  for (const auto add : kCommands) add(app_, chosen_);
+  app_->add_flag("--report_info", reportInfo_, "Send the weekly report; silent when it was sent or is not wanted");
+  for (const auto add : kCommands) add(*app_, chosen_);
   addHelp();
-  app_.footer(std::string(kPasswordHelp) + "\n\n" + exitCodeList(kExitCodes));
+  app_->footer(std::string(kPasswordHelp) + "\n\n" + exitCodeList(kExitCodes));
 }
 
+Program::~Program() = default;
+
 void Program::addHelp() {
-  CLI::App *command = app_.add_subcommand("help", "Show the help of the program, or of a command");
+  CLI::App *command = app_->add_subcommand("help", "Show the help of the program, or of a command");
   command->add_option("COMMAND", helpTopic_, "A command");
   command->callback([this] { chosen_ = [this] { return showHelp(); }; });
 }
 
 std::string Program::help() const {
-  return app_.get_formatter()->make_help(&app_, app_.get_name(), CLI::AppFormatMode::Normal);
+  return app_->get_formatter()->make_help(app_.get(), app_->get_name(), CLI::AppFormatMode::Normal);
 }
 
 Report Program::showHelp() const {
   Report report;
-  const CLI::App *topic = helpTopic_.empty() ? nullptr : findCommand(app_, helpTopic_);
-  if (!helpTopic_.empty() && topic == nullptr) throw usageFailure(unknownCommandMessage(app_, helpTopic_));
+  const CLI::App *topic = helpTopic_.empty() ? nullptr : findCommand(*app_, helpTopic_);
+  if (!helpTopic_.empty() && topic == nullptr) throw usageFailure(unknownCommandMessage(*app_, helpTopic_));
   report.text = topic == nullptr ? help()
-                                 : app_.get_formatter()->make_help(topic, app_.get_name() + " " + helpTopic_,
-                                                                   CLI::AppFormatMode::Normal);
+                                 : app_->get_formatter()->make_help(topic, app_->get_name() + " " + helpTopic_,
+                                                                    CLI::AppFormatMode::Normal);
   report.result["help"] = report.text;
   return report;
 }
@@ -117,7 +121,7 @@ std::optional<std::string> Program::parse(int argc, char **argv) {
   json_ = std::ranges::count(arguments, "--json") > 0;
   refusePasswords(arguments);
   try {
-    if (auto text = parseArguments(app_, argc, argv)) return text;
+    if (auto text = parseArguments(*app_, argc, argv)) return text;
   } catch (const CLI::ExtrasError &) {
     throw usageFailure(unexpectedMessage());
   } catch (const CLI::ParseError &error) {
@@ -133,22 +137,28 @@ std::optional<std::string> Program::parse(int argc, char **argv) {
   return std::nullopt;
 }
 
+std::string Program::helpCall() const {
+  const auto commands = app_->get_subcommands();
+  const std::string command = commands.empty() ? "" : commands.front()->get_name();
+  return "tarvkova " + (command.empty() || command == "help" ? "" : command + " ") + "--help";
+}
+
 std::string Program::commandName() const {
-  const auto commands = app_.get_subcommands();
+  const auto commands = app_->get_subcommands();
   if (!commands.empty()) return commands.front()->get_name();
   return reportInfo_ ? "report_info" : "";
 }
 
 std::string Program::unexpectedMessage() const {
-  const std::vector<std::string> unexpected = app_.remaining(true);
+  const std::vector<std::string> unexpected = app_->remaining(true);
   const std::string &first = unexpected.front();
-  const auto commands = app_.get_subcommands();
+  const auto commands = app_->get_subcommands();
   if (first.starts_with('-') && first != "-" && first != "--") {
     std::vector<const CLI::App *> apps(commands.begin(), commands.end());
-    apps.push_back(&app_);
+    apps.push_back(app_.get());
     return unknownOptionMessage(apps, first.substr(0, first.find('=')));
   }
-  if (commands.empty()) return unknownCommandMessage(app_, first);
+  if (commands.empty()) return unknownCommandMessage(*app_, first);
   if (commandName() == "passwd") return kPasswordRule;  // what they are need not be shown
   std::string message = "unexpected:";
   for (const std::string &word : unexpected) message += " \"" + word + "\"";

@@ -2,6 +2,7 @@
 // completions are made.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +16,7 @@ class Program {
   Program();
   Program(const Program &) = delete;
   Program &operator=(const Program &) = delete;
+  ~Program();
 
   // Takes the arguments. Returns the text that they ask for in place of a command, if they do; wrong usage is thrown as
   // Failure.
@@ -23,8 +25,10 @@ class Program {
   // The name of the subcommand that the user gave; empty without one.
   std::string commandName() const;
   std::string help() const;
+  // The call that shows the help of the subcommand, else that of the program.
+  std::string helpCall() const;
 
-  const CLI::App &app() const { return app_; }
+  const CLI::App &app() const { return *app_; }
   const ChosenCommand &chosen() const { return chosen_; }
   bool isJson() const { return json_; }
   bool isQuiet() const { return quiet_; }
@@ -35,7 +39,7 @@ class Program {
   Report showHelp() const;
   std::string unexpectedMessage() const;
 
-  CLI::App app_{"Connects this device to its account at the account service."};
+  std::unique_ptr<CLI::App> app_;
   ChosenCommand chosen_;
   std::string helpTopic_;
   bool json_ = false;

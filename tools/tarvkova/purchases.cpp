@@ -150,15 +150,15 @@ Report purchases(const Options &options) {
 
 }  // namespace
 
-void addPurchases(CLI::App &program, ChosenCommand &chosen) {
+void addPurchases(Command program, ChosenCommand &chosen) {
   const auto [command, options] = addCommand(program, chosen, "purchases", "List the account's purchases", purchases);
-  command->add_option("--from", options.from, "Purchases from this day on")->type_name("YYYY-MM-DD")->check(checkDate);
-  command->add_option("--to", options.to, "Purchases up to this day")->type_name("YYYY-MM-DD")->check(checkDate);
-  addRepeatableOption(*command, "--app", options.apps, "Only this item");
-  addRepeatableOption(*command, "--serial", options.serials, "Only for the device with this serial number");
-  addRepeatableOption(*command, "--price", options.prices, "Only at this price, such as 29.99")->check(checkPrice);
-  addRepeatableOption(*command, "--paypal", options.buyers, "Only by this buyer");
-  command->add_flag("--csv", options.csv, "Print comma-separated values")->excludes(program.get_option("--json"));
+  command.addOption("--from", options.from, "Purchases from this day on").typeName("YYYY-MM-DD").check(checkDate);
+  command.addOption("--to", options.to, "Purchases up to this day").typeName("YYYY-MM-DD").check(checkDate);
+  command.addOption("--app", options.apps, "Only this item");
+  command.addOption("--serial", options.serials, "Only for the device with this serial number");
+  command.addOption("--price", options.prices, "Only at this price, such as 29.99").check(checkPrice);
+  command.addOption("--paypal", options.buyers, "Only by this buyer");
+  command.addFlag("--csv", options.csv, "Print comma-separated values").excludes(program.find("--json"));
 }
 
 }  // namespace kova::cli

@@ -33,13 +33,13 @@ Report registerAccount(const Options &options) {
 
 }  // namespace
 
-void addRegister(CLI::App &program, ChosenCommand &chosen) {
+void addRegister(Command program, ChosenCommand &chosen) {
   const auto [command, options] =
       addCommand(program, chosen, "register", "Create an account at the service", registerAccount);
-  addEmail(*command, options.email);
-  command->add_option("--name", options.name, "Full name of its holder")->required()->check(checkName);
-  command->add_flag("--critical-release", options.criticalReleases, "Mail about critical releases");
-  addPasswordFile(*command, options.passwordFile);
+  addEmail(command, options.email);
+  command.addOption("--name", options.name, "Full name of its holder").required().check(checkName);
+  command.addFlag("--critical-release", options.criticalReleases, "Mail about critical releases");
+  addPasswordFile(command, options.passwordFile);
 }
 
 }  // namespace kova::cli

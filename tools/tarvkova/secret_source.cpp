@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>
 
@@ -29,11 +28,11 @@ Descriptor openSecrets(const std::string &path) {
 
 }  // namespace
 
-CLI::Option *addPasswordFile(CLI::App &command, std::string &file) {
-  command.footer(kPasswordHelp);
-  return command.add_option("--password-file", file, "Read the password from this file; \"-\" is standard input")
-      ->type_name("FILE")
-      ->check(checkName);
+Argument addPasswordFile(Command command, std::string &file) {
+  command.setFooter(kPasswordHelp);
+  return command.addOption("--password-file", file, "Read the password from this file; \"-\" is standard input")
+      .typeName("FILE")
+      .check(checkName);
 }
 
 SecretSource::SecretSource(const std::string &file) {

@@ -5,13 +5,9 @@
 #include <string>
 
 #include "base/descriptor.h"
+#include "common/arguments.h"
 #include "tarvkova/secret.h"
 #include "tarvkova/terminal.h"
-
-namespace CLI {
-class App;
-class Option;
-}  // namespace CLI
 
 namespace kova::cli {
 
@@ -21,7 +17,7 @@ inline constexpr char kPasswordHelp[] =
     "from standard input, one on each line.";
 
 // Adds the option "--password-file" to a command.
-CLI::Option *addPasswordFile(CLI::App &command, std::string &file);
+Argument addPasswordFile(Command command, std::string &file);
 
 class SecretSource {
  public:

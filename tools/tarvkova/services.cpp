@@ -33,7 +33,7 @@ Report services() {
 
 }  // namespace
 
-void addServices(CLI::App &program, ChosenCommand &chosen) {
+void addServices(Command program, ChosenCommand &chosen) {
   addCommand(program, chosen, "services", "Show which remote services the account holds", services);
 }
 

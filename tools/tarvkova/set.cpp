@@ -57,24 +57,22 @@ Report set(const Options &options) {
 
 }  // namespace
 
-void addSet(CLI::App &program, ChosenCommand &chosen) {
+void addSet(Command program, ChosenCommand &chosen) {
   const auto [command, options] =
       addCommand(program, chosen, "set", "Change the account's details at the service", set);
-  const auto add = [&set = *command](const char *name, std::optional<std::string> &value, const char *help) {
-    return set.add_option(name, value, help);
-  };
-  add("--name", options.name, "Full name")->check(checkName);
-  add("--email", options.email, "New e-mail address; needs the current password")->check(checkEmail);
-  add("--country", options.country, "Country")->check(checkText);
-  add("--language", options.language, "Language of notification mail")->check(checkText);
-  add("--timezone", options.timeZone, "Time zone")->check(checkText);
-  const CLI::IsMember onOrOff({"on", "off"});
-  add("--enews", options.newsletter, "Newsletter")->check(onOrOff);
-  add("--critical-release", options.criticalReleases, "Mail about critical releases")->check(onOrOff);
-  add("--promotion", options.promotion, "Local promotion mail")->check(onOrOff);
-  add("--critical-versions", options.criticalVersions, "Critical versions to be told of, joined by commas")
-      ->check(checkText);
-  addPasswordFile(*command, options.passwordFile)->needs(command->get_option("--email"));
+  command.addOption("--name", options.name, "Full name").check(checkName);
+  command.addOption("--email", options.email, "New e-mail address; needs the current password").check(checkEmail);
+  command.addOption("--country", options.country, "Country").check(checkText);
+  command.addOption("--language", options.language, "Language of notification mail").check(checkText);
+  command.addOption("--timezone", options.timeZone, "Time zone").check(checkText);
+  command.addOption("--enews", options.newsletter, "Newsletter").oneOf({"on", "off"});
+  command.addOption("--critical-release", options.criticalReleases, "Mail about critical releases")
+      .oneOf({"on", "off"});
+  command.addOption("--promotion", options.promotion, "Local promotion mail").oneOf({"on", "off"});
+  command
+      .addOption("--critical-versions", options.criticalVersions, "Critical versions to be told of, joined by commas")
+      .check(checkText);
+  addPasswordFile(command, options.passwordFile).needs(command.find("--email"));
 }
 
 }  // namespace kova::cli

@@ -102,10 +102,10 @@ Report status(const bool &refresh) {
 
 }  // namespace
 
-void addStatus(CLI::App &program, ChosenCommand &chosen) {
+void addStatus(Command program, ChosenCommand &chosen) {
   const auto [command, refresh] =
       addCommand(program, chosen, "status", "Show the account that this device is signed in to", status);
-  command->add_flag("--refresh", refresh, "Ask the service even if the stored profile is fresh");
+  command.addFlag("--refresh", refresh, "Ask the service even if the stored profile is fresh");
 }
 
 }  // namespace kova::cli

@@ -77,7 +77,7 @@ Report unify() {
 
 }  // namespace
 
-void addUnify(CLI::App &program, ChosenCommand &chosen) {
+void addUnify(Command program, ChosenCommand &chosen) {
   addCommand(program, chosen, "unify", "Settle on the one account that the services use; signs in to it", unify);
 }
 
