@@ -7,11 +7,11 @@
 #include <string_view>
 
 #include "common/command_line.h"
+#include "common/suggestion.h"
 #include "tarvkova/device_files.h"
 #include "tarvkova/library_failure.h"
 #include "tarvkova/secret_source.h"
 #include "tarvkova/spinner.h"
-#include "tarvkova/suggestion.h"
 
 namespace kova::cli {
 namespace {
@@ -37,11 +37,6 @@ const CLI::App *findCommand(const CLI::App &app, const std::string &name) {
   const auto found =
       std::ranges::find_if(commands, [&](const CLI::App *command) { return command->get_name() == name; });
   return found != commands.end() ? *found : nullptr;
-}
-
-std::string suggestionFor(const std::string &word, const std::vector<std::string> &candidates) {
-  const std::string closest = closestTo(word, candidates);
-  return closest.empty() ? "" : "; did you mean \"" + closest + "\"?";
 }
 
 std::string unknownCommandMessage(const CLI::App &app, const std::string &name) {

@@ -1,9 +1,9 @@
-#include "tarvkova/suggestion.h"
+#include "common/suggestion.h"
 
 #include <algorithm>
 #include <cstddef>
 
-namespace kova::cli {
+namespace kova {
 namespace {
 
 std::size_t distanceBetween(const std::string &one, const std::string &other) {
@@ -26,8 +26,8 @@ std::size_t distanceBetween(const std::string &one, const std::string &other) {
   return distances[one.size()][other.size()];
 }
 
-}  // namespace
-
+// The candidate that differs least from the word, by letters that are missing, added, other or exchanged with their
+// neighbours; empty where all of them differ too much.
 std::string closestTo(const std::string &word, const std::vector<std::string> &candidates) {
   constexpr std::size_t kLongest = 64;  // longer words are not typing mistakes
   std::string closest;
@@ -42,4 +42,11 @@ std::string closestTo(const std::string &word, const std::vector<std::string> &c
   return closest;
 }
 
-}  // namespace kova::cli
+}  // namespace
+
+std::string suggestionFor(const std::string &word, const std::vector<std::string> &candidates) {
+  const std::string closest = closestTo(word, candidates);
+  return closest.empty() ? "" : "; did you mean \"" + closest + "\"?";
+}
+
+}  // namespace kova

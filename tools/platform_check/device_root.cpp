@@ -1,0 +1,109 @@
+#include "platform_check/device_root.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+#include "base/descriptor.h"
+
+namespace kova::check {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr mode_t kNoFile = 07777;
+
+std::string scratchDirectory() {
+  std::string path = fs::temp_directory_path() / "kova-platform-check.XXXXXX";
+  if (mkdtemp(path.data()) == nullptr) throw std::system_error(errno, std::generic_category(), path);
+  return fs::canonical(path);
+}
+
+// A zone file of version 1 for UTC: 44 bytes of header, of which the counts of local time types (1) and of the bytes of
+// their names (4) are not zero; the type, which is all zero; its name.
+std::string zoneFile() {
+  std::string text = "TZif" + std::string(50, '\0');
+  text[39] = 1;
+  text[43] = 4;
+  return text.replace(50, 3, "UTC");
+}
+
+}  // namespace
+
+DeviceRoot::DeviceRoot(const std::string &path)
+    : isScratch_(path.empty()), path_(isScratch_ ? scratchDirectory() : fs::canonical(path).string()) {
+  if (path_ == "/") path_.clear();
+  clock_gettime(CLOCK_REALTIME_COARSE, &madeAt_);
+  if (isScratch_) fill();
+  fs::create_directories(at(kOwnDirectory));
+  if (isScratch_) return;
+  for (const char *file : {kAccountFile, kInformationFile}) {
+    if (fs::exists(at(file))) kept_[file] = {read(file), mode(file)};
+  }
+}
+
+DeviceRoot::~DeviceRoot() {
+  std::error_code error;
+  for (const auto &[file, kept] : kept_) {
+    if (read(file) != kept.text) std::ofstream(at(file), std::ios::binary) << kept.text;
+    chmod(at(file).c_str(), kept.mode);
+  }
+  fs::remove_all(isScratch_ ? path_ : at(kOwnDirectory), error);
+}
+
+void DeviceRoot::fill() const {
+  for (const char *directory : {"/etc.defaults", "/etc/cron.d", "/var/lib/kova", "/var/log/kova"}) {
+    fs::create_directories(at(directory));
+  }
+  write("/etc.defaults/kovadevice.conf",
+        "serial=\"2150KV0000001\"\ncustom_serial=\"CUSTOM0000001\"\nmac=\"00:11:32:aa:bb:cc\"\n");
+  write("/etc.defaults/tarvinfo.conf", "");
+  write(kInformationFile, "language=\"enu\"\ntimezone=\"Europe/Berlin\"\n");
+  write("/usr/share/zoneinfo/Europe/Berlin", zoneFile());
+  write("/usr/tarv/share/kova/notifications.conf",
+        R"({"KovaPasswordChanged": {"subject": "Changed", "text": "The password of %KOVA_ACCOUNT% was changed."}})");
+}
+
+void DeviceRoot::write(const std::string &path, std::string_view text, mode_t mode) const {
+  const fs::path file = at(path);
+  fs::create_directories(file.parent_path());
+  std::ofstream(file, std::ios::binary) << text;
+  if (chmod(file.c_str(), mode) != 0) throw std::system_error(errno, std::generic_category(), file);
+}
+
+std::string DeviceRoot::read(const std::string &path) const {
+  std::ifstream file(at(path), std::ios::binary);
+  if (!file) return "(no file)";
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+mode_t DeviceRoot::mode(const std::string &path) const {
+  struct stat status = {};
+  return stat(at(path).c_str(), &status) == 0 ? status.st_mode & ALLPERMS : kNoFile;
+}
+
+std::vector<fs::path> DeviceRoot::filesWith(std::string_view text) const {
+  constexpr off_t kLargest = 16 << 20;
+  std::vector<fs::path> found;
+  for (const char *directory : {"/etc", "/var", "/usr/tarv"}) {
+    std::error_code error;
+    fs::recursive_directory_iterator entry(at(directory), fs::directory_options::skip_permission_denied, error);
+    for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+      struct stat status = {};
+      if (lstat(entry->path().c_str(), &status) != 0 || !S_ISREG(status.st_mode)) continue;
+      const bool isRecent = status.st_ctim.tv_sec > madeAt_.tv_sec || (status.st_ctim.tv_sec == madeAt_.tv_sec &&
+                                                                       status.st_ctim.tv_nsec >= madeAt_.tv_nsec);
+      if (!isRecent || status.st_size > kLargest) continue;
+      std::ifstream file(entry->path(), std::ios::binary);
+      const std::string content{std::istreambuf_iterator<char>(file), {}};
+      if (content.find(text) != std::string::npos) found.push_back(entry->path());
+    }
+  }
+  return found;
+}
+
+}  // namespace kova::check

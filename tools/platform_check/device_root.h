@@ -1,0 +1,55 @@
+// The directory that stands for the device's root directory while a rule is checked.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kova::check {
+
+// Holds every file that the rules make for themselves.
+inline constexpr char kOwnDirectory[] = "/var/kova-platform-check";
+inline constexpr char kAccountFile[] = "/etc/kova.conf";
+inline constexpr char kInformationFile[] = "/etc/tarvinfo.conf";
+
+class DeviceRoot {
+ public:
+  // With an empty path a scratch root, which has the files of kova-device(5). The files that are made, and the whole of
+  // a scratch root, are removed at the end. Throws where the root cannot be used.
+  explicit DeviceRoot(const std::string &path);
+  DeviceRoot(const DeviceRoot &) = delete;
+  DeviceRoot &operator=(const DeviceRoot &) = delete;
+  ~DeviceRoot();
+
+  bool isScratch() const { return isScratch_; }
+  const std::filesystem::path &path() const { return path_; }
+  // Where the device's `path` lies on this machine.
+  std::filesystem::path at(const std::string &path) const { return path_.string() + path; }
+
+  void write(const std::string &path, std::string_view text, mode_t mode = 0644) const;
+  // "(no file)" where there is none.
+  std::string read(const std::string &path) const;
+  // The permissions of a file; 07777 where there is none.
+  mode_t mode(const std::string &path) const;
+  // The regular files below the root with this text that were changed since this object was made.
+  std::vector<std::filesystem::path> filesWith(std::string_view text) const;
+
+ private:
+  void fill() const;
+
+  const bool isScratch_;
+  std::filesystem::path path_;
+  timespec madeAt_{};
+  // Of a root that was given: files that rules change, as they were.
+  struct Kept {
+    std::string text;
+    mode_t mode;
+  };
+  std::map<std::string, Kept> kept_;
+};
+
+}  // namespace kova::check

@@ -1,0 +1,64 @@
+// Device root and last error.
+#include <cstdlib>
+
+#include "platform_check/rule.h"
+
+namespace kova::check {
+namespace {
+
+std::string devicePath(const Check &check, const char *path) {
+  char buffer[4096] = "";
+  const int length = check.succeeds(path, [&] { return check.platform.KovaDevicePath(path, buffer, sizeof buffer); });
+  check.equal(length, static_cast<long long>(std::string(buffer).size()), "the length returned");
+  return buffer;
+}
+
+constexpr Rule kRules[] = {
+    {"KovaDevicePath", "root", "puts the directory of KOVA_DEVICE_ROOT in front", Touches::kOwnFiles,
+     [](const Check &check) {
+       check.equal(devicePath(check, "/etc/kova.conf"), check.root.at("/etc/kova.conf").string(), "the path");
+     }},
+    {"KovaDevicePath", "no-root", "an unset or empty KOVA_DEVICE_ROOT is \"/\"", Touches::kOwnFiles,
+     [](const Check &check) {
+       setenv("KOVA_DEVICE_ROOT", "", 1);
+       check.equal(devicePath(check, "/etc/kova.conf"), "/etc/kova.conf", "with an empty one");
+       unsetenv("KOVA_DEVICE_ROOT");
+       check.equal(devicePath(check, "/etc/kova.conf"), "/etc/kova.conf", "with an unset one");
+     }},
+    {"KovaDevicePath", "size", "a path that does not fit is a failure, not cut", Touches::kOwnFiles,
+     [](const Check &check) {
+       const std::string path = devicePath(check, "/etc/kova.conf");
+       std::string buffer(path.size() + 1, '#');
+       check.succeeds("a buffer that is just large enough",
+                      [&] { return check.platform.KovaDevicePath("/etc/kova.conf", buffer.data(), buffer.size()); });
+       check.fails("a buffer that is one byte too small", TLIBC_ERR_TOO_LONG,
+                   [&] { return check.platform.KovaDevicePath("/etc/kova.conf", buffer.data(), path.size()); });
+     }},
+    {"KovaDevicePath", "null", "null is a failure", Touches::kOwnFiles,
+     [](const Check &check) {
+       char buffer[64];
+       check.refusesNull([&] { return check.platform.KovaDevicePath(nullptr, buffer, sizeof buffer); });
+       check.refusesNull([&] { return check.platform.KovaDevicePath("/etc", nullptr, 64); });
+     }},
+    {"TLIBCErrGet", "none", "is TLIBC_ERR_NONE before the first failure", Touches::kOwnFiles,
+     [](const Check &check) { check.equal(check.platform.TLIBCErrGet(), TLIBC_ERR_NONE, "in a new process"); }},
+    {"TLIBCErrGet", "last", "is the number of the last failure, and stays it after a success", Touches::kOwnFiles,
+     [](const Check &check) {
+       const Hash hash(check);
+       hash.set("key", "value");
+       check.platform.TLIBCSzHashGetValue(hash.get(), "absent");
+       check.equal(check.platform.TLIBCErrGet(), TLIBC_ERR_NOT_FOUND, "after a key that is absent");
+       check.platform.TLIBCSzHashGetValue(hash.get(), "key");
+       check.equal(check.platform.TLIBCErrGet(), TLIBC_ERR_NOT_FOUND, "after a key that is there");
+       check.platform.TLIBCSzHashGetValue(hash.get(), nullptr);
+       check.equal(check.platform.TLIBCErrGet(), TLIBC_ERR_BAD_PARAMETER, "after null");
+     }},
+};
+
+}  // namespace
+
+std::span<const Rule> pathRules() {
+  return kRules;
+}
+
+}  // namespace kova::check
