@@ -100,8 +100,9 @@ int Program::list(const std::vector<Rule> &rules) const {
   return kClean;
 }
 
-Outcome Program::outcomeOf(const Rule &rule, const Functions &functions, bool honoursRoot) const {
-  if (rule.touches == Touches::kDevice && !honoursRoot) {
+Outcome Program::outcomeOf(const Rule &rule, const Functions &functions, const Outcome &onRoot) const {
+  if (rule.touches == Touches::kDevice && !onRoot.notJudged.empty()) return {{}, onRoot.notJudged};
+  if (rule.touches == Touches::kDevice && !onRoot.findings.empty()) {
     return {{}, "the platform does not honour KOVA_DEVICE_ROOT; on the device itself use --root /"};
   }
   if (rule.touches == Touches::kDevice && !root_.empty() && !intrusive_) {
@@ -128,12 +129,11 @@ int Program::checkPlatform(const std::vector<Rule> &rules) {
   for (const std::string &name : platform.missing) {
     add("findings", name, "exported", "the library exports every function", "it is missing");
   }
-  const Outcome root = runRule(kRootRule, platform.functions, DeviceRoot(root_), seconds_);
-  const bool honoursRoot = root.findings.empty() && root.notJudged.empty();
+  const Outcome onRoot = runRule(kRootRule, platform.functions, DeviceRoot(root_), seconds_);
   std::size_t judged = 0;
   for (const Rule &rule : rules) {
     if (std::ranges::count(platform.missing, rule.function) > 0) continue;
-    const Outcome outcome = outcomeOf(rule, platform.functions, honoursRoot);
+    const Outcome outcome = outcomeOf(rule, platform.functions, onRoot);
     for (const std::string &text : outcome.findings) add("findings", rule.function, rule.name, rule.sentence, text);
     if (!outcome.notJudged.empty()) add("not_judged", rule.function, rule.name, rule.sentence, outcome.notJudged);
     if (outcome.notJudged.empty() || !outcome.findings.empty()) ++judged;

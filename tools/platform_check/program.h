@@ -43,7 +43,7 @@ class Program {
   std::vector<Rule> chosenRules() const;
   int list(const std::vector<Rule> &rules) const;
   int checkPlatform(const std::vector<Rule> &rules);
-  Outcome outcomeOf(const Rule &rule, const Functions &functions, bool honoursRoot) const;
+  Outcome outcomeOf(const Rule &rule, const Functions &functions, const Outcome &onRoot) const;
   int fail(int exitCode, const std::string &message) const;
 
   CLI::App app_{"Checks whether a library keeps the contract of <kova/platform.h>."};
