@@ -204,7 +204,7 @@ ZSH_NODE = """\
 
 def zsh(program):
     functions = "\n".join(zsh_function(command) for command in program.all())
-    return f'#compdef {program.name}\n\n{functions}\n_{program.name} "$@"\n'
+    return f'#compdef {program.name}\n\n{functions}\n{function_name(program.path)} "$@"\n'
 
 
 # fish

@@ -10,6 +10,7 @@
 #include <sstream>
 #include <string>
 
+#include "platform_check/program.h"
 #include "tarvkova/program.h"
 #ifdef KOVA_CENTER
 #include "kovacenter/commands.h"
@@ -86,6 +87,8 @@ void print() {
   Json::Value programs(Json::arrayValue);
   const cli::Program tarvkova;
   programs.append(programJson(tarvkova.app(), cli::kExitCodes));
+  const check::Program platformCheck;
+  programs.append(programJson(platformCheck.app(), check::kExitCodes));
 #ifdef KOVA_CENTER
   CLI::App kovacenter;
   center::ChosenCommand chosen;

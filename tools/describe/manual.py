@@ -108,7 +108,7 @@ def leaves(command):
 
 def common_options(program):
     """What every command has: its help, and what else they share."""
-    first, *others = leaves(program)
+    first, *others = leaves(program) or [program]
     return [option for option in first["options"] if all(option in each["options"] for each in others)]
 
 
