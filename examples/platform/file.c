@@ -140,7 +140,8 @@ static bool lock(int file) {
   return true;
 }
 
-/* The lock is a file beside the file, for that is replaced. It is never removed: another writer may be about to lock it. */
+/* The lock is a file beside the file, for that is replaced. It is never removed: another writer may be about to lock
+ * it. */
 static int rewriteLocked(const struct Update *update) {
   char name[NAME_MAX + 8];
   snprintf(name, sizeof name, ".%s.lock", update->name);

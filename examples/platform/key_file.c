@@ -158,8 +158,9 @@ static bool givesBack(char *line, const char *separator, const char *key, const 
   struct Span line_key, line_value;
   size_t length = strlen(line);
   if (length > 0 && line[length - 1] == '\n') line[--length] = '\0';
-  return strpbrk(line, "\r\n") == NULL && parseLine((struct Span){line, line + length}, separator, &line_key, &line_value) &&
-         isSame(line_key, key) && isSame(line_value, value);
+  return strpbrk(line, "\r\n") == NULL &&
+         parseLine((struct Span){line, line + length}, separator, &line_key, &line_value) && isSame(line_key, key) &&
+         isSame(line_value, value);
 }
 
 static int makeLine(struct NewLines *new, const char *key, const char *format) {
@@ -215,7 +216,7 @@ int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int flags, const
   int result = -1;
   if (!parseFormat(line_format, new.separator, sizeof new.separator)) {
     fail(TLIBC_ERR_BAD_PARAMETER);
-  } else if (new.keys != NULL && new.lines != NULL) {
+  } else if (new.keys != NULL &&new.lines != NULL) {
     result = makeLines(&new, line_format);
   }
   if (result == 0 && TLIBCSzListCount(new.keys) > 0) {

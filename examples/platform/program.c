@@ -55,8 +55,8 @@ static int failWith(int error) {
   return fail(error == ENOMEM ? TLIBC_ERR_OUT_OF_MEMORY : TLIBC_ERR_EXEC_FAILED);
 }
 
-/* While programs are waited for, SIGCHLD is blocked and has its standard action: a caller that ignores it would leave no
- * exit status. */
+/* While programs are waited for, SIGCHLD is blocked and has its standard action: a caller that ignores it would leave
+ * no exit status. */
 struct ChildSignal {
   sigset_t mask;
   struct sigaction action;
@@ -158,8 +158,10 @@ static int openStream(struct Stream *stream, const char *path, const char *const
   const int error = stream->stream != NULL ? start(path, arguments, ends[1], &stream->child) : ENOMEM;
   close(ends[1]);
   if (error == 0) return 0;
-  if (stream->stream != NULL) fclose(stream->stream);
-  else close(ends[0]);
+  if (stream->stream != NULL)
+    fclose(stream->stream);
+  else
+    close(ends[0]);
   return failWith(error);
 }
 

@@ -61,8 +61,8 @@ void wipeGrown(TLIBCSzText *text) {
   memset(text, 0, sizeof *text);
 }
 
-/* Moves the text into a larger buffer, and by a factor, so that many additions take linear time. Not with realloc, which
- * releases the old memory, with its secrets, as it is. */
+/* Moves the text into a larger buffer, and by a factor, so that many additions take linear time. Not with realloc,
+ * which releases the old memory, with its secrets, as it is. */
 static int grow(TLIBCSzText *buffer, size_t needed) {
   TLIBCSzText grown = {NULL, buffer->length, 2 * buffer->capacity};
   if (grown.capacity < needed) grown.capacity = needed;

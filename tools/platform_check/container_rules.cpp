@@ -167,8 +167,7 @@ constexpr Rule kRules[] = {
        check.refusesNull([&] { return check.platform.TLIBCSzHashGetValue(nullptr, "key"); });
        check.refusesNull([&] { return check.platform.TLIBCSzHashGetValue(hash.get(), nullptr); });
      }},
-    {"TLIBCSzHashEnumKey", "insertion-order", "keys come in the order in which they were first set",
-     Touches::kOwnFiles,
+    {"TLIBCSzHashEnumKey", "insertion-order", "keys come in the order in which they were first set", Touches::kOwnFiles,
      [](const Check &check) {
        const Hash hash(check);
        std::string expected;

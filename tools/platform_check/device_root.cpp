@@ -95,8 +95,8 @@ std::vector<fs::path> DeviceRoot::filesWith(std::string_view text) const {
     for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
       struct stat status = {};
       if (lstat(entry->path().c_str(), &status) != 0 || !S_ISREG(status.st_mode)) continue;
-      const bool isRecent = status.st_ctim.tv_sec > madeAt_.tv_sec || (status.st_ctim.tv_sec == madeAt_.tv_sec &&
-                                                                       status.st_ctim.tv_nsec >= madeAt_.tv_nsec);
+      const bool isRecent = status.st_ctim.tv_sec > madeAt_.tv_sec ||
+                            (status.st_ctim.tv_sec == madeAt_.tv_sec && status.st_ctim.tv_nsec >= madeAt_.tv_nsec);
       if (!isRecent || status.st_size > kLargest) continue;
       std::ifstream file(entry->path(), std::ios::binary);
       const std::string content{std::istreambuf_iterator<char>(file), {}};

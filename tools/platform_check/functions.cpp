@@ -32,12 +32,11 @@ void *load(const std::string &path) {
 Platform loadPlatform(const std::string &path) {
   void *const library = path.empty() ? nullptr : load(path);  // stays loaded
   Platform platform{};
-#define KOVA_FIND(name)                                                                                             \
-  platform.functions.name =                                                                                         \
-      library != nullptr ? reinterpret_cast<decltype(&::name)>(dlsym(library, #name)) : &::name;                    \
-  if (platform.functions.name == nullptr) {                                                                         \
-    platform.functions.name = standIn(&::name, [] { return #name; });                                               \
-    platform.missing.emplace_back(#name);                                                                           \
+#define KOVA_FIND(name)                                                                                                \
+  platform.functions.name = library != nullptr ? reinterpret_cast<decltype(&::name)>(dlsym(library, #name)) : &::name; \
+  if (platform.functions.name == nullptr) {                                                                            \
+    platform.functions.name = standIn(&::name, [] { return #name; });                                                  \
+    platform.missing.emplace_back(#name);                                                                              \
   }
   KOVA_PLATFORM_FUNCTIONS(KOVA_FIND)
 #undef KOVA_FIND

@@ -62,8 +62,9 @@ void expectStored(const Check &check, const std::string &key) {
 }
 
 constexpr Rule kRules[] = {
-    {"TLIBGetCustomSerialNumber", "cut", "a serial number that is too long is cut and NUL-terminated; null is a failure",
-     Touches::kOwnFiles, cutsSerialNumber<&Functions::TLIBGetCustomSerialNumber>},
+    {"TLIBGetCustomSerialNumber", "cut",
+     "a serial number that is too long is cut and NUL-terminated; null is a failure", Touches::kOwnFiles,
+     cutsSerialNumber<&Functions::TLIBGetCustomSerialNumber>},
     {"TLIBGetSerialNumber", "cut", "a serial number that is too long is cut and NUL-terminated; null is a failure",
      Touches::kOwnFiles, cutsSerialNumber<&Functions::TLIBGetSerialNumber>},
     {"TLIBVxinfoUserAgentGet", "cut", "is a printable text; one that is too long is cut and NUL-terminated",
@@ -129,7 +130,9 @@ constexpr Rule kRules[] = {
        }
      }},
     {"TARVCloudServiceGetApiKey", "null", "null is a failure", Touches::kOwnFiles,
-     [](const Check &check) { check.refusesNull([&] { return check.platform.TARVCloudServiceGetApiKey(nullptr, 0); }); }},
+     [](const Check &check) {
+       check.refusesNull([&] { return check.platform.TARVCloudServiceGetApiKey(nullptr, 0); });
+     }},
     {"TARVCloudServiceRegisterApiKey", "registers", "makes another key and stores it; a failure keeps the stored one",
      Touches::kDevice,
      [](const Check &check) {

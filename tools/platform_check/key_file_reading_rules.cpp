@@ -20,7 +20,13 @@ constexpr Rule kRules[] = {
     {"TLIBCFileGetKeys", "quotes", "a value may stand in double quotes", Touches::kOwnFiles,
      [](const Check &check) {
        reads(check, "a=\"1\"\nb=2\nc=\"  3 \"\nd=\"in \"side\"\"\ne=\"\"\nf=\ng=x=y\nh=a\"b\"\n",
-             {{"a", "1"}, {"b", "2"}, {"c", "  3 "}, {"d", "in \"side\""}, {"e", ""}, {"f", ""}, {"g", "x=y"},
+             {{"a", "1"},
+              {"b", "2"},
+              {"c", "  3 "},
+              {"d", "in \"side\""},
+              {"e", ""},
+              {"f", ""},
+              {"g", "x=y"},
               {"h", "a\"b\""}});
      }},
     {"TLIBCFileGetKeys", "blanks", "blanks before key, separator and value, and behind a quote, do not count",
@@ -31,8 +37,13 @@ constexpr Rule kRules[] = {
     {"TLIBCFileGetKeys", "skipped", "comments, blank lines and lines without an entry are skipped", Touches::kOwnFiles,
      [](const Check &check) {
        reads(check, "#a=1\n  # b=2\n\n \t\nc\nd=\"open\ne=5\n",
-             {{"a", "(absent)"}, {"#a", "(absent)"}, {"b", "(absent)"}, {"c", "(absent)"}, {"d", "(absent)"},
-              {"e", "5"}, {"E", "(absent)"}});
+             {{"a", "(absent)"},
+              {"#a", "(absent)"},
+              {"b", "(absent)"},
+              {"c", "(absent)"},
+              {"d", "(absent)"},
+              {"e", "5"},
+              {"E", "(absent)"}});
      }},
     {"TLIBCFileGetKeys", "last", "the last line of a key counts", Touches::kOwnFiles,
      [](const Check &check) {
@@ -41,7 +52,8 @@ constexpr Rule kRules[] = {
     {"TLIBCFileGetKeys", "line-ends", "lines end with LF, CRLF or CR, the last one also with nothing",
      Touches::kOwnFiles,
      [](const Check &check) {
-       reads(check, "a=1\nb=2\r\nc=\"3\"\r\nd=4\re=\"5\"", {{"a", "1"}, {"b", "2"}, {"c", "3"}, {"d", "4"}, {"e", "5"}});
+       reads(check, "a=1\nb=2\r\nc=\"3\"\r\nd=4\re=\"5\"",
+             {{"a", "1"}, {"b", "2"}, {"c", "3"}, {"d", "4"}, {"e", "5"}});
        reads(check, "", {{"a", "(absent)"}});
      }},
     {"TLIBCFileGetKeys", "separator", "the separator is the caller's", Touches::kOwnFiles,
@@ -60,9 +72,8 @@ constexpr Rule kRules[] = {
        check.root.write(kKeyFile, "c=3\nb=2\na=1\n");
        const Hash hash(check, {{"other", "kept"}, {"absent", "kept"}});
        const List keys(check, {"a", "absent", "c", "b"});
-       const int count = check.succeeds("a call", [&] {
-         return check.platform.TLIBCFileGetKeys(kKeyFile.c_str(), keys.get(), hash.get(), "=");
-       });
+       const int count = check.succeeds(
+           "a call", [&] { return check.platform.TLIBCFileGetKeys(kKeyFile.c_str(), keys.get(), hash.get(), "="); });
        check.equal(count, 3, "the number returned");
        check.equal(hash.text(), "other=kept;absent=kept;a=1;c=3;b=2;", "the hash");
      }},
@@ -70,9 +81,8 @@ constexpr Rule kRules[] = {
      [](const Check &check) {
        const Hash hash(check);
        const List keys(check, {"a"});
-       check.fails("an absent file", TLIBC_ERR_NOT_FOUND, [&] {
-         return check.platform.TLIBCFileGetKeys(kKeyFile.c_str(), keys.get(), hash.get(), "=");
-       });
+       check.fails("an absent file", TLIBC_ERR_NOT_FOUND,
+                   [&] { return check.platform.TLIBCFileGetKeys(kKeyFile.c_str(), keys.get(), hash.get(), "="); });
      }},
     {"TLIBCFileGetKeys", "null", "null is a failure", Touches::kOwnFiles,
      [](const Check &check) {
@@ -127,9 +137,8 @@ constexpr Rule kRules[] = {
      [](const Check &check) {
        check.root.write(kKeyFile, "key=\"Yes\"\nempty=\"\"\nlast=1\nlast=2\n");
        const auto is = [&](const char *key, const char *value, int expected) {
-         const int result = check.succeeds("a call", [&] {
-           return check.platform.TLIBCFileCheckKeyValue(kKeyFile.c_str(), key, value, 0);
-         });
+         const int result = check.succeeds(
+             "a call", [&] { return check.platform.TLIBCFileCheckKeyValue(kKeyFile.c_str(), key, value, 0); });
          check.equal(result, expected, std::string(key) + " with " + shown(value));
        };
        is("key", "Yes", 1);

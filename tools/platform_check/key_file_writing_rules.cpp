@@ -66,8 +66,8 @@ class Barrier {
 constexpr Rule kRules[] = {
     {"TLIBCFileSetKeys", "round-trip", "a value is stored so that it is read back unchanged", Touches::kOwnFiles,
      [](const Check &check) {
-       for (const std::string value : {"", " ", "plain", "  blanks  ", "a=b", "#", "a\"b", "\"", "back\\slash\\", "%s%n",
-                                       "tab\there", "G\xC3\xBCnther", "\xFF\xFE", "$(id) `id` 'x'"}) {
+       for (const std::string value : {"", " ", "plain", "  blanks  ", "a=b", "#", "a\"b", "\"", "back\\slash\\",
+                                       "%s%n", "tab\there", "G\xC3\xBCnther", "\xFF\xFE", "$(id) `id` 'x'"}) {
          check.succeeds(shown(value), [&] { return setKeys(check, {{"key", value}, {"other", "1"}}); });
          check.equal(valueOf(check, "key"), value, "what is read back");
        }
@@ -87,7 +87,8 @@ constexpr Rule kRules[] = {
        std::string text = check.root.read(kKeyFile);
        take(check, text, "\nkey=\"3\"");
        take(check, text, "\nnew=\"4\"");
-       check.equal(text, "# comment\n\n other = 1\nnonsense\n#key=\"0\"\nopen=\"x\nlast=\"2\"\n", "the rest of the file");
+       check.equal(text, "# comment\n\n other = 1\nnonsense\n#key=\"0\"\nopen=\"x\nlast=\"2\"\n",
+                   "the rest of the file");
      }},
     {"TLIBCFileSetKeys", "line-ends", "other lines keep their line ends", Touches::kOwnFiles,
      [](const Check &check) {
@@ -205,8 +206,9 @@ constexpr Rule kRules[] = {
      }},
     {"TLIBCFileSetKeys", "no-directory", "a file whose directory is absent is a failure", Touches::kOwnFiles,
      [](const Check &check) {
-       check.fails("a call", TLIBC_ERR_NONE,
-                   [&] { return setKeys(check, {{"a", "1"}}, std::string(kOwnDirectory) + "/absent/keys.conf"); });
+       check.fails("a call", TLIBC_ERR_NONE, [&] {
+         return setKeys(check, {{"a", "1"}}, std::string(kOwnDirectory) + "/absent/keys.conf");
+       });
      }},
     {"TLIBCFileSetKeys", "null", "null is a failure", Touches::kOwnFiles,
      [](const Check &check) {

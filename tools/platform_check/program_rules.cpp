@@ -40,12 +40,14 @@ Run runOnStream(const Check &check, const std::string &path, const std::vector<c
 }
 
 // What a shell would change, each an argument of its own.
-const std::vector<const char *> kArguments = {"two words", "it's", "\"", "$HOME", "`id`", "*", "\\", "", ";exit 3", nullptr};
+const std::vector<const char *> kArguments = {"two words", "it's", "\"", "$HOME",   "`id`",
+                                              "*",         "\\",   "",   ";exit 3", nullptr};
 constexpr char kShownArguments[] = "[two words][it's][\"][$HOME][`id`][*][\\][][;exit 3]";
 constexpr char kShowArguments[] = "printf '[%s]' \"$@\"";
 
 // Tells which descriptors above 2 are open; the shell itself has none from 3 to 9.
-constexpr char kShowDescriptors[] = "for i in 3 4 5 6 7 8 9; do if eval \"true <&$i\" 2>/dev/null; then printf $i; fi; done";
+constexpr char kShowDescriptors[] =
+    "for i in 3 4 5 6 7 8 9; do if eval \"true <&$i\" 2>/dev/null; then printf $i; fi; done";
 
 void openDescriptors() {
   for (int i = 3; i < 10; ++i) {
@@ -70,8 +72,8 @@ constexpr Rule kRules[] = {
      }},
     {"TLIBCPopen", "environment", "the program inherits the environment", Touches::kOwnFiles,
      [](const Check &check) {
-       setenv("KOVA_PLATFORM_CHECK", "of the caller", 1);
-       check.equal(runOnStream(check, program(check, "printf %s \"$KOVA_PLATFORM_CHECK\"")).output, "of the caller",
+       setenv("INHERITED", "of the caller", 1);
+       check.equal(runOnStream(check, program(check, "printf %s \"$INHERITED\"")).output, "of the caller",
                    "a variable");
      }},
     {"TLIBCPopen", "descriptors", "the program inherits no descriptor above 2", Touches::kOwnFiles,
@@ -127,15 +129,16 @@ constexpr Rule kRules[] = {
     {"TLIBCExecv", "exit-code", "returns the exit code, or 128 and the number of the signal", Touches::kOwnFiles,
      [](const Check &check) {
        for (const auto &[commands, expected] :
-            std::vector<std::pair<const char *, int>>{
-                {"exit 0", 0}, {"exit 7", 7}, {"exit 255", 255}, {"kill -TERM $$", 128 + SIGTERM},
-                {"kill -KILL $$", 128 + SIGKILL}}) {
+            std::vector<std::pair<const char *, int>>{{"exit 0", 0},
+                                                      {"exit 7", 7},
+                                                      {"exit 255", 255},
+                                                      {"kill -TERM $$", 128 + SIGTERM},
+                                                      {"kill -KILL $$", 128 + SIGKILL}}) {
          const std::string path = program(check, commands);
          check.equal(check.succeeds(commands, [&] { return execute(check, path); }), expected, commands);
        }
      }},
-    {"TLIBCExecv", "not-started", "negative where the program cannot be started, waited for or not",
-     Touches::kOwnFiles,
+    {"TLIBCExecv", "not-started", "negative where the program cannot be started, waited for or not", Touches::kOwnFiles,
      [](const Check &check) {
        const std::string path = program(check, "exit 0");
        chmod(check.root.at(path).c_str(), 0600);

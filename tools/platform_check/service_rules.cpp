@@ -18,8 +18,7 @@ std::string script(const Check &check, const char *name, int code) {
 }
 
 constexpr Rule kRules[] = {
-    {"TLIBPluginSDKInit", "none", "a package without plugins has a handle, and its action succeeds",
-     Touches::kOwnFiles,
+    {"TLIBPluginSDKInit", "none", "a package without plugins has a handle, and its action succeeds", Touches::kOwnFiles,
      [](const Check &check) {
        const Owned plugins(
            check.succeeds("a call", [&] { return check.platform.TLIBPluginSDKInit(kPackage, "nothing"); }),

@@ -81,8 +81,7 @@ constexpr Rule kRules[] = {
        check.refusesNull([&] { return check.platform.TLIBCStrCat(nullptr, "text"); });
        expectText(check, text, "text");
      }},
-    {"TLIBCStrTrimSpace", "trims", "removes the white space of the C locale at both ends, in place",
-     Touches::kOwnFiles,
+    {"TLIBCStrTrimSpace", "trims", "removes the white space of the C locale at both ends, in place", Touches::kOwnFiles,
      [](const Check &check) {
        for (const auto &[given, expected] : Hash::Pairs{{"", ""},
                                                         {" \t\n\v\f\r", ""},
@@ -112,8 +111,8 @@ constexpr Rule kRules[] = {
     {"TARVEncodingBase64Decode", "invalid", "what is not padded base64 without line breaks is a failure",
      Touches::kOwnFiles,
      [](const Check &check) {
-       for (const std::string text : {"Zg=", "Zg", "Z", "Zm9v\n", "Zm9v\nZm9v", "Zm 9", "A===", "====", "Zg==Zg==",
-                                      "Zm9-", "Zm9_", "Zm9\xE9", "Z=g="}) {
+       for (const std::string text : {"Zg=", "Zg", "Z", "Zm9v\n", "Zm9v\nZm9v", "Zm 9",
+                                      "A===", "====", "Zg==Zg==", "Zm9-", "Zm9_", "Zm9\xE9", "Z=g="}) {
          check.equal(decoded(check, text, 64), "-", shown(text));
          check.expect(check.platform.TLIBCErrGet() != TLIBC_ERR_NONE, "a failure leaves no error");
        }
