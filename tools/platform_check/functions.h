@@ -9,47 +9,20 @@
 namespace kova::check {
 
 // EACH(name) for every function of <kova/platform.h>.
-#define KOVA_PLATFORM_FUNCTIONS(EACH)  \
-  EACH(KovaDevicePath)                 \
-  EACH(TLIBCErrGet)                    \
-  EACH(TLIBCSzListAlloc)               \
-  EACH(TLIBCSzListPush)                \
-  EACH(TLIBCSzListCount)               \
-  EACH(TLIBCSzListGet)                 \
-  EACH(TLIBCSzListFree)                \
-  EACH(TLIBCSzHashAlloc)               \
-  EACH(TLIBCSzHashGetValue)            \
-  EACH(TLIBCSzHashSetValue)            \
-  EACH(TLIBCSzHashEnumKey)             \
-  EACH(TLIBCSzHashFree)                \
-  EACH(TLIBCStrCat)                    \
-  EACH(TLIBCStrTrimSpace)              \
-  EACH(TARVEncodingBase64Decode)       \
-  EACH(TLIBCFileGetKeys)               \
-  EACH(TLIBCFileSetKeys)               \
-  EACH(TLIBCFileGetKeyValue)           \
-  EACH(TLIBCFileCheckKeyValue)         \
-  EACH(TLIBCINFOSetKeyValue)           \
-  EACH(TLIBGetCustomSerialNumber)      \
-  EACH(TLIBGetSerialNumber)            \
-  EACH(TLIBVxinfoUserAgentGet)         \
-  EACH(TLIBPluginSDKInit)              \
-  EACH(TLIBPluginAction)               \
-  EACH(TLIBPluginExit)                 \
-  EACH(TARVCloudServiceGetErrorCode)   \
-  EACH(TARVCloudServiceGetMacAddress)  \
-  EACH(TARVCloudServiceGetApiKey)      \
-  EACH(TARVCloudServiceRegisterApiKey) \
-  EACH(TARVScheduleSet)                \
-  EACH(TARVScheduleRemove)             \
-  EACH(TARVLogSet1)                    \
-  EACH(TARVSysNotifySendNotifiction)   \
-  EACH(TARVZoneGet)                    \
-  EACH(TARVZoneGetInfo)                \
-  EACH(TLIBCPopen)                     \
-  EACH(TLIBCPclose)                    \
-  EACH(TLIBCExecv)                     \
+// clang-format off
+#define KOVA_PLATFORM_FUNCTIONS(EACH) \
+  EACH(KovaDevicePath) EACH(TLIBCErrGet) EACH(TLIBCSzListAlloc) EACH(TLIBCSzListPush) EACH(TLIBCSzListCount) \
+  EACH(TLIBCSzListGet) EACH(TLIBCSzListFree) EACH(TLIBCSzHashAlloc) EACH(TLIBCSzHashGetValue) \
+  EACH(TLIBCSzHashSetValue) EACH(TLIBCSzHashEnumKey) EACH(TLIBCSzHashFree) EACH(TLIBCStrCat) \
+  EACH(TLIBCStrTrimSpace) EACH(TARVEncodingBase64Decode) EACH(TLIBCFileGetKeys) EACH(TLIBCFileSetKeys) \
+  EACH(TLIBCFileGetKeyValue) EACH(TLIBCFileCheckKeyValue) EACH(TLIBCINFOSetKeyValue) \
+  EACH(TLIBGetCustomSerialNumber) EACH(TLIBGetSerialNumber) EACH(TLIBVxinfoUserAgentGet) EACH(TLIBPluginSDKInit) \
+  EACH(TLIBPluginAction) EACH(TLIBPluginExit) EACH(TARVCloudServiceGetErrorCode) \
+  EACH(TARVCloudServiceGetMacAddress) EACH(TARVCloudServiceGetApiKey) EACH(TARVCloudServiceRegisterApiKey) \
+  EACH(TARVScheduleSet) EACH(TARVScheduleRemove) EACH(TARVLogSet1) EACH(TARVSysNotifySendNotifiction) \
+  EACH(TARVZoneGet) EACH(TARVZoneGetInfo) EACH(TLIBCPopen) EACH(TLIBCPclose) EACH(TLIBCExecv) \
   EACH(TLIBServiceRestart)
+// clang-format on
 
 struct Functions {
 #define KOVA_MEMBER(name) decltype(&::name) name;

@@ -16,7 +16,7 @@ template <class Call>
 std::string textOf(const Check &check, const char *what, Call call) {
   char buffer[kKeySize] = "";
   if (call(buffer, sizeof buffer) < 0) {
-    check.expect(check.platform.TLIBCErrGet() != TLIBC_ERR_NONE, "a failure leaves no error");
+    check.expect(check->TLIBCErrGet() != TLIBC_ERR_NONE, "a failure leaves no error");
     throw NotJudged{std::string("the device has no ") + what};
   }
   const bool isPlain = std::ranges::all_of(std::string_view(buffer), [](char c) { return c >= ' ' && c <= '~'; });
@@ -26,25 +26,25 @@ std::string textOf(const Check &check, const char *what, Call call) {
 
 template <auto Functions::*function>
 void cutsSerialNumber(const Check &check) {
-  const auto call = [&](char *buffer, std::size_t size) { return (check.platform.*function)(buffer, size); };
+  const auto call = [&](char *buffer, std::size_t size) { return (check.operator->()->*function)(buffer, size); };
   const std::string serial = textOf(check, "such serial number", call);
   check.cuts(serial, call);
   check.refusesNull([&] { return call(nullptr, 64); });
 }
 
 int userAgent(const Check &check, char *buffer, std::size_t size) {
-  return check.platform.TLIBVxinfoUserAgentGet("kova", buffer, size);
+  return check->TLIBVxinfoUserAgentGet("kova", buffer, size);
 }
 
 int macAddress(const Check &check, char *buffer, std::size_t size) {
-  return check.platform.TARVCloudServiceGetMacAddress(buffer, size);
+  return check->TARVCloudServiceGetMacAddress(buffer, size);
 }
 
 // The device's API key; empty where it has none.
 std::string apiKey(const Check &check, bool create) {
   char key[kKeySize];
   std::memset(key, '#', sizeof key);
-  if (check.platform.TARVCloudServiceGetApiKey(key, create ? 1 : 0) < 0) return "";
+  if (check->TARVCloudServiceGetApiKey(key, create ? 1 : 0) < 0) return "";
   const std::size_t length = strnlen(key, sizeof key);
   check.expect(length > 0 && length < sizeof key, "the key is empty or not NUL-terminated");
   return {key, length};
@@ -63,24 +63,22 @@ void expectStored(const Check &check, const std::string &key) {
 
 constexpr Rule kRules[] = {
     {"TLIBGetCustomSerialNumber", "cut",
-     "a serial number that is too long is cut and NUL-terminated; null is a failure", Touches::kOwnFiles,
+     "a serial number that is too long is cut and NUL-terminated; null is a failure",
      cutsSerialNumber<&Functions::TLIBGetCustomSerialNumber>},
     {"TLIBGetSerialNumber", "cut", "a serial number that is too long is cut and NUL-terminated; null is a failure",
-     Touches::kOwnFiles, cutsSerialNumber<&Functions::TLIBGetSerialNumber>},
+     cutsSerialNumber<&Functions::TLIBGetSerialNumber>},
     {"TLIBVxinfoUserAgentGet", "cut", "is a printable text; one that is too long is cut and NUL-terminated",
-     Touches::kOwnFiles,
      [](const Check &check) {
        const auto call = [&](char *buffer, std::size_t size) { return userAgent(check, buffer, size); };
        check.cuts(textOf(check, "user agent", call), call);
      }},
-    {"TLIBVxinfoUserAgentGet", "null", "null is a failure", Touches::kOwnFiles,
+    {"TLIBVxinfoUserAgentGet", "null", "null is a failure",
      [](const Check &check) {
        char buffer[64];
        check.refusesNull([&] { return userAgent(check, nullptr, sizeof buffer); });
-       check.refusesNull([&] { return check.platform.TLIBVxinfoUserAgentGet(nullptr, buffer, sizeof buffer); });
+       check.refusesNull([&] { return check->TLIBVxinfoUserAgentGet(nullptr, buffer, sizeof buffer); });
      }},
     {"TARVCloudServiceGetMacAddress", "form", "is six bytes in hexadecimal with colons between them",
-     Touches::kOwnFiles,
      [](const Check &check) {
        const auto call = [&](char *buffer, std::size_t size) { return macAddress(check, buffer, size); };
        const std::string mac = textOf(check, "network interface", call);
@@ -91,33 +89,33 @@ constexpr Rule kRules[] = {
        check.expect(isGood, shown(mac) + " is not a MAC address such as \"00:11:32:aa:bb:cc\"");
        check.cuts(mac, call);
      }},
-    {"TARVCloudServiceGetMacAddress", "null", "null is a failure", Touches::kOwnFiles,
+    {"TARVCloudServiceGetMacAddress", "null", "null is a failure",
      [](const Check &check) { check.refusesNull([&] { return macAddress(check, nullptr, 64); }); }},
-    {"TARVCloudServiceGetErrorCode", "cause", "a failure on the device leaves neither 0 nor 1", Touches::kOwnFiles,
+    {"TARVCloudServiceGetErrorCode", "cause", "a failure on the device leaves neither 0 nor 1",
      [](const Check &check) {
-       check.equal(check.platform.TARVCloudServiceGetErrorCode(), 0, "before the first failure");
+       check.equal(check->TARVCloudServiceGetErrorCode(), 0, "before the first failure");
        macAddress(check, nullptr, 64);
-       const int code = check.platform.TARVCloudServiceGetErrorCode();
+       const int code = check->TARVCloudServiceGetErrorCode();
        check.expect(code != 0 && code != 1, "after null: " + std::to_string(code));
      }},
     {"TARVCloudServiceGetApiKey", "none", "without \"create\" a device that has no key does not get one",
-     Touches::kDevice,
      [](const Check &check) {
        if (!check.root.isScratch() && !apiKey(check, false).empty()) throw NotJudged{"the device has a key"};
        char key[kKeySize];
        for (int time = 0; time < 2; ++time) {
-         check.fails("a call", TLIBC_ERR_NOT_FOUND, [&] { return check.platform.TARVCloudServiceGetApiKey(key, 0); });
+         check.fails("a call", TLIBC_ERR_NOT_FOUND, [&] { return check->TARVCloudServiceGetApiKey(key, 0); });
        }
-     }},
+     },
+     Touches::kDevice},
     {"TARVCloudServiceGetApiKey", "create", "with \"create\" a device gets a key, which stays the same and is stored",
-     Touches::kDevice,
      [](const Check &check) {
        const std::string key = newApiKey(check);
        check.equal(apiKey(check, true), key, "the key at a second call");
        check.equal(apiKey(check, false), key, "the key without \"create\"");
        expectStored(check, key);
-     }},
-    {"TARVCloudServiceGetApiKey", "private", "the file with the key is for its owner alone", Touches::kDevice,
+     },
+     Touches::kDevice},
+    {"TARVCloudServiceGetApiKey", "private", "the file with the key is for its owner alone",
      [](const Check &check) {
        umask(0);
        const std::string key = newApiKey(check);
@@ -128,31 +126,31 @@ constexpr Rule kRules[] = {
          stat(file.c_str(), &status);
          check.expect((status.st_mode & (S_IRWXG | S_IRWXO)) == 0, file.string() + " is open to group or others");
        }
-     }},
-    {"TARVCloudServiceGetApiKey", "null", "null is a failure", Touches::kOwnFiles,
-     [](const Check &check) {
-       check.refusesNull([&] { return check.platform.TARVCloudServiceGetApiKey(nullptr, 0); });
-     }},
+     },
+     Touches::kDevice},
+    {"TARVCloudServiceGetApiKey", "null", "null is a failure",
+     [](const Check &check) { check.refusesNull([&] { return check->TARVCloudServiceGetApiKey(nullptr, 0); }); }},
     {"TARVCloudServiceRegisterApiKey", "registers", "makes another key and stores it; a failure keeps the stored one",
-     Touches::kDevice,
      [](const Check &check) {
        const std::string before = newApiKey(check);
        char key[kKeySize] = "";
-       if (check.platform.TARVCloudServiceRegisterApiKey(key) < 0) {
+       if (check->TARVCloudServiceRegisterApiKey(key) < 0) {
          check.equal(apiKey(check, false), before, "the key after a failure");
-         const int cause = check.platform.TARVCloudServiceGetErrorCode();
+         const int cause = check->TARVCloudServiceGetErrorCode();
          throw NotJudged{"the key cannot be registered, error code " + std::to_string(cause)};
        }
        check.expect(before != key, "the key is the same as before");
        check.equal(apiKey(check, false), key, "the key that is read then");
        expectStored(check, key);
-     }},
-    {"TARVCloudServiceRegisterApiKey", "null", "null is a failure that keeps the stored key", Touches::kDevice,
+     },
+     Touches::kDevice},
+    {"TARVCloudServiceRegisterApiKey", "null", "null is a failure that keeps the stored key",
      [](const Check &check) {
        const std::string before = newApiKey(check);
-       check.refusesNull([&] { return check.platform.TARVCloudServiceRegisterApiKey(nullptr); });
+       check.refusesNull([&] { return check->TARVCloudServiceRegisterApiKey(nullptr); });
        check.equal(apiKey(check, false), before, "the key after it");
-     }},
+     },
+     Touches::kDevice},
 };
 
 }  // namespace

@@ -15,15 +15,15 @@ inline std::string valueOf(const Check &check, const std::string &key, const std
                            const char *separator = "=") {
   const List keys(check, {key});
   const Hash hash(check);
-  if (check.platform.TLIBCFileGetKeys(file.c_str(), keys.get(), hash.get(), separator) < 0) return "(failure)";
-  const char *value = check.platform.TLIBCSzHashGetValue(hash.get(), key.c_str());
+  if (check->TLIBCFileGetKeys(file.c_str(), keys.get(), hash.get(), separator) < 0) return "(failure)";
+  const char *value = check->TLIBCSzHashGetValue(hash.get(), key.c_str());
   return value != nullptr ? value : "(absent)";
 }
 
 inline int setKeys(const Check &check, const Hash::Pairs &pairs, const std::string &file = kKeyFile,
                    const char *format = kLineFormat) {
   const Hash hash(check, pairs);
-  return check.platform.TLIBCFileSetKeys(file.c_str(), hash.get(), 0, format);
+  return check->TLIBCFileSetKeys(file.c_str(), hash.get(), 0, format);
 }
 
 }  // namespace kova::check

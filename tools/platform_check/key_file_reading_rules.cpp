@@ -13,11 +13,11 @@ void reads(const Check &check, std::string_view text, const Hash::Pairs &expecte
 }
 
 int getKeyValue(const Check &check, const char *key, std::string &buffer, const std::string &file = kKeyFile) {
-  return check.platform.TLIBCFileGetKeyValue(file.c_str(), key, buffer.data(), buffer.size(), 0);
+  return check->TLIBCFileGetKeyValue(file.c_str(), key, buffer.data(), buffer.size(), 0);
 }
 
 constexpr Rule kRules[] = {
-    {"TLIBCFileGetKeys", "quotes", "a value may stand in double quotes", Touches::kOwnFiles,
+    {"TLIBCFileGetKeys", "quotes", "a value may stand in double quotes",
      [](const Check &check) {
        reads(check, "a=\"1\"\nb=2\nc=\"  3 \"\nd=\"in \"side\"\"\ne=\"\"\nf=\ng=x=y\nh=a\"b\"\n",
              {{"a", "1"},
@@ -30,11 +30,10 @@ constexpr Rule kRules[] = {
               {"h", "a\"b\""}});
      }},
     {"TLIBCFileGetKeys", "blanks", "blanks before key, separator and value, and behind a quote, do not count",
-     Touches::kOwnFiles,
      [](const Check &check) {
        reads(check, "  a \t = \t 1\n\tb\t=\t\"2\" \t\n", {{"a", "1"}, {"b", "2"}});
      }},
-    {"TLIBCFileGetKeys", "skipped", "comments, blank lines and lines without an entry are skipped", Touches::kOwnFiles,
+    {"TLIBCFileGetKeys", "skipped", "comments, blank lines and lines without an entry are skipped",
      [](const Check &check) {
        reads(check, "#a=1\n  # b=2\n\n \t\nc\nd=\"open\ne=5\n",
              {{"a", "(absent)"},
@@ -45,52 +44,50 @@ constexpr Rule kRules[] = {
               {"e", "5"},
               {"E", "(absent)"}});
      }},
-    {"TLIBCFileGetKeys", "last", "the last line of a key counts", Touches::kOwnFiles,
+    {"TLIBCFileGetKeys", "last", "the last line of a key counts",
      [](const Check &check) {
        reads(check, "a=\"1\"\nb=1\na=\"2\"\n#a=3\na=\"open\n", {{"a", "2"}, {"b", "1"}});
      }},
     {"TLIBCFileGetKeys", "line-ends", "lines end with LF, CRLF or CR, the last one also with nothing",
-     Touches::kOwnFiles,
      [](const Check &check) {
        reads(check, "a=1\nb=2\r\nc=\"3\"\r\nd=4\re=\"5\"",
              {{"a", "1"}, {"b", "2"}, {"c", "3"}, {"d", "4"}, {"e", "5"}});
        reads(check, "", {{"a", "(absent)"}});
      }},
-    {"TLIBCFileGetKeys", "separator", "the separator is the caller's", Touches::kOwnFiles,
+    {"TLIBCFileGetKeys", "separator", "the separator is the caller's",
      [](const Check &check) {
        reads(check, "a: 1\nb=2\nc:\"x:y\"\n", {{"a", "1"}, {"b", "(absent)"}, {"c", "x:y"}}, ":");
        reads(check, "a => 1\nb=2\n", {{"a", "1"}, {"b", "(absent)"}}, "=>");
      }},
-    {"TLIBCFileGetKeys", "long-lines", "lines of any length are read", Touches::kOwnFiles,
+    {"TLIBCFileGetKeys", "long-lines", "lines of any length are read",
      [](const Check &check) {
        const std::string value(100000, 'x');
        reads(check, "a=\"" + value + "\"\nb=2\n", {{"a", value}, {"b", "2"}});
      }},
     {"TLIBCFileGetKeys", "order", "fills the hash in the order of the keys, keeps its other keys, counts those found",
-     Touches::kOwnFiles,
      [](const Check &check) {
        check.root.write(kKeyFile, "c=3\nb=2\na=1\n");
        const Hash hash(check, {{"other", "kept"}, {"absent", "kept"}});
        const List keys(check, {"a", "absent", "c", "b"});
        const int count = check.succeeds(
-           "a call", [&] { return check.platform.TLIBCFileGetKeys(kKeyFile.c_str(), keys.get(), hash.get(), "="); });
+           "a call", [&] { return check->TLIBCFileGetKeys(kKeyFile.c_str(), keys.get(), hash.get(), "="); });
        check.equal(count, 3, "the number returned");
        check.equal(hash.text(), "other=kept;absent=kept;a=1;c=3;b=2;", "the hash");
      }},
-    {"TLIBCFileGetKeys", "no-file", "a file that is absent is a failure", Touches::kOwnFiles,
+    {"TLIBCFileGetKeys", "no-file", "a file that is absent is a failure",
      [](const Check &check) {
        const Hash hash(check);
        const List keys(check, {"a"});
        check.fails("an absent file", TLIBC_ERR_NOT_FOUND,
-                   [&] { return check.platform.TLIBCFileGetKeys(kKeyFile.c_str(), keys.get(), hash.get(), "="); });
+                   [&] { return check->TLIBCFileGetKeys(kKeyFile.c_str(), keys.get(), hash.get(), "="); });
      }},
-    {"TLIBCFileGetKeys", "null", "null is a failure", Touches::kOwnFiles,
+    {"TLIBCFileGetKeys", "null", "null is a failure",
      [](const Check &check) {
        check.root.write(kKeyFile, "a=1\n");
        const Hash hash(check);
        const List keys(check);
        const auto refuses = [&](const char *file, const TLIBCSzList *list, TLIBCSzHash *to, const char *separator) {
-         check.refusesNull([&] { return check.platform.TLIBCFileGetKeys(file, list, to, separator); });
+         check.refusesNull([&] { return check->TLIBCFileGetKeys(file, list, to, separator); });
        };
        refuses(nullptr, keys.get(), hash.get(), "=");
        refuses(kKeyFile.c_str(), nullptr, hash.get(), "=");
@@ -98,16 +95,15 @@ constexpr Rule kRules[] = {
        refuses(kKeyFile.c_str(), keys.get(), hash.get(), nullptr);
      }},
     {"TLIBCFileGetKeyValue", "cut", "a value that is too long is cut and NUL-terminated; its whole length is returned",
-     Touches::kOwnFiles,
      [](const Check &check) {
        check.root.write(kKeyFile, "key=\"0123456789\"\n");
        check.cuts("0123456789", [&](char *buffer, std::size_t size) {
-         const int length = check.platform.TLIBCFileGetKeyValue(kKeyFile.c_str(), "key", buffer, size, 0);
+         const int length = check->TLIBCFileGetKeyValue(kKeyFile.c_str(), "key", buffer, size, 0);
          check.equal(length, 10, "the length returned");
          return length;
        });
      }},
-    {"TLIBCFileGetKeyValue", "absent", "0 and an empty buffer where the key is absent or empty", Touches::kOwnFiles,
+    {"TLIBCFileGetKeyValue", "absent", "0 and an empty buffer where the key is absent or empty",
      [](const Check &check) {
        check.root.write(kKeyFile, "empty=\"\"\n#commented=\"1\"\n");
        for (const char *key : {"absent", "empty", "commented"}) {
@@ -116,29 +112,29 @@ constexpr Rule kRules[] = {
          check.equal(buffer.c_str(), "", "the buffer");
        }
      }},
-    {"TLIBCFileGetKeyValue", "no-file", "a file that is absent is a failure", Touches::kOwnFiles,
+    {"TLIBCFileGetKeyValue", "no-file", "a file that is absent is a failure",
      [](const Check &check) {
        std::string buffer(8, '#');
        check.fails("an absent file", TLIBC_ERR_NOT_FOUND, [&] { return getKeyValue(check, "key", buffer); });
        check.fails("a directory", TLIBC_ERR_NONE, [&] { return getKeyValue(check, "key", buffer, kOwnDirectory); });
      }},
-    {"TLIBCFileGetKeyValue", "null", "null is a failure", Touches::kOwnFiles,
+    {"TLIBCFileGetKeyValue", "null", "null is a failure",
      [](const Check &check) {
        check.root.write(kKeyFile, "a=1\n");
        char buffer[8];
        const auto refuses = [&](const char *file, const char *key, char *to) {
-         check.refusesNull([&] { return check.platform.TLIBCFileGetKeyValue(file, key, to, sizeof buffer, 0); });
+         check.refusesNull([&] { return check->TLIBCFileGetKeyValue(file, key, to, sizeof buffer, 0); });
        };
        refuses(nullptr, "a", buffer);
        refuses(kKeyFile.c_str(), nullptr, buffer);
        refuses(kKeyFile.c_str(), "a", nullptr);
      }},
-    {"TLIBCFileCheckKeyValue", "exactly", "1 where the key has exactly this value, else 0", Touches::kOwnFiles,
+    {"TLIBCFileCheckKeyValue", "exactly", "1 where the key has exactly this value, else 0",
      [](const Check &check) {
        check.root.write(kKeyFile, "key=\"Yes\"\nempty=\"\"\nlast=1\nlast=2\n");
        const auto is = [&](const char *key, const char *value, int expected) {
-         const int result = check.succeeds(
-             "a call", [&] { return check.platform.TLIBCFileCheckKeyValue(kKeyFile.c_str(), key, value, 0); });
+         const int result =
+             check.succeeds("a call", [&] { return check->TLIBCFileCheckKeyValue(kKeyFile.c_str(), key, value, 0); });
          check.equal(result, expected, std::string(key) + " with " + shown(value));
        };
        is("key", "Yes", 1);
@@ -150,10 +146,10 @@ constexpr Rule kRules[] = {
        is("last", "1", 0);
        is("last", "2", 1);
      }},
-    {"TLIBCFileCheckKeyValue", "failures", "null and a file that is absent are failures", Touches::kOwnFiles,
+    {"TLIBCFileCheckKeyValue", "failures", "null and a file that is absent are failures",
      [](const Check &check) {
        const auto call = [&](const char *file, const char *key, const char *value) {
-         return check.platform.TLIBCFileCheckKeyValue(file, key, value, 0);
+         return check->TLIBCFileCheckKeyValue(file, key, value, 0);
        };
        check.fails("an absent file", TLIBC_ERR_NOT_FOUND, [&] { return call(kKeyFile.c_str(), "a", "1"); });
        check.root.write(kKeyFile, "a=1\n");

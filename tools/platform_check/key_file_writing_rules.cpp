@@ -64,7 +64,7 @@ class Barrier {
 };
 
 constexpr Rule kRules[] = {
-    {"TLIBCFileSetKeys", "round-trip", "a value is stored so that it is read back unchanged", Touches::kOwnFiles,
+    {"TLIBCFileSetKeys", "round-trip", "a value is stored so that it is read back unchanged",
      [](const Check &check) {
        for (const std::string value : {"", " ", "plain", "  blanks  ", "a=b", "#", "a\"b", "\"", "back\\slash\\",
                                        "%s%n", "tab\there", "G\xC3\xBCnther", "\xFF\xFE", "$(id) `id` 'x'"}) {
@@ -72,7 +72,7 @@ constexpr Rule kRules[] = {
          check.equal(valueOf(check, "key"), value, "what is read back");
        }
      }},
-    {"TLIBCFileSetKeys", "format", "a line is what the format makes", Touches::kOwnFiles,
+    {"TLIBCFileSetKeys", "format", "a line is what the format makes",
      [](const Check &check) {
        setKeys(check, {{"a", "1"}}, kKeyFile, "%s: %s\n");
        setKeys(check, {{"b", "2"}, {"a", "3"}}, kKeyFile, "%s: %s\n");
@@ -80,7 +80,7 @@ constexpr Rule kRules[] = {
        for (const char *line : {"a: 3\n", "b: 2\n"}) take(check, text, line);
        check.equal(text, "", "the rest of the file");
      }},
-    {"TLIBCFileSetKeys", "keeps", "comments, other keys and what is not an entry stay as they are", Touches::kOwnFiles,
+    {"TLIBCFileSetKeys", "keeps", "comments, other keys and what is not an entry stay as they are",
      [](const Check &check) {
        check.root.write(kKeyFile, "# comment\n\n other = 1\nnonsense\n#key=\"0\"\nkey=\"1\"\nopen=\"x\nlast=\"2\"");
        check.succeeds("a call", [&] { return setKeys(check, {{"key", "3"}, {"new", "4"}}); });
@@ -90,39 +90,38 @@ constexpr Rule kRules[] = {
        check.equal(text, "# comment\n\n other = 1\nnonsense\n#key=\"0\"\nopen=\"x\nlast=\"2\"\n",
                    "the rest of the file");
      }},
-    {"TLIBCFileSetKeys", "line-ends", "other lines keep their line ends", Touches::kOwnFiles,
+    {"TLIBCFileSetKeys", "line-ends", "other lines keep their line ends",
      [](const Check &check) {
        check.root.write(kKeyFile, "# comment\r\na=\"1\"\r\nb=\"2\"\r\n");
        check.succeeds("a call", [&] { return setKeys(check, {{"b", "3"}}); });
        check.equal(check.root.read(kKeyFile).substr(0, 18), "# comment\r\na=\"1\"\r\n", "the file's begin");
        check.equal(valueOf(check, "b"), "3", "the key");
      }},
-    {"TLIBCFileSetKeys", "twice", "a key that the file has twice has its new value", Touches::kOwnFiles,
+    {"TLIBCFileSetKeys", "twice", "a key that the file has twice has its new value",
      [](const Check &check) {
        check.root.write(kKeyFile, "a=\"1\"\nb=\"1\"\na=\"2\"\n");
        check.succeeds("a call", [&] { return setKeys(check, {{"a", "3"}}); });
        check.equal(valueOf(check, "a") + valueOf(check, "b"), "31", "what is read back");
      }},
     {"TLIBCFileSetKeys", "refused", "what could not be read back is refused, and the file stays as it was",
-     Touches::kOwnFiles,
      [](const Check &check) {
        for (const char *value : {"line\nbreak", "x\r", "\n", "1\"\nb=\"2"}) refuses(check, {{"a", value}});
        for (const char *key : {"", "#a", "a=b", " a", "a\nb"}) refuses(check, {{key, "1"}});
        for (const char *value : {" x", "\"x"}) refuses(check, {{"a", value}}, "%s=%s\n");
        refuses(check, {{"good", "1"}, {"a", "line\nbreak"}});
      }},
-    {"TLIBCFileSetKeys", "bad-format", "a format that is not of two \"%s\" is a failure", Touches::kOwnFiles,
+    {"TLIBCFileSetKeys", "bad-format", "a format that is not of two \"%s\" is a failure",
      [](const Check &check) {
        for (const char *format : {"%s=\n", "%s=%s%s\n", "%s=%n%s\n", "%s=%d\n"}) {
          check.fails(shown(format), TLIBC_ERR_NONE, [&] { return setKeys(check, {{"a", "1"}}, kKeyFile, format); });
        }
      }},
-    {"TLIBCFileSetKeys", "empty", "an empty hash leaves the file alone", Touches::kOwnFiles,
+    {"TLIBCFileSetKeys", "empty", "an empty hash leaves the file alone",
      [](const Check &check) {
        check.succeeds("an empty hash", [&] { return setKeys(check, {}); });
        check.equal(check.root.read(kKeyFile), "(no file)", "a file that was absent");
      }},
-    {"TLIBCFileSetKeys", "new-mode", "a new file has mode 0600", Touches::kOwnFiles,
+    {"TLIBCFileSetKeys", "new-mode", "a new file has mode 0600",
      [](const Check &check) {
        for (const mode_t mask : {0000, 0022, 0077}) {
          const std::string file = kKeyFile + std::to_string(mask);
@@ -131,7 +130,7 @@ constexpr Rule kRules[] = {
          check.equal(check.root.mode(file), 0600, "the mode (in decimal)");
        }
      }},
-    {"TLIBCFileSetKeys", "existing-mode", "an existing file keeps mode and owner", Touches::kOwnFiles,
+    {"TLIBCFileSetKeys", "existing-mode", "an existing file keeps mode and owner",
      [](const Check &check) {
        constexpr uid_t kOwner = 1;
        for (const mode_t mode : {0600, 0640, 0644, 0666}) {
@@ -144,15 +143,16 @@ constexpr Rule kRules[] = {
          if (isGiven) check.equal(status.st_uid, kOwner, "the owner");
        }
      }},
-    {"TLIBCFileSetKeys", "account-file", "\"/etc/kova.conf\" is closed to its group and others", Touches::kDevice,
+    {"TLIBCFileSetKeys", "account-file", "\"/etc/kova.conf\" is closed to its group and others",
      [](const Check &check) {
        for (const mode_t mode : {0600, 0644, 0660}) {
          check.root.write(kAccountFile, "user=\"ada\"\n", mode);
          check.succeeds("a call", [&] { return setKeys(check, {{"user", "bob"}}, kAccountFile); });
          check.equal(check.root.mode(kAccountFile) & (S_IRWXG | S_IRWXO), 0, "what group and others may then");
        }
-     }},
-    {"TLIBCFileSetKeys", "replaced", "a reader that has opened the file sees the whole old file", Touches::kOwnFiles,
+     },
+     Touches::kDevice},
+    {"TLIBCFileSetKeys", "replaced", "a reader that has opened the file sees the whole old file",
      [](const Check &check) {
        check.root.write(kKeyFile, keys(100, "old"));
        const Descriptor reader(open(check.root.at(kKeyFile).c_str(), O_RDONLY | O_CLOEXEC));
@@ -163,7 +163,6 @@ constexpr Rule kRules[] = {
        check.equal(valueOf(check, "key7"), "a value that is longer", "what is read back");
      }},
     {"TLIBCFileSetKeys", "killed", "a writer that is killed leaves the whole old or the whole new file",
-     Touches::kOwnFiles,
      [](const Check &check) {
        constexpr int kMoments = 40, kKeys = 200;
        constexpr useconds_t kStep = 499;
@@ -180,7 +179,7 @@ constexpr Rule kRules[] = {
        }
        check.succeeds("the next writer", [&] { return setKeys(check, {{"key0", "x"}}); });
      }},
-    {"TLIBCFileSetKeys", "writers", "writers at the same time lose nothing", Touches::kOwnFiles,
+    {"TLIBCFileSetKeys", "writers", "writers at the same time lose nothing",
      [](const Check &check) {
        constexpr int kWriters = 4, kTurns = 50;
        check.root.write(kKeyFile, keys(300, "a value that makes the file larger"));
@@ -204,37 +203,39 @@ constexpr Rule kRules[] = {
        }
        check.equal(lost, 0, "keys lost of " + std::to_string(kWriters * kTurns));
      }},
-    {"TLIBCFileSetKeys", "no-directory", "a file whose directory is absent is a failure", Touches::kOwnFiles,
+    {"TLIBCFileSetKeys", "no-directory", "a file whose directory is absent is a failure",
      [](const Check &check) {
        check.fails("a call", TLIBC_ERR_NONE, [&] {
          return setKeys(check, {{"a", "1"}}, std::string(kOwnDirectory) + "/absent/keys.conf");
        });
      }},
-    {"TLIBCFileSetKeys", "null", "null is a failure", Touches::kOwnFiles,
+    {"TLIBCFileSetKeys", "null", "null is a failure",
      [](const Check &check) {
        const Hash hash(check, {{"a", "1"}});
        const auto refuses = [&](const char *file, const TLIBCSzHash *pairs, const char *format) {
-         check.refusesNull([&] { return check.platform.TLIBCFileSetKeys(file, pairs, 0, format); });
+         check.refusesNull([&] { return check->TLIBCFileSetKeys(file, pairs, 0, format); });
        };
        refuses(nullptr, hash.get(), kLineFormat);
        refuses(kKeyFile.c_str(), nullptr, kLineFormat);
        refuses(kKeyFile.c_str(), hash.get(), nullptr);
      }},
-    {"TLIBCINFOSetKeyValue", "sets", "sets one key of \"/etc/tarvinfo.conf\" and keeps the others", Touches::kDevice,
+    {"TLIBCINFOSetKeyValue", "sets", "sets one key of \"/etc/tarvinfo.conf\" and keeps the others",
      [](const Check &check) {
        check.root.write(kInformationFile, "# comment\nlanguage=\"enu\"\ntimezone=\"Europe/Berlin\"\n");
-       check.succeeds("a call", [&] { return check.platform.TLIBCINFOSetKeyValue("language", "ger"); });
+       check.succeeds("a call", [&] { return check->TLIBCINFOSetKeyValue("language", "ger"); });
        check.equal(valueOf(check, "language", kInformationFile), "ger", "what is read back");
        check.equal(check.root.read(kInformationFile).substr(0, 10), "# comment\n", "the file's begin");
        check.equal(valueOf(check, "timezone", kInformationFile), "Europe/Berlin", "another key");
        check.fails("a value with a line break", TLIBC_ERR_BAD_VALUE,
-                   [&] { return check.platform.TLIBCINFOSetKeyValue("language", "a\nb"); });
-     }},
-    {"TLIBCINFOSetKeyValue", "null", "null is a failure", Touches::kDevice,
+                   [&] { return check->TLIBCINFOSetKeyValue("language", "a\nb"); });
+     },
+     Touches::kDevice},
+    {"TLIBCINFOSetKeyValue", "null", "null is a failure",
      [](const Check &check) {
-       check.refusesNull([&] { return check.platform.TLIBCINFOSetKeyValue(nullptr, "value"); });
-       check.refusesNull([&] { return check.platform.TLIBCINFOSetKeyValue("language", nullptr); });
-     }},
+       check.refusesNull([&] { return check->TLIBCINFOSetKeyValue(nullptr, "value"); });
+       check.refusesNull([&] { return check->TLIBCINFOSetKeyValue("language", nullptr); });
+     },
+     Touches::kDevice},
 };
 
 }  // namespace

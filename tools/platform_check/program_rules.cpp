@@ -20,7 +20,7 @@ std::string program(const Check &check, const std::string &commands) {
 }
 
 int execute(const Check &check, const std::string &path, const std::vector<const char *> &arguments = {nullptr}) {
-  return check.platform.TLIBCExecv(path.c_str(), arguments.data(), 1);
+  return check->TLIBCExecv(path.c_str(), arguments.data(), 1);
 }
 
 struct Run {
@@ -31,11 +31,11 @@ struct Run {
 // Runs a program on a stream of TLIBCPopen to its end.
 Run runOnStream(const Check &check, const std::string &path, const std::vector<const char *> &arguments = {nullptr}) {
   std::FILE *const stream =
-      check.succeeds("popen", [&] { return check.platform.TLIBCPopen(path.c_str(), arguments.data(), "r"); });
+      check.succeeds("popen", [&] { return check->TLIBCPopen(path.c_str(), arguments.data(), "r"); });
   Run run{"", -1};
   if (stream == nullptr) return run;
   for (int c = 0; (c = std::getc(stream)) != EOF;) run.output += static_cast<char>(c);
-  run.status = check.succeeds("pclose", [&] { return check.platform.TLIBCPclose(stream); });
+  run.status = check.succeeds("pclose", [&] { return check->TLIBCPclose(stream); });
   return run;
 }
 
@@ -56,77 +56,76 @@ void openDescriptors() {
 }
 
 constexpr Rule kRules[] = {
-    {"TLIBCPopen", "arguments", "hands over the arguments as they are, without a shell", Touches::kOwnFiles,
+    {"TLIBCPopen", "arguments", "hands over the arguments as they are, without a shell",
      [](const Check &check) {
        const Run run = runOnStream(check, program(check, kShowArguments), kArguments);
        check.equal(run.output, kShownArguments, "the arguments");
        check.equal(run.status, 0, "the status");
      }},
-    {"TLIBCPopen", "no-arguments", "the arguments may be null", Touches::kOwnFiles,
+    {"TLIBCPopen", "no-arguments", "the arguments may be null",
      [](const Check &check) {
        const std::string path = program(check, "printf '%s' \"$#\"");
-       std::FILE *const stream = check.platform.TLIBCPopen(path.c_str(), nullptr, "r");
+       std::FILE *const stream = check->TLIBCPopen(path.c_str(), nullptr, "r");
        if (stream == nullptr) return check.finding("fails");
        check.equal(std::string(1, static_cast<char>(std::getc(stream))), "0", "the number of arguments");
-       check.platform.TLIBCPclose(stream);
+       check->TLIBCPclose(stream);
      }},
-    {"TLIBCPopen", "environment", "the program inherits the environment", Touches::kOwnFiles,
+    {"TLIBCPopen", "environment", "the program inherits the environment",
      [](const Check &check) {
        setenv("INHERITED", "of the caller", 1);
        check.equal(runOnStream(check, program(check, "printf %s \"$INHERITED\"")).output, "of the caller",
                    "a variable");
      }},
-    {"TLIBCPopen", "descriptors", "the program inherits no descriptor above 2", Touches::kOwnFiles,
+    {"TLIBCPopen", "descriptors", "the program inherits no descriptor above 2",
      [](const Check &check) {
        openDescriptors();
        check.equal(runOnStream(check, program(check, kShowDescriptors)).output, "", "descriptors inherited");
      }},
-    {"TLIBCPopen", "not-started", "a program that cannot be started is a failure", Touches::kOwnFiles,
+    {"TLIBCPopen", "not-started", "a program that cannot be started is a failure",
      [](const Check &check) {
        const std::string path = program(check, "exit 0");
        chmod(check.root.at(path).c_str(), 0600);
        for (const std::string &each : {path, path + "/absent", std::string(kOwnDirectory) + "/absent"}) {
-         check.fails(shown(each), TLIBC_ERR_EXEC_FAILED,
-                     [&] { return check.platform.TLIBCPopen(each.c_str(), nullptr, "r"); });
+         check.fails(shown(each), TLIBC_ERR_EXEC_FAILED, [&] { return check->TLIBCPopen(each.c_str(), nullptr, "r"); });
        }
      }},
-    {"TLIBCPopen", "null", "null is a failure", Touches::kOwnFiles,
+    {"TLIBCPopen", "null", "null is a failure",
      [](const Check &check) {
        const std::string path = program(check, "exit 0");
-       check.refusesNull([&] { return check.platform.TLIBCPopen(nullptr, nullptr, "r"); });
-       check.refusesNull([&] { return check.platform.TLIBCPopen(path.c_str(), nullptr, nullptr); });
+       check.refusesNull([&] { return check->TLIBCPopen(nullptr, nullptr, "r"); });
+       check.refusesNull([&] { return check->TLIBCPopen(path.c_str(), nullptr, nullptr); });
      }},
-    {"TLIBCPclose", "status", "returns the status as waitpid gives it", Touches::kOwnFiles,
+    {"TLIBCPclose", "status", "returns the status as waitpid gives it",
      [](const Check &check) {
        const int exited = runOnStream(check, program(check, "exit 7")).status;
        check.expect(WIFEXITED(exited) && WEXITSTATUS(exited) == 7, "\"exit 7\": " + std::to_string(exited));
        const int killed = runOnStream(check, program(check, "kill -TERM $$")).status;
        check.expect(WIFSIGNALED(killed) && WTERMSIG(killed) == SIGTERM, "SIGTERM: " + std::to_string(killed));
      }},
-    {"TLIBCPclose", "two-streams", "waits for the program of this stream", Touches::kOwnFiles,
+    {"TLIBCPclose", "two-streams", "waits for the program of this stream",
      [](const Check &check) {
        const std::string path = program(check, "exit $1");
        const char *const arguments[][2] = {{"1", nullptr}, {"2", nullptr}};
-       std::FILE *const one = check.platform.TLIBCPopen(path.c_str(), arguments[0], "r");
-       std::FILE *const two = check.platform.TLIBCPopen(path.c_str(), arguments[1], "r");
+       std::FILE *const one = check->TLIBCPopen(path.c_str(), arguments[0], "r");
+       std::FILE *const two = check->TLIBCPopen(path.c_str(), arguments[1], "r");
        if (one == nullptr || two == nullptr) return check.finding("a program cannot be started");
-       check.equal(WEXITSTATUS(check.platform.TLIBCPclose(one)), 1, "the first program's exit code");
-       check.equal(WEXITSTATUS(check.platform.TLIBCPclose(two)), 2, "the second program's exit code");
+       check.equal(WEXITSTATUS(check->TLIBCPclose(one)), 1, "the first program's exit code");
+       check.equal(WEXITSTATUS(check->TLIBCPclose(two)), 2, "the second program's exit code");
      }},
-    {"TLIBCPclose", "ignored-signal", "0 where the caller ignores SIGCHLD", Touches::kOwnFiles,
+    {"TLIBCPclose", "ignored-signal", "0 where the caller ignores SIGCHLD",
      [](const Check &check) {
        std::signal(SIGCHLD, SIG_IGN);
        check.equal(runOnStream(check, program(check, "exit 0")).status, 0, "the status");
      }},
-    {"TLIBCPclose", "null", "null is a failure", Touches::kOwnFiles,
-     [](const Check &check) { check.refusesNull([&] { return check.platform.TLIBCPclose(nullptr); }); }},
-    {"TLIBCExecv", "arguments", "hands over the arguments as they are, without a shell", Touches::kOwnFiles,
+    {"TLIBCPclose", "null", "null is a failure",
+     [](const Check &check) { check.refusesNull([&] { return check->TLIBCPclose(nullptr); }); }},
+    {"TLIBCExecv", "arguments", "hands over the arguments as they are, without a shell",
      [](const Check &check) {
        const std::string path = program(check, std::string(kShowArguments) + " >\"$0.out\"");
        check.equal(execute(check, path, kArguments), 0, "the exit code");
        check.equal(check.root.read(path + ".out"), kShownArguments, "the arguments");
      }},
-    {"TLIBCExecv", "exit-code", "returns the exit code, or 128 and the number of the signal", Touches::kOwnFiles,
+    {"TLIBCExecv", "exit-code", "returns the exit code, or 128 and the number of the signal",
      [](const Check &check) {
        for (const auto &[commands, expected] :
             std::vector<std::pair<const char *, int>>{{"exit 0", 0},
@@ -138,33 +137,33 @@ constexpr Rule kRules[] = {
          check.equal(check.succeeds(commands, [&] { return execute(check, path); }), expected, commands);
        }
      }},
-    {"TLIBCExecv", "not-started", "negative where the program cannot be started, waited for or not", Touches::kOwnFiles,
+    {"TLIBCExecv", "not-started", "negative where the program cannot be started, waited for or not",
      [](const Check &check) {
        const std::string path = program(check, "exit 0");
        chmod(check.root.at(path).c_str(), 0600);
        for (const std::string &each : {path, std::string(kOwnDirectory) + "/absent"}) {
          for (const int wait : {0, 1}) {
            check.fails(shown(each) + (wait != 0 ? ", waited for" : ", not waited for"), TLIBC_ERR_EXEC_FAILED,
-                       [&] { return check.platform.TLIBCExecv(each.c_str(), nullptr, wait); });
+                       [&] { return check->TLIBCExecv(each.c_str(), nullptr, wait); });
          }
        }
      }},
-    {"TLIBCExecv", "no-wait", "without \"wait\" returns 0 while the program runs", Touches::kOwnFiles,
+    {"TLIBCExecv", "no-wait", "without \"wait\" returns 0 while the program runs",
      [](const Check &check) {
        // The program ends only after the call has returned: it waits for a file.
        const std::string path = program(check, "until [ -e \"$0.go\" ]; do sleep 0.01; done; echo done >\"$0.out\"");
-       check.equal(check.platform.TLIBCExecv(path.c_str(), nullptr, 0), 0, "the result");
+       check.equal(check->TLIBCExecv(path.c_str(), nullptr, 0), 0, "the result");
        check.root.write(path + ".go", "");
        while (check.root.read(path + ".out") != "done\n") usleep(1000);
      }},
-    {"TLIBCExecv", "descriptors", "the program inherits no descriptor above 2", Touches::kOwnFiles,
+    {"TLIBCExecv", "descriptors", "the program inherits no descriptor above 2",
      [](const Check &check) {
        openDescriptors();
        const std::string path = program(check, std::string("{ ") + kShowDescriptors + "; } >\"$0.out\"");
        execute(check, path);
        check.equal(check.root.read(path + ".out"), "", "descriptors inherited");
      }},
-    {"TLIBCExecv", "ignored-signal", "returns the exit code also where the caller ignores SIGCHLD", Touches::kOwnFiles,
+    {"TLIBCExecv", "ignored-signal", "returns the exit code also where the caller ignores SIGCHLD",
      [](const Check &check) {
        std::signal(SIGCHLD, SIG_IGN);
        const std::string path = program(check, "exit 7");
@@ -173,8 +172,8 @@ constexpr Rule kRules[] = {
        sigaction(SIGCHLD, nullptr, &now);
        check.expect(now.sa_handler == SIG_IGN, "the caller's action for SIGCHLD is not the same as before");
      }},
-    {"TLIBCExecv", "null", "null is a failure", Touches::kOwnFiles,
-     [](const Check &check) { check.refusesNull([&] { return check.platform.TLIBCExecv(nullptr, nullptr, 1); }); }},
+    {"TLIBCExecv", "null", "null is a failure",
+     [](const Check &check) { check.refusesNull([&] { return check->TLIBCExecv(nullptr, nullptr, 1); }); }},
 };
 
 }  // namespace

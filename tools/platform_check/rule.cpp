@@ -51,47 +51,47 @@ std::string Check::errorText(int number) {
 }
 
 int Check::otherError(int number) const {
-  TLIBCSzList *const list = platform.TLIBCSzListAlloc(1);
+  TLIBCSzList *const list = platform_.TLIBCSzListAlloc(1);
   if (number == TLIBC_ERR_BAD_PARAMETER) {
-    TLIBCSzHash *const hash = platform.TLIBCSzHashAlloc(1);
-    platform.TLIBCSzHashGetValue(hash, "absent");
-    platform.TLIBCSzHashFree(hash);
+    TLIBCSzHash *const hash = platform_.TLIBCSzHashAlloc(1);
+    platform_.TLIBCSzHashGetValue(hash, "absent");
+    platform_.TLIBCSzHashFree(hash);
   } else {
-    platform.TLIBCSzListPush(list, nullptr);
+    platform_.TLIBCSzListPush(list, nullptr);
   }
-  platform.TLIBCSzListFree(list);
-  return platform.TLIBCErrGet();
+  platform_.TLIBCSzListFree(list);
+  return platform_.TLIBCErrGet();
 }
 
 List::List(const Check &check, const std::vector<std::string> &items)
-    : Owned(check.platform.TLIBCSzListAlloc(items.size()), check.platform.TLIBCSzListFree), platform_(check.platform) {
-  for (const std::string &item : items) platform_.TLIBCSzListPush(handle_, item.c_str());
+    : Owned(check->TLIBCSzListAlloc(items.size()), check->TLIBCSzListFree), check_(check) {
+  for (const std::string &item : items) check_->TLIBCSzListPush(handle_, item.c_str());
 }
 
 std::vector<std::string> List::items() const {
   std::vector<std::string> all;
-  for (std::size_t i = 0; i < platform_.TLIBCSzListCount(handle_); ++i) {
-    const char *item = platform_.TLIBCSzListGet(handle_, i);
+  for (std::size_t i = 0; i < check_->TLIBCSzListCount(handle_); ++i) {
+    const char *item = check_->TLIBCSzListGet(handle_, i);
     all.emplace_back(item != nullptr ? item : "(null)");
   }
   return all;
 }
 
 Hash::Hash(const Check &check, const Pairs &pairs)
-    : Owned(check.platform.TLIBCSzHashAlloc(pairs.size()), check.platform.TLIBCSzHashFree), check_(check) {
+    : Owned(check->TLIBCSzHashAlloc(pairs.size()), check->TLIBCSzHashFree), check_(check) {
   for (const auto &[key, value] : pairs) set(key, value);
 }
 
 int Hash::set(const std::string &key, const std::string &value) const {
-  return check_.platform.TLIBCSzHashSetValue(handle_, key.c_str(), value.c_str());
+  return check_->TLIBCSzHashSetValue(handle_, key.c_str(), value.c_str());
 }
 
 std::string Hash::text() const {
   const List keys(check_);
-  check_.platform.TLIBCSzHashEnumKey(handle_, keys.get());
+  check_->TLIBCSzHashEnumKey(handle_, keys.get());
   std::string text;
   for (const std::string &key : keys.items()) {
-    const char *value = check_.platform.TLIBCSzHashGetValue(handle_, key.c_str());
+    const char *value = check_->TLIBCSzHashGetValue(handle_, key.c_str());
     text += key + "=" + (value != nullptr ? value : "(null)") + ";";
   }
   return text;

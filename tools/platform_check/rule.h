@@ -29,7 +29,10 @@ std::string shown(std::string_view text);
 class Check {
  public:
   Check(const Functions &functions, const DeviceRoot &root, int report)
-      : platform(functions), root(root), report_(report) {}
+      : root(root), platform_(functions), report_(report) {}
+
+  // check->F is the platform's function F.
+  const Functions *operator->() const { return &platform_; }
 
   // Adds a record to the report.
   void report(char kind, std::string text) const;
@@ -46,10 +49,10 @@ class Check {
   auto succeeds(const std::string &what, Call call) const {
     const int before = otherError(TLIBC_ERR_BAD_PARAMETER);
     const auto result = call();
-    expect(!isFailure(result), what + " fails with error " + errorText(platform.TLIBCErrGet()));
-    if (!isFailure(result) && platform.TLIBCErrGet() != before) {
+    expect(!isFailure(result), what + " fails with error " + errorText(platform_.TLIBCErrGet()));
+    if (!isFailure(result) && platform_.TLIBCErrGet() != before) {
       finding(what + " succeeds and changes the last error from " + errorText(before) + " to " +
-              errorText(platform.TLIBCErrGet()));
+              errorText(platform_.TLIBCErrGet()));
     }
     return result;
   }
@@ -58,7 +61,7 @@ class Check {
   void fails(const std::string &what, int number, Call call) const {
     if (number != TLIBC_ERR_NONE) otherError(number);
     expect(isFailure(call()), what + " does not fail");
-    const int seen = platform.TLIBCErrGet();
+    const int seen = platform_.TLIBCErrGet();
     if (number == TLIBC_ERR_NONE ? seen == number : seen != number) {
       finding(what + " leaves the last error " + errorText(seen) + ", expected " +
               (number == TLIBC_ERR_NONE ? "another" : errorText(number)));
@@ -72,7 +75,6 @@ class Check {
   template <class Call>
   void cuts(std::string_view expected, Call call) const;
 
-  const Functions &platform;
   const DeviceRoot &root;
 
  private:
@@ -86,6 +88,7 @@ class Check {
   // Makes the last error another one than `number`, where the platform lets it; returns it.
   int otherError(int number) const;
 
+  const Functions &platform_;
   int report_;
 };
 
@@ -114,8 +117,8 @@ struct Rule {
   const char *function;
   const char *name;
   const char *sentence;  // what must hold
-  Touches touches;
   void (*check)(const Check &check);
+  Touches touches = Touches::kOwnFiles;
 };
 
 // By group of functions.
@@ -153,7 +156,7 @@ class List : public Owned<TLIBCSzList> {
   std::vector<std::string> items() const;
 
  private:
-  const Functions &platform_;
+  const Check &check_;
 };
 
 class Hash : public Owned<TLIBCSzHash> {

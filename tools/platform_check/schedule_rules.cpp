@@ -26,7 +26,7 @@ TARVSchedule entry(std::string_view command, int hour) {
 
 int set(const Check &check, std::string_view command, int hour) {
   const TARVSchedule schedule = entry(command, hour);
-  return check.platform.TARVScheduleSet(&schedule, 0);
+  return check->TARVScheduleSet(&schedule, 0);
 }
 
 // How often the text stands in the files that were changed.
@@ -47,7 +47,7 @@ class Cleared {
   Cleared(const Cleared &) = delete;
   Cleared &operator=(const Cleared &) = delete;
   ~Cleared() {
-    for (const char *command : {kCommand, kOther}) check_.platform.TARVScheduleRemove(command);
+    for (const char *command : {kCommand, kOther}) check_->TARVScheduleRemove(command);
   }
 
  private:
@@ -55,15 +55,16 @@ class Cleared {
 };
 
 constexpr Rule kRules[] = {
-    {"TARVScheduleSet", "adds", "adds an entry, which names the command once, and another", Touches::kDevice,
+    {"TARVScheduleSet", "adds", "adds an entry, which names the command once, and another",
      [](const Check &check) {
        const Cleared cleared(check);
        check.succeeds("an entry", [&] { return set(check, kCommand, 1) == 0; });
        check.succeeds("another entry", [&] { return set(check, kOther, 2) == 0; });
        if (countOf(check, kCommand) == 0) throw NotJudged{"no file below the root is the scheduler's table"};
        for (const char *command : {kCommand, kOther}) check.equal(countOf(check, command), 1, "entries of a command");
-     }},
-    {"TARVScheduleSet", "replaces", "replaces the entry with the same command, and no other", Touches::kDevice,
+     },
+     Touches::kDevice},
+    {"TARVScheduleSet", "replaces", "replaces the entry with the same command, and no other",
      [](const Check &check) {
        const Cleared cleared(check);
        set(check, kCommand, 1);
@@ -71,9 +72,9 @@ constexpr Rule kRules[] = {
        if (countOf(check, kCommand) == 0) throw NotJudged{"no file below the root is the scheduler's table"};
        check.succeeds("an entry with another hour", [&] { return set(check, kCommand, 23) == 0; });
        for (const char *command : {kCommand, kOther}) check.equal(countOf(check, command), 1, "entries of a command");
-     }},
+     },
+     Touches::kDevice},
     {"TARVScheduleSet", "refused", "a command that the scheduler could not run as it stands is refused",
-     Touches::kDevice,
      [](const Check &check) {
        const Cleared cleared(check);
        for (const char *end : {"\nline", "\rline", "line\n"}) {
@@ -82,32 +83,35 @@ constexpr Rule kRules[] = {
        }
        check.fails("an empty command", TLIBC_ERR_NONE, [&] { return set(check, "", 1) == 0; });
        check.equal(countOf(check, kCommand), 0, "entries of refused commands");
-     }},
-    {"TARVScheduleSet", "unterminated", "a command without a NUL is a failure", Touches::kDevice,
+     },
+     Touches::kDevice},
+    {"TARVScheduleSet", "unterminated", "a command without a NUL is a failure",
      [](const Check &check) {
        TARVSchedule schedule = entry("", 1);
        std::memset(schedule.command, 'x', sizeof schedule.command);
-       check.fails("a call", TLIBC_ERR_NONE, [&] { return check.platform.TARVScheduleSet(&schedule, 0) == 0; });
-     }},
-    {"TARVScheduleSet", "null", "null is a failure", Touches::kOwnFiles,
-     [](const Check &check) { check.refusesNull([&] { return check.platform.TARVScheduleSet(nullptr, 0) == 0; }); }},
-    {"TARVScheduleRemove", "removes", "removes the entry with the command, and no other", Touches::kDevice,
+       check.fails("a call", TLIBC_ERR_NONE, [&] { return check->TARVScheduleSet(&schedule, 0) == 0; });
+     },
+     Touches::kDevice},
+    {"TARVScheduleSet", "null", "null is a failure",
+     [](const Check &check) { check.refusesNull([&] { return check->TARVScheduleSet(nullptr, 0) == 0; }); }},
+    {"TARVScheduleRemove", "removes", "removes the entry with the command, and no other",
      [](const Check &check) {
        const Cleared cleared(check);
        set(check, kCommand, 1);
        set(check, kOther, 2);
        if (countOf(check, kCommand) == 0) throw NotJudged{"no file below the root is the scheduler's table"};
-       check.succeeds("a call", [&] { return check.platform.TARVScheduleRemove(kCommand); });
+       check.succeeds("a call", [&] { return check->TARVScheduleRemove(kCommand); });
        check.equal(countOf(check, kCommand), 0, "entries of the removed command");
        check.equal(countOf(check, kOther), 1, "entries of the other command");
-     }},
-    {"TARVScheduleRemove", "absent", "0 where there is no such entry", Touches::kDevice,
+     },
+     Touches::kDevice},
+    {"TARVScheduleRemove", "absent", "0 where there is no such entry",
      [](const Check &check) {
-       check.equal(check.succeeds("a call", [&] { return check.platform.TARVScheduleRemove(kCommand); }), 0,
-                   "the result");
-     }},
-    {"TARVScheduleRemove", "null", "null is a failure", Touches::kOwnFiles,
-     [](const Check &check) { check.refusesNull([&] { return check.platform.TARVScheduleRemove(nullptr); }); }},
+       check.equal(check.succeeds("a call", [&] { return check->TARVScheduleRemove(kCommand); }), 0, "the result");
+     },
+     Touches::kDevice},
+    {"TARVScheduleRemove", "null", "null is a failure",
+     [](const Check &check) { check.refusesNull([&] { return check->TARVScheduleRemove(nullptr); }); }},
 };
 
 }  // namespace
