@@ -41,16 +41,18 @@ DeviceRoot::DeviceRoot(const std::string &path)
   if (isScratch_) fill();
   fs::create_directories(at(kOwnDirectory));
   if (isScratch_) return;
-  for (const char *file : {kAccountFile, kInformationFile}) {
-    if (fs::exists(at(file))) kept_[file] = {read(file), mode(file)};
-  }
+  for (const char *file : {kAccountFile, kInformationFile}) kept_[file] = {read(file), mode(file)};
 }
 
 DeviceRoot::~DeviceRoot() {
   std::error_code error;
   for (const auto &[file, kept] : kept_) {
-    if (read(file) != kept.text) std::ofstream(at(file), std::ios::binary) << kept.text;
-    chmod(at(file).c_str(), kept.mode);
+    if (kept.mode == kNoFile) {
+      fs::remove(at(file), error);
+    } else if (read(file) != kept.text || mode(file) != kept.mode) {
+      std::ofstream(at(file), std::ios::binary) << kept.text;
+      chmod(at(file).c_str(), kept.mode);
+    }
   }
   fs::remove_all(isScratch_ ? path_ : at(kOwnDirectory), error);
 }

@@ -51,7 +51,7 @@ std::string apiKey(const Check &check, bool create) {
 }
 
 std::string newApiKey(const Check &check) {
-  const std::string key = apiKey(check, true);
+  std::string key = apiKey(check, true);
   check.expect(!key.empty(), "no key is made");
   return key;
 }

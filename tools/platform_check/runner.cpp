@@ -92,6 +92,7 @@ std::optional<int> waitFor(pid_t child, int seconds) {
 void holdSignals() {
   const sigset_t signals = heldSignals();
   sigprocmask(SIG_BLOCK, &signals, nullptr);
+  std::signal(SIGCHLD, SIG_DFL);  // else the rules would leave no status
 }
 
 void endBySignal(int signal) {
