@@ -27,20 +27,26 @@ void *load(const std::string &path) {
   return library;
 }
 
+// The library's function, or where there is no library the one that this program is linked with.
+template <class Function, class Name>
+Function find(void *library, Function linked, Name name, std::vector<std::string> &missing) {
+  if (library == nullptr) return linked;
+  if (void *const found = dlsym(library, name())) return reinterpret_cast<Function>(found);
+  missing.emplace_back(name());
+  return standIn(linked, name);
+}
+
 }  // namespace
 
 Platform loadPlatform(const std::string &path) {
   void *const library = path.empty() ? nullptr : load(path);  // stays loaded
-  Platform platform{};
-#define KOVA_FIND(name)                                                                                                \
-  platform.functions.name = library != nullptr ? reinterpret_cast<decltype(&::name)>(dlsym(library, #name)) : &::name; \
-  if (platform.functions.name == nullptr) {                                                                            \
-    platform.functions.name = standIn(&::name, [] { return #name; });                                                  \
-    platform.missing.emplace_back(#name);                                                                              \
-  }
-  KOVA_PLATFORM_FUNCTIONS(KOVA_FIND)
+  std::vector<std::string> missing;
+#define KOVA_FIND(name) \
+  find(                 \
+      library, &::name, [] { return #name; }, missing),
+  const Functions functions{KOVA_PLATFORM_FUNCTIONS(KOVA_FIND)};
 #undef KOVA_FIND
-  return platform;
+  return {functions, missing};
 }
 
 }  // namespace kova::check
