@@ -29,7 +29,7 @@ void *load(const std::string &path) {
 
 // The library's function, or where there is no library the one that this program is linked with.
 template <class Function, class Name>
-Function find(void *library, Function linked, Name name, std::vector<std::string> &missing) {
+Function find(void *library, std::vector<std::string> &missing, Function linked, Name name) {
   if (library == nullptr) return linked;
   if (void *const found = dlsym(library, name())) return reinterpret_cast<Function>(found);
   missing.emplace_back(name());
@@ -41,9 +41,7 @@ Function find(void *library, Function linked, Name name, std::vector<std::string
 Platform loadPlatform(const std::string &path) {
   void *const library = path.empty() ? nullptr : load(path);  // stays loaded
   std::vector<std::string> missing;
-#define KOVA_FIND(name) \
-  find(                 \
-      library, &::name, [] { return #name; }, missing),
+#define KOVA_FIND(name) find(library, missing, &::name, [] { return #name; }),
   const Functions functions{KOVA_PLATFORM_FUNCTIONS(KOVA_FIND)};
 #undef KOVA_FIND
   return {functions, missing};

@@ -25,7 +25,7 @@ namespace kova::check {
 // clang-format on
 
 struct Functions {
-#define KOVA_MEMBER(name) const decltype(&::name) name;
+#define KOVA_MEMBER(name) decltype(&::name) name;  // NOLINT(bugprone-macro-parentheses): it is what is declared
   KOVA_PLATFORM_FUNCTIONS(KOVA_MEMBER)
 #undef KOVA_MEMBER
 };
