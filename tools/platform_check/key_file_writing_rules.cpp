@@ -191,6 +191,7 @@ constexpr Rule kRules[] = {
        check.root.write(kKeyFile, keys(300, "a value that makes the file larger"));
        Barrier barrier;
        std::vector<pid_t> writers;
+       writers.reserve(kWriters);
        for (int writer = 0; writer < kWriters; ++writer) {
          writers.push_back(inChild([&] {
            barrier.wait();
