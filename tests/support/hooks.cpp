@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -121,11 +122,12 @@ using hooks::current;
 #pragma weak TLIBServiceRestart
 
 // The function of this name that the program puts in front of the next one, which is `real`.
-#define HOOK(type, name, parameters, result)                                          \
-  type name parameters {                                                              \
-    [[maybe_unused]] static const auto real = hooks::next<type(*) parameters>(#name); \
-    return result;                                                                    \
+#define HOOK_AS(symbol, type, name, parameters, result)                                \
+  type name parameters {                                                               \
+    [[maybe_unused]] static const auto real = hooks::next<type(*) parameters>(symbol); \
+    return result;                                                                     \
   }
+#define HOOK(type, name, parameters, result) HOOK_AS(#name, type, name, parameters, result)
 // A system call on files.
 #define SYSTEM_CALL(type, name, parameters, arguments) \
   HOOK(type, name, parameters, hooks::isFailing(#name) ? -1 : real arguments)
@@ -155,13 +157,13 @@ void vsyslog(int priority, const char *format, va_list arguments) {
 }
 HOOK(void, __vsyslog_chk, (int priority, int, const char *format, va_list all), vsyslog(priority, format, all))
 
-HOOK(time_t, time, (time_t * result) noexcept, result == nullptr && current.now ? *current.now : real(result))
+// With a 32-bit `long` the C library has another function for times of 64 bits, which its header means by this name.
+HOOK_AS(sizeof(time_t) > sizeof(long) ? "__time64" : "time", time_t, time, (time_t * result) noexcept,
+        result == nullptr && current.now ? *current.now : real(result))
 // The fuzzer has a thread of its own that sleeps.
 HOOK(unsigned, sleep, (unsigned n), gettid() != getpid() ? real(n) : (current.pauses.push_back(n), 0U))
 // Waiting for a lock that is never given up takes no time.
 HOOK(int, usleep, (useconds_t duration), current.isLocked ? (++current.skipped, 0) : real(duration))
-HOOK(int, clock_gettime, (clockid_t clock, timespec *now) noexcept,
-     current.isLocked ? (*now = {current.skipped, 0}, 0) : real(clock, now))
 HOOK(unsigned long, getauxval, (unsigned long n) noexcept, n == AT_SECURE && current.hasMoreRights ? 1 : real(n))
 // With a time of the test's own, random numbers are zero.
 HOOK(ssize_t, getrandom, (void *data, size_t size, unsigned flags),
@@ -325,6 +327,12 @@ void free(void *memory) noexcept {
   std::free(memory);
 }
 #endif
+
+// Which function of the C library this calls is a matter of the C++ library's own build.
+std::chrono::steady_clock::time_point std::chrono::steady_clock::now() noexcept {
+  if (current.isLocked) return time_point(std::chrono::seconds(current.skipped));
+  return hooks::next<time_point (*)()>("_ZNSt6chrono3_V212steady_clock3nowEv")();
+}
 
 int TARVKOVAAccountScanExisting(Json::Value &result) {
   if (current.failing.contains("TARVKOVAAccountScanExisting")) return TARVKOVAErrSet(23), -1;

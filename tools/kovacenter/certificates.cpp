@@ -114,9 +114,10 @@ Credentials loadCredentials(const std::filesystem::path &certificate, const std:
 // Whether the issuer signed the certificate, it names every host, and is valid for another day.
 bool isAcceptable(const Credentials &credentials, const Credentials &issuer) {
   X509 *certificate = credentials.certificate.get();
-  std::time_t tomorrow = std::time(nullptr) + kDay;
+  // OpenSSL's time_t may be shorter than ours, so that no function that takes one is called.
+  std::tm end = {};
   return X509_verify(certificate, issuer.key.get()) == 1 &&
-         X509_cmp_time(X509_get0_notAfter(certificate), &tomorrow) > 0 &&
+         ASN1_TIME_to_tm(X509_get0_notAfter(certificate), &end) == 1 && timegm(&end) > std::time(nullptr) + kDay &&
          std::ranges::all_of(hostNames(), [&](std::string_view host) {
            return X509_check_host(certificate, host.data(), host.size(), 0, nullptr) == 1;
          });
