@@ -14,6 +14,7 @@ namespace {
 constexpr char kQuery[] = "action=query&kova_id=4711&auth_key=key-1&serial=1430TST000001";
 constexpr char kEvents[] = "/var/log/kova/events.jsonl";
 constexpr std::time_t kNow = 1'800'000'000;
+constexpr std::time_t kLast32BitTime = 2'147'483'647;
 // What the account file keeps of the profile.
 constexpr char kStored[] =
     " kovaID=ada@kova.example full_name=Ada country=DE timezone=Europe/Berlin notify_language=ger activated=yes "
@@ -113,12 +114,26 @@ TEST_F(Session, ThePasswordCheckHandsBackWhatIsJson) {
 // ---- Query ----
 
 TEST_F(Session, TheCacheAnswersForTenMinutesEitherWay) {
-  for (const std::time_t queried : {kNow - 599, kNow - 600, kNow + 599, kNow + 600, kNow, std::time_t{0}}) {
-    state().now = queried == 0 ? 300 : kNow;
-    write(kAccountFile, kSignedIn + keyFile(kStored + std::to_string(queried)));
-    answer({{kProfile}});
-    EXPECT_TRUE(ended(query(false), 0, 0));
-    EXPECT_EQ(state().attempts.empty(), std::abs(queried - kNow) < 600) << queried - kNow;
+  for (const std::time_t now : {std::time_t{300}, kNow, kLast32BitTime, kLast32BitTime + 300}) {
+    for (const int age : {-599, -600, 599, 600, 300, 0}) {
+      state().now = now;
+      write(kAccountFile, kSignedIn + keyFile(kStored + std::to_string(now - age)));
+      answer({{kProfile}});
+      EXPECT_TRUE(ended(query(false), 0, 0));
+      EXPECT_EQ(state().attempts.empty(), now != age && std::abs(age) < 600) << now << ", " << age;
+    }
+  }
+}
+
+TEST_F(Session, TheClockMayBePast2038AndThenNoQueryTimeIsStored) {
+  for (const auto &[now, text] :
+       {std::pair{kLast32BitTime, "2038-01-19T03:14:07Z"}, {kLast32BitTime + 1, "2038-01-19T03:14:08Z"}}) {
+    state().now = now;
+    write(kAccountFile, kSignedIn);
+    ASSERT_EQ(login(), 0);
+    EXPECT_TRUE(has(kEvents, text)) << read(kEvents);
+    EXPECT_EQ(value_["email"], "ada@kova.example");
+    EXPECT_EQ(has(kAccountFile, keyFile("last_query_time=2147483647")), now == kLast32BitTime) << text;
   }
 }
 

@@ -21,6 +21,9 @@ std::string expectedToken(const std::string &text);
 Json::Value parsed(const std::string &text);
 // The words of a text that blanks separate.
 std::vector<std::string> words(const std::string &text);
+// Whether it is told that a program cannot be executed. In an emulator, whose vfork is a fork, it looks like a program
+// that ends with 127; a line says so then.
+bool isFailedStartTold();
 // A key file's text with these entries, each a word: "key=value".
 std::string keyFile(const std::string &entries);
 

@@ -25,8 +25,10 @@
 namespace hooks {
 namespace {
 
+// The constructors of libraries run before that of `current`, and may call what is replaced here: nothing counts then.
+int inside = 1;
 State current;
-int inside = 0;
+[[maybe_unused]] const int outside = --inside;
 
 // While one of these exists, the hooks' own allocations and system calls do not count.
 struct Inside {
