@@ -131,6 +131,7 @@ TEST_F(Session, TheClockMayBePast2038AndThenNoQueryTimeIsStored) {
     state().now = now;
     write(kAccountFile, kSignedIn);
     ASSERT_EQ(login(), 0);
+    ASSERT_EQ(query(false), 0);
     EXPECT_TRUE(has(kEvents, text)) << read(kEvents);
     EXPECT_EQ(value_["email"], "ada@kova.example");
     EXPECT_EQ(has(kAccountFile, keyFile("last_query_time=2147483647")), now == kLast32BitTime) << text;
