@@ -163,29 +163,29 @@ static bool givesBack(char *line, const char *separator, const char *key, const 
          isSame(line_value, value);
 }
 
-static int makeLine(struct NewLines *new, const char *key, const char *format) {
-  const char *value = TLIBCSzHashGetValue(new->hash, key);
+static int makeLine(struct NewLines *change, const char *key, const char *format) {
+  const char *value = TLIBCSzHashGetValue(change->hash, key);
   char *line = NULL;
   if (asprintf(&line, format, key, value) < 0) return fail(TLIBC_ERR_OUT_OF_MEMORY);
-  const int result = givesBack(line, new->separator, key, value) ? TLIBCSzHashSetValue(new->lines, key, line)
-                                                                 : fail(TLIBC_ERR_BAD_VALUE);
+  const int result = givesBack(line, change->separator, key, value) ? TLIBCSzHashSetValue(change->lines, key, line)
+                                                                    : fail(TLIBC_ERR_BAD_VALUE);
   wipeText(line);
   return result;
 }
 
-static int makeLines(struct NewLines *new, const char *format) {
-  if (TLIBCSzHashEnumKey(new->hash, new->keys) < 0) return -1;
-  for (size_t i = 0; i < TLIBCSzListCount(new->keys); ++i) {
-    if (makeLine(new, TLIBCSzListGet(new->keys, i), format) != 0) return -1;
+static int makeLines(struct NewLines *change, const char *format) {
+  if (TLIBCSzHashEnumKey(change->hash, change->keys) < 0) return -1;
+  for (size_t i = 0; i < TLIBCSzListCount(change->keys); ++i) {
+    if (makeLine(change, TLIBCSzListGet(change->keys, i), format) != 0) return -1;
   }
   return 0;
 }
 
 /* Writes the old line with this key, whose key is a part of the text, anew. */
-static const char *newLineFor(const struct NewLines *new, struct Span key) {
-  for (size_t i = 0; i < TLIBCSzListCount(new->keys); ++i) {
-    if (isSame(key, TLIBCSzListGet(new->keys, i))) {
-      return TLIBCSzHashGetValue(new->lines, TLIBCSzListGet(new->keys, i));
+static const char *newLineFor(const struct NewLines *change, struct Span key) {
+  for (size_t i = 0; i < TLIBCSzListCount(change->keys); ++i) {
+    if (isSame(key, TLIBCSzListGet(change->keys, i))) {
+      return TLIBCSzHashGetValue(change->lines, TLIBCSzListGet(change->keys, i));
     }
   }
   return NULL;
@@ -193,18 +193,18 @@ static const char *newLineFor(const struct NewLines *new, struct Span key) {
 
 /* A FileEdit: every line but those with these keys as it is, then the new lines. */
 static int withNewLines(void *context, const char *text, size_t length, TLIBCSzText *result) {
-  const struct NewLines *new = context;
+  const struct NewLines *change = context;
   struct Span rest = {text, text + length}, line, key, value;
   bool is_open = false; /* whether the last line has no line end */
   while (nextLine(&rest, &line)) {
-    if (parseLine(line, new->separator, &key, &value) && newLineFor(new, key) != NULL) continue;
+    if (parseLine(line, change->separator, &key, &value) && newLineFor(change, key) != NULL) continue;
     is_open = line.end == rest.begin;
     if (appendBytes(result, line.begin, (size_t)(rest.begin - line.begin)) != 0) return -1;
   }
   const char *end = length > 1 && strstr(text, "\r\n") != NULL ? "\r\n" : "\n";
   if (is_open && TLIBCStrCat(result, end) != 0) return -1;
-  for (size_t i = 0; i < TLIBCSzListCount(new->keys); ++i) {
-    const char *each = TLIBCSzHashGetValue(new->lines, TLIBCSzListGet(new->keys, i));
+  for (size_t i = 0; i < TLIBCSzListCount(change->keys); ++i) {
+    const char *each = TLIBCSzHashGetValue(change->lines, TLIBCSzListGet(change->keys, i));
     if (TLIBCStrCat(result, each) != 0 || TLIBCStrCat(result, end) != 0) return -1;
   }
   return 1;
@@ -212,19 +212,19 @@ static int withNewLines(void *context, const char *text, size_t length, TLIBCSzT
 
 int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int flags, const char *line_format) {
   if (file == NULL || hash == NULL || flags != 0 || line_format == NULL) return fail(TLIBC_ERR_BAD_PARAMETER);
-  struct NewLines new = {hash, TLIBCSzListAlloc(0), TLIBCSzHashAlloc(0), ""};
+  struct NewLines change = {hash, TLIBCSzListAlloc(0), TLIBCSzHashAlloc(0), ""};
   int result = -1;
-  if (!parseFormat(line_format, new.separator, sizeof new.separator)) {
+  if (!parseFormat(line_format, change.separator, sizeof change.separator)) {
     fail(TLIBC_ERR_BAD_PARAMETER);
-  } else if (new.keys != NULL &&new.lines != NULL) {
-    result = makeLines(&new, line_format);
+  } else if (change.keys != NULL && change.lines != NULL) {
+    result = makeLines(&change, line_format);
   }
-  if (result == 0 && TLIBCSzListCount(new.keys) > 0) {
+  if (result == 0 && TLIBCSzListCount(change.keys) > 0) {
     const mode_t kept = strcmp(file, kAccountFile) == 0 ? kOwnerModes : kAllModes;
-    result = updateFile(file, kNewFileMode, kept, withNewLines, &new);
+    result = updateFile(file, kNewFileMode, kept, withNewLines, &change);
   }
-  TLIBCSzListFree(new.keys);
-  TLIBCSzHashFree(new.lines);
+  TLIBCSzListFree(change.keys);
+  TLIBCSzHashFree(change.lines);
   return result;
 }
 
