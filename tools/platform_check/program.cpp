@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "base/json.h"
+#include "common/command_line.h"
 #include "common/suggestion.h"
 #include "common/terminal_text.h"
 #include "platform_check/key_file.h"
@@ -44,22 +45,25 @@ std::string counted(std::size_t count, const char *what) {
 
 }  // namespace
 
-Program::Program() {
-  app_.name("kova-platform-check");
-  addVersionOption(app_);
-  app_.add_option("PLATFORM", library_, "The library to check; else the platform that this program is linked with")
+Program::Program()
+    : app_(std::make_unique<CLI::App>("Checks whether a library keeps the contract of <kova/platform.h>.")) {
+  app_->name("kova-platform-check");
+  addVersionOption(*app_);
+  app_->add_option("PLATFORM", library_, "The library to check; else the platform that this program is linked with")
       ->type_name("FILE");
-  app_.add_option("--root", root_, "The device's root directory, such as /")->type_name("DIR");
-  app_.add_flag("--intrusive", intrusive_, "With --root: check also what changes the device")->needs("--root");
-  app_.add_flag("--list", list_, "Print the rules and check nothing");
-  app_.add_option("--only", only_, "The functions or rules to check, such as TLIBCPopen, null or TLIBCPopen/null")
+  app_->add_option("--root", root_, "The device's root directory, such as /")->type_name("DIR");
+  app_->add_flag("--intrusive", intrusive_, "With --root: check also what changes the device")->needs("--root");
+  app_->add_flag("--list", list_, "Print the rules and check nothing");
+  app_->add_option("--only", only_, "The functions or rules to check, such as TLIBCPopen, null or TLIBCPopen/null")
       ->type_name("NAME");
-  app_.add_flag("--json", json_, "Print one JSON object");
-  app_.add_option("--time-limit", seconds_, "How many seconds a rule may take")
+  app_->add_flag("--json", json_, "Print one JSON object");
+  app_->add_option("--time-limit", seconds_, "How many seconds a rule may take")
       ->check(CLI::Range(1, 3600))
       ->capture_default_str();
-  app_.footer(std::string(kFooter) + "\n\n" + exitCodeList(kExitCodes));
+  app_->footer(std::string(kFooter) + "\n\n" + exitCodeList(kExitCodes));
 }
+
+Program::~Program() = default;
 
 int Program::fail(int exitCode, const std::string &message) const {
   if (json_) {
@@ -157,7 +161,7 @@ int Program::run(int argc, char **argv) {
 
 int Program::answer(int argc, char **argv) try {
   json_ = std::find(argv, argv + argc, std::string_view("--json")) != argv + argc;  // also for wrong usage
-  if (const auto text = parseArguments(app_, argc, argv)) {
+  if (const auto text = parseArguments(*app_, argc, argv)) {
     std::cout << *text;
     return kClean;
   }

@@ -1,11 +1,11 @@
 // The command line of kova-platform-check.
 #pragma once
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "common/command_line.h"
+#include "common/arguments.h"
 #include "platform_check/rule.h"
 #include "platform_check/runner.h"
 
@@ -33,8 +33,9 @@ class Program {
   Program();
   Program(const Program &) = delete;
   Program &operator=(const Program &) = delete;
+  ~Program();
 
-  const CLI::App &app() const { return app_; }
+  const CLI::App &app() const { return *app_; }
   // Does what the arguments ask for; returns the exit code.
   int run(int argc, char **argv);
 
@@ -46,7 +47,7 @@ class Program {
   Outcome outcomeOf(const Rule &rule, const Functions &functions, const Outcome &onRoot) const;
   int fail(int exitCode, const std::string &message) const;
 
-  CLI::App app_{"Checks whether a library keeps the contract of <kova/platform.h>."};
+  std::unique_ptr<CLI::App> app_;
   std::string library_;
   std::string root_;
   std::vector<std::string> only_;
