@@ -46,7 +46,7 @@ CPP_SYMBOL(TARVKOVAAccountLogin, int(const char *, const char *, Json::Value &, 
 CPP_SYMBOL(TARVKOVAAccountLogout, int());
 CPP_SYMBOL(TARVKOVAAccountQueryInfo, int(Json::Value &, bool, bool));
 CPP_SYMBOL(TARVKOVAAccountSetInfo, int(const char *, const char *, const char *, const char *, const char *,
-                                       const char *, const char *, BOOL, BOOL, BOOL, const char *));
+                                       const char *, const char *, int32_t, int32_t, int32_t, const char *));
 CPP_SYMBOL(TARVKOVAReportInfo, int());
 CPP_SYMBOL(TARVKOVAAccountIsUnified, int(Json::Value &));
 SYMBOL(TARVKOVAAccountIsUnified_C, int());
