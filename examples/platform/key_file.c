@@ -67,37 +67,45 @@ static bool findValue(struct Span text, const char *key, const char *separator, 
   return is_found;
 }
 
-/* The value of the key; an empty text where it is absent. */
-static char *readValue(const char *file, const char *key, const char *separator, bool *is_found) {
+/* The value of the key in a text; an empty text where it is absent. */
+static char *copyValue(struct Span text, const char *key, const char *separator, bool *is_found) {
+  struct Span value = {text.begin, text.begin};
+  *is_found = findValue(text, key, separator, &value);
+  char *copy = strndup(value.begin, (size_t)(value.end - value.begin));
+  return copy != NULL ? copy : failWithNull(TLIBC_ERR_OUT_OF_MEMORY);
+}
+
+/* The text may hold NULs. */
+static void wipeFileText(char *text, size_t length) {
+  explicit_bzero(text, length);
+  free(text);
+}
+
+/* The value of the key in a file; an empty text where it is absent. */
+static char *readValue(const char *file, const char *key, bool *is_found) {
   size_t length = 0;
   char *text = readFile(file, &length);
   if (text == NULL) return NULL;
-  struct Span value = {text, text};
-  *is_found = findValue((struct Span){text, text + length}, key, separator, &value);
-  char *copy = strndup(value.begin, (size_t)(value.end - value.begin));
-  explicit_bzero(text, length);
-  free(text);
-  return copy != NULL ? copy : failWithNull(TLIBC_ERR_OUT_OF_MEMORY);
+  char *value = copyValue((struct Span){text, text + length}, key, "=", is_found);
+  wipeFileText(text, length);
+  return value;
 }
 
 char *readKey(const char *file, const char *key) {
   bool is_found = false;
-  char *value = readValue(file, key, "=", &is_found);
+  char *value = readValue(file, key, &is_found);
   if (value == NULL || *value != '\0') return value;
   free(value);
   return failWithNull(TLIBC_ERR_NOT_FOUND);
 }
 
-/* The file is read once for each key: the library asks for a dozen at most. */
-int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSzHash *hash, const char *separator) {
-  if (file == NULL || keys == NULL || hash == NULL || separator == NULL || *separator == '\0') {
-    return fail(TLIBC_ERR_BAD_PARAMETER);
-  }
+/* Sets those of the keys that the text has. Each key is searched by itself: the library asks for a dozen at most. */
+static int getKeys(struct Span text, const TLIBCSzList *keys, TLIBCSzHash *hash, const char *separator) {
   int found = 0;
   for (size_t i = 0; i < TLIBCSzListCount(keys); ++i) {
     const char *key = TLIBCSzListGet(keys, i);
     bool is_found = false;
-    char *value = readValue(file, key, separator, &is_found);
+    char *value = copyValue(text, key, separator, &is_found);
     if (value == NULL) return -1;
     const int result = is_found ? TLIBCSzHashSetValue(hash, key, value) : 0;
     wipeText(value);
@@ -107,10 +115,23 @@ int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSzHash *has
   return found;
 }
 
+/* The file is read once for all keys: another process may replace it at any time, and the values belong together. */
+int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSzHash *hash, const char *separator) {
+  if (file == NULL || keys == NULL || hash == NULL || separator == NULL || *separator == '\0') {
+    return fail(TLIBC_ERR_BAD_PARAMETER);
+  }
+  size_t length = 0;
+  char *text = readFile(file, &length);
+  if (text == NULL) return -1;
+  const int found = getKeys((struct Span){text, text + length}, keys, hash, separator);
+  wipeFileText(text, length);
+  return found;
+}
+
 int TLIBCFileGetKeyValue(const char *file, const char *key, char *buffer, size_t size, int flags) {
   if (file == NULL || key == NULL || buffer == NULL || size == 0 || flags != 0) return fail(TLIBC_ERR_BAD_PARAMETER);
   bool is_found = false;
-  char *value = readValue(file, key, "=", &is_found);
+  char *value = readValue(file, key, &is_found);
   if (value == NULL) return -1;
   const size_t length = strlen(value);
   copyText(buffer, size, value);
@@ -121,7 +142,7 @@ int TLIBCFileGetKeyValue(const char *file, const char *key, char *buffer, size_t
 int TLIBCFileCheckKeyValue(const char *file, const char *key, const char *value, int flags) {
   if (file == NULL || key == NULL || value == NULL || flags != 0) return fail(TLIBC_ERR_BAD_PARAMETER);
   bool is_found = false;
-  char *present = readValue(file, key, "=", &is_found);
+  char *present = readValue(file, key, &is_found);
   if (present == NULL) return -1;
   const bool is_same = is_found && strcmp(present, value) == 0;
   wipeText(present);
