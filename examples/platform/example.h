@@ -18,7 +18,7 @@
 int fail(int error);
 void *failWithNull(int error);
 
-/* Where the device's path lies on this machine. */
+/* Where the device's path, which begins with a slash, lies on this machine. */
 char *devicePath(const char *path);
 
 /* Copies the text, cut to the buffer. Returns 0. */

@@ -21,6 +21,7 @@ int TLIBCErrGet(void) {
 }
 
 char *devicePath(const char *path) {
+  if (path[0] != '/') return failWithNull(TLIBC_ERR_BAD_PARAMETER);
   const char *root = secure_getenv("KOVA_DEVICE_ROOT");
   if (root == NULL) root = "";
   size_t length = strlen(root);
@@ -33,7 +34,7 @@ char *devicePath(const char *path) {
 }
 
 int KovaDevicePath(const char *path, char *buffer, size_t size) {
-  if (path == NULL || buffer == NULL || path[0] != '/') return fail(TLIBC_ERR_BAD_PARAMETER);
+  if (path == NULL || buffer == NULL) return fail(TLIBC_ERR_BAD_PARAMETER);
   char *result = devicePath(path);
   if (result == NULL) return -1;
   const size_t length = strlen(result);
