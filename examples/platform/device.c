@@ -165,8 +165,10 @@ static int registerKey(const char *key) {
 int TARVCloudServiceRegisterApiKey(char *key) {
   char made[2 * kRandomBytes + 1];
   if (key == NULL) return noted(fail(TLIBC_ERR_BAD_PARAMETER));
-  if (makeKey(made) != 0 || makeParents(kKeyFile) != 0 || registerKey(made) != 0) return noted(-1);
-  const int result = updateFile(kKeyFile, kPrivateMode, 0, withText, made);
+  int result = makeKey(made);
+  if (result == 0) result = makeParents(kKeyFile);
+  if (result == 0) result = registerKey(made);
+  if (result == 0) result = updateFile(kKeyFile, kPrivateMode, 0, withText, made);
   if (result == 0) copyText(key, kKeySize, made);
   explicit_bzero(made, sizeof made);
   return noted(result);

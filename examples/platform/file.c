@@ -17,14 +17,15 @@ enum { kLargestFile = 16 << 20, kLockWaits = 3000, kLockPause = 10000 };
 static int readAll(int file, TLIBCSzText *text) {
   char piece[4096];
   ssize_t count = 1;
-  while (count != 0) {
+  int result = 0;
+  while (count != 0 && result == 0) {
     count = read(file, piece, sizeof piece);
-    if (count < 0 && errno != EINTR) return fail(TLIBC_ERR_READ_FAILED);
-    if (count > 0 && appendBytes(text, piece, (size_t)count) != 0) return -1;
-    if (text->length > kLargestFile) return fail(TLIBC_ERR_TOO_LONG);
+    if (count < 0 && errno != EINTR) result = fail(TLIBC_ERR_READ_FAILED);
+    if (count > 0) result = appendBytes(text, piece, (size_t)count);
+    if (text->length > kLargestFile) result = fail(TLIBC_ERR_TOO_LONG);
   }
   explicit_bzero(piece, sizeof piece);
-  return appendBytes(text, "", 0); /* so that an empty file has a text */
+  return result == 0 ? appendBytes(text, "", 0) : result; /* so that an empty file has a text */
 }
 
 /* Reads the whole of an open file and closes it. */
