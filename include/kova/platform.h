@@ -7,7 +7,8 @@
  * 1. Results. A returned pointer is null on failure. An int is negative on failure unless the comment says otherwise.
  *    Every failure leaves its number for TLIBCErrGet.
  * 2. Ownership. The caller owns what it passes; a handle from an Alloc, Init or Popen function is given back to its
- *    Free, Exit or Pclose function, which takes null too where the comment says so. Null is a failure elsewhere.
+ *    Free, Exit or Pclose function, which takes null too where the comment says so. Null elsewhere is a failure with
+ *    TLIBC_ERR_BAD_PARAMETER.
  * 3. Sizes count bytes and include the terminating NUL. A text that is too long for its buffer is cut, and the buffer
  *    is always NUL-terminated.
  * 4. Files are named by the device's own paths ("/etc/kova.conf"); the implementation finds them with KovaDevicePath.
@@ -72,14 +73,16 @@ KOVA_API void TLIBCSzListFree(TLIBCSzList *list);
 
 /* ---- String hashes ----------------------------------------------------------------------------------------------- */
 
-/* A map of text to text that keeps copies. Its order is that of insertion; setting a key again keeps its place. */
+/* A map of text to text that keeps copies. Its order is that of insertion; setting a key again keeps its place. The
+ * time that it takes to set or find a key does not grow with the number of keys: there may be thousands. */
 typedef struct TLIBCSzHash TLIBCSzHash;
 
 /* `capacity` is the number of keys to expect, not a limit. */
 KOVA_API TLIBCSzHash *TLIBCSzHashAlloc(size_t capacity);
 /* The value of `key`, valid until that key is set again or the hash is freed; null when the key is absent. */
 KOVA_API const char *TLIBCSzHashGetValue(const TLIBCSzHash *hash, const char *key);
-/* Sets `key` to a copy of `value`. Returns 0 or a negative number; a failure leaves the hash as it was. */
+/* Sets `key` to a copy of `value`, which may be the key's own value or a part of it. Returns 0 or a negative number; a
+ * failure leaves the hash as it was. */
 KOVA_API int TLIBCSzHashSetValue(TLIBCSzHash *hash, const char *key, const char *value);
 /* Appends every key, in the hash's order, to `keys`. Returns their number: 0 for an empty hash, negative on failure. */
 KOVA_API int TLIBCSzHashEnumKey(const TLIBCSzHash *hash, TLIBCSzList *keys);
@@ -110,9 +113,9 @@ KOVA_API int TARVEncodingBase64Decode(const char *text, size_t length, char *out
 
 /*
  * A key file has lines of a key, a separator and a value, which may stand in double quotes; blanks before each, and
- * behind a key or a quote, do not count. Lines that begin with "#", blank lines and lines without an entry (no
- * separator, an unclosed quote) are skipped; where a key occurs more than once, the last one counts. Line ends may be
- * LF, CRLF or CR.
+ * behind a key or a quote, do not count. Only a quote at the end of the line closes such a value, which so may have
+ * quotes within it. Lines that begin with "#", blank lines and lines without an entry (no separator, an unclosed quote)
+ * are skipped; where a key occurs more than once, the last one counts. Line ends may be LF, CRLF or CR.
  *
  * Writing is atomic and locked: a reader, and a power cut at any moment, sees the whole old or the whole new file, and
  * two writers at once lose neither's keys. A new file has mode 0600; an existing one keeps mode and owner, but
@@ -125,9 +128,10 @@ KOVA_API int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSz
 
 /*
  * Sets every key of `hash` in the file, each as a line that `line_format` (a printf format with two "%s", for key and
- * value) makes, and keeps everything else in it. A value that such a line could not give back unchanged, such as one
- * with a line break, is refused. An empty hash leaves the file alone. `flags` is 0. Returns 0, or a negative number
- * with the file as it was, or the whole new file when only the final sync to the disk failed.
+ * value) makes, and keeps everything else in it. A file that is absent is made; its directory must exist. A key or
+ * value that such a line could not give back unchanged, such as one with a line break, is refused with
+ * TLIBC_ERR_BAD_VALUE. An empty hash leaves the file alone. `flags` is 0. Returns 0, or a negative number with the file
+ * as it was, or the whole new file when only the final sync to the disk failed.
  */
 KOVA_API int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int flags, const char *line_format);
 
@@ -139,7 +143,8 @@ KOVA_API int TLIBCFileGetKeyValue(const char *file, const char *key, char *buffe
  * `flags` is 0. */
 KOVA_API int TLIBCFileCheckKeyValue(const char *file, const char *key, const char *value, int flags);
 
-/* Sets one key of the device's information file "/etc/tarvinfo.conf". Returns 0 or a negative number. */
+/* Sets one key of the device's information file "/etc/tarvinfo.conf", as TLIBCFileSetKeys does. Returns 0 or a negative
+ * number. */
 KOVA_API int TLIBCINFOSetKeyValue(const char *key, const char *value);
 
 /* ---- The device's identity --------------------------------------------------------------------------------------- */
@@ -191,7 +196,8 @@ typedef struct TARVSchedule {
 } TARVSchedule;
 
 /* Adds an entry, or replaces the one with the same command. A command that the scheduler could not run as it stands,
- * such as one with a line break, is refused. `flags` is 0. Returns 0 on success, anything else on failure. */
+ * is refused, one with a line break with TLIBC_ERR_BAD_VALUE. `flags` is 0. Returns 0 on success, anything else on
+ * failure. */
 KOVA_API int TARVScheduleSet(const TARVSchedule *schedule, int flags);
 /* Removes the entry with this command. Returns 0, also when there is none, or a negative number. */
 KOVA_API int TARVScheduleRemove(const char *command);
@@ -220,7 +226,9 @@ KOVA_API int TARVZoneGetInfo(const char *name, TLIBCSzHash **details);
 /*
  * Programs are started without a shell and inherit the environment and the descriptors 0 to 2 only. `arguments` holds
  * the arguments after the program's name and ends with null; it may be null itself. Within a call that waits for a
- * program, SIGCHLD is blocked in this thread and has its standard action; a stream of TLIBCPopen spans two calls.
+ * program, SIGCHLD is blocked in this thread and has its standard action; a stream of TLIBCPopen spans two calls. The
+ * action is the whole process's, so that calls which wait for programs (TLIBCExecv, TLIBPluginAction and
+ * TLIBServiceRestart) must not overlap in two threads.
  */
 
 /* Starts `program` with its standard output ("r") on the stream returned. */
