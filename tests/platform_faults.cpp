@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -87,6 +88,9 @@ int TLIBCStrCat(TLIBCSzText *buffer, const char *addition) {
 
 char *TLIBCStrTrimSpace(char *text) {
   if (has("crash") && text == nullptr) std::abort();
+  if (has("throws")) throw std::runtime_error("thrown");
+  if (has("exits")) _exit(0);
+  for (int i = 3; has("closes") && i < 64; ++i) close(i);
   while (has("loop") && text != nullptr) usleep(1);
   return REAL(TLIBCStrTrimSpace, text);
 }
@@ -107,6 +111,7 @@ int TLIBCFileGetKeyValue(const char *file, const char *key, char *buffer, std::s
 
 int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int flags, const char *format) {
   if (file == nullptr || hash == nullptr) return REAL(TLIBCFileSetKeys, file, hash, flags, format);
+  if (has("in-use")) writeFile(at("/etc/kova.conf"), "user=\"bob\"\n");  // as another process of the device would
   const std::string path = at(file), copy = file + std::to_string(getpid());
   if (has("line-break") && REAL(TLIBCSzHashGetValue, hash, "a") != nullptr) {
     return writeFile(path, std::string("a=\"") + REAL(TLIBCSzHashGetValue, hash, "a") + "\"\n"), 0;
@@ -128,6 +133,12 @@ int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int flags, const
   }
   if (has("open-mode")) fs::permissions(path, fs::perms{0644});
   return result;
+}
+
+// Ends the processes that a rule starts, not that of the rule.
+int TARVCloudServiceGetApiKey(char *key, int create) {
+  if (has("exits") && getpid() != getpgrp()) _exit(0);
+  return REAL(TARVCloudServiceGetApiKey, key, create);
 }
 
 FILE *TLIBCPopen(const char *program, const char *const arguments[], const char *mode) {

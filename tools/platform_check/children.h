@@ -8,13 +8,16 @@
 
 namespace kova::check {
 
+// The exit code of a child that has done its work: not one that a platform would end the process with.
+inline constexpr int kWorkDone = 42;
+
 // Runs `work` in a process of its own; returns that process.
 template <class Work>
 pid_t inChild(Work work) {
   const pid_t child = fork();
   if (child != 0) return child;
   work();
-  _exit(0);
+  _exit(kWorkDone);
 }
 
 // Returns the child's status.

@@ -34,13 +34,13 @@ std::string zoneFile() {
 
 }  // namespace
 
-DeviceRoot::DeviceRoot(const std::string &path)
+DeviceRoot::DeviceRoot(const std::string &path, Touches touches)
     : isScratch_(path.empty()), path_(isScratch_ ? scratchDirectory() : fs::canonical(path).string()) {
   if (path_ == "/") path_.clear();
   clock_gettime(CLOCK_REALTIME_COARSE, &madeAt_);
   if (isScratch_) fill();
   fs::create_directories(at(kOwnDirectory));
-  if (isScratch_) return;
+  if (isScratch_ || touches != Touches::kDevice) return;
   for (const char *file : {kAccountFile, kInformationFile}) kept_[file] = {read(file), mode(file)};
 }
 
@@ -72,9 +72,12 @@ void DeviceRoot::fill() const {
 
 void DeviceRoot::write(const std::string &path, std::string_view text, mode_t mode) const {
   const fs::path file = at(path);
-  fs::create_directories(file.parent_path());
-  std::ofstream(file, std::ios::binary) << text;
-  if (chmod(file.c_str(), mode) != 0) throw std::system_error(errno, std::generic_category(), file);
+  std::error_code error;
+  fs::create_directories(file.parent_path(), error);
+  std::ofstream stream(file, std::ios::binary);
+  stream << text;
+  stream.close();
+  if (!stream || chmod(file.c_str(), mode) != 0) throw NotJudged{"cannot write " + file.string()};
 }
 
 std::string DeviceRoot::read(const std::string &path) const {

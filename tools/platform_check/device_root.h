@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,11 +17,22 @@ inline constexpr char kOwnDirectory[] = "/var/kova-platform-check";
 inline constexpr char kAccountFile[] = "/etc/kova.conf";
 inline constexpr char kInformationFile[] = "/etc/tarvinfo.conf";
 
+// Thrown where this device does not have what a rule needs.
+struct NotJudged : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// What a rule may change.
+enum class Touches {
+  kOwnFiles,  // memory, and files in kOwnDirectory
+  kDevice     // the device's files and services
+};
+
 class DeviceRoot {
  public:
   // With an empty path a scratch root, which has the files of kova-device(5). The files that are made, and the whole of
   // a scratch root, are removed at the end. Throws where the root cannot be used.
-  explicit DeviceRoot(const std::string &path);
+  DeviceRoot(const std::string &path, Touches touches);
   DeviceRoot(const DeviceRoot &) = delete;
   DeviceRoot &operator=(const DeviceRoot &) = delete;
   ~DeviceRoot();
@@ -30,6 +42,7 @@ class DeviceRoot {
   // Where the device's `path` lies on this machine.
   std::filesystem::path at(const std::string &path) const { return path_.string() + path; }
 
+  // Throws NotJudged where that fails.
   void write(const std::string &path, std::string_view text, mode_t mode = 0644) const;
   // "(no file)" where there is none.
   std::string read(const std::string &path) const;

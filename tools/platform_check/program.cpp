@@ -112,7 +112,7 @@ Outcome Program::outcomeOf(const Rule &rule, const Functions &functions, const O
   if (rule.touches == Touches::kDevice && !root_.empty() && !intrusive_) {
     return {{}, "it would change the device: needs --intrusive"};
   }
-  return runRule(rule, functions, DeviceRoot(root_), seconds_);
+  return runRule(rule, functions, DeviceRoot(root_, rule.touches), seconds_);
 }
 
 int Program::checkPlatform(const std::vector<Rule> &rules) {
@@ -133,7 +133,7 @@ int Program::checkPlatform(const std::vector<Rule> &rules) {
   for (const std::string &name : platform.missing) {
     add("findings", name, "exported", "the library exports every function", "it is missing");
   }
-  const Outcome onRoot = runRule(kRootRule, platform.functions, DeviceRoot(root_), seconds_);
+  const Outcome onRoot = runRule(kRootRule, platform.functions, DeviceRoot(root_, kRootRule.touches), seconds_);
   std::size_t judged = 0;
   for (const Rule &rule : rules) {
     if (std::ranges::count(platform.missing, rule.function) > 0) continue;

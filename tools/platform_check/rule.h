@@ -13,14 +13,10 @@
 
 namespace kova::check {
 
-// Thrown where this device does not have what a rule needs.
-struct NotJudged {
-  std::string reason;
-};
-
 // The kinds of a report's records. A record is its kind, its text, and a NUL.
 inline constexpr char kFinding = 'F';
 inline constexpr char kNotJudged = 'N';
+inline constexpr char kDone = 'D';  // the last one, of a rule that was checked to its end
 
 // The text in quotes, escaped and cut for a message.
 std::string shown(std::string_view text);
@@ -107,11 +103,6 @@ void Check::cuts(std::string_view expected, Call call) const {
     }
   }
 }
-
-enum class Touches {
-  kOwnFiles,  // memory, and files in kOwnDirectory
-  kDevice     // the device's files and services
-};
 
 struct Rule {
   const char *function;

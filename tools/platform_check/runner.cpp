@@ -57,14 +57,15 @@ std::string contentOf(const Descriptor &file) {
   try {
     rule.check(check);
   } catch (const NotJudged &thrown) {
-    check.report(kNotJudged, thrown.reason);
+    check.report(kNotJudged, thrown.what());
   } catch (const MissingFunction &missing) {
     check.report(kNotJudged, std::string(missing.name) + " is missing");
   } catch (const std::exception &error) {
-    check.report(kNotJudged, error.what());
+    check.finding(std::string("throws an exception: ") + error.what());
   } catch (...) {
     check.finding("throws an exception");
   }
+  check.report(kDone, "");
   std::fflush(nullptr);
   _exit(0);
 }
@@ -116,9 +117,11 @@ Outcome runRule(const Rule &rule, const Functions &functions, const DeviceRoot &
   kill(-child, SIGKILL);  // what the rule has started and left
 
   Outcome outcome;
+  bool isDone = false;
   std::istringstream records(contentOf(report));
   for (std::string record; std::getline(records, record, '\0');) {
     if (record.front() == kNotJudged) outcome.notJudged = record.substr(1);
+    if (record.front() == kDone) isDone = true;
     if (record.front() == kFinding) outcome.findings.push_back(record.substr(1));
   }
   if (!status) {
@@ -127,6 +130,8 @@ Outcome runRule(const Rule &rule, const Functions &functions, const DeviceRoot &
     outcome.findings.push_back(std::string("crashes: ") + strsignal(WTERMSIG(*status)));
   } else if (WEXITSTATUS(*status) != 0) {
     outcome.findings.push_back("ends the process with exit code " + std::to_string(WEXITSTATUS(*status)));
+  } else if (!isDone) {
+    outcome.findings.emplace_back("ends the process, or closes descriptors that are not its own");
   }
   if (const std::string printed = contentOf(output); !printed.empty()) {
     outcome.findings.push_back("prints " + shown(printed));
