@@ -117,6 +117,7 @@ Outcome Program::outcomeOf(const Rule &rule, const Functions &functions, const O
 
 int Program::checkPlatform(const std::vector<Rule> &rules) {
   const Platform platform = loadPlatform(library_);
+  holdSignals();
   Json::Value json;
   json["findings"] = json["not_judged"] = Json::Value(Json::arrayValue);
   const auto add = [&](const char *array, const std::string &function, const std::string &rule, const char *sentence,
@@ -167,7 +168,6 @@ int Program::answer(int argc, char **argv) try {
   }
   const std::vector<Rule> rules = chosenRules();
   if (list_) return list(rules);
-  holdSignals();
   return checkPlatform(rules);
 } catch (const CLI::ParseError &error) {
   return fail(kWrongUsage, error.what());

@@ -25,7 +25,11 @@ namespace {
 sigset_t heldSignals() {
   sigset_t signals;
   sigemptyset(&signals);
-  for (const int signal : {SIGCHLD, SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+  for (const int signal : {SIGCHLD, SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) {
+    struct sigaction action = {};
+    sigaction(signal, nullptr, &action);
+    if (action.sa_handler != SIG_IGN) sigaddset(&signals, signal);
+  }
   return signals;
 }
 
@@ -91,9 +95,9 @@ std::optional<int> waitFor(pid_t child, int seconds) {
 }  // namespace
 
 void holdSignals() {
+  std::signal(SIGCHLD, SIG_DFL);  // else the rules would leave no status
   const sigset_t signals = heldSignals();
   sigprocmask(SIG_BLOCK, &signals, nullptr);
-  std::signal(SIGCHLD, SIG_DFL);  // else the rules would leave no status
 }
 
 void endBySignal(int signal) {

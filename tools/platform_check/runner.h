@@ -18,7 +18,8 @@ struct Interrupted {
   int signal;
 };
 
-// Blocks the signals that end this program, so that runRule can throw them as Interrupted.
+// Blocks the signals that end this program, except those that it was started to ignore, so that runRule can throw them
+// as Interrupted. The library must be loaded then: a signal could not end one that does not come back.
 void holdSignals();
 
 // Ends this program by the signal itself.
