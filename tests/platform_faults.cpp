@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -38,6 +39,7 @@ std::string lastValue;
 }  // namespace
 
 int KovaDevicePath(const char *path, char *buffer, std::size_t size) {
+  if (has("root-printing")) std::puts("root");
   const int length = REAL(KovaDevicePath, path, buffer, size);
   if (has("root-ignored") && length > 0) std::strcpy(buffer, path);
   return length;
@@ -91,6 +93,7 @@ char *TLIBCStrTrimSpace(char *text) {
   if (has("throws")) throw std::runtime_error("thrown");
   if (has("exits")) _exit(0);
   for (int i = 3; has("closes") && i < 64; ++i) close(i);
+  while (has("flood") && std::fputs(std::string(4096, 'x').c_str(), stdout) >= 0) continue;
   while (has("loop") && text != nullptr) usleep(1);
   return REAL(TLIBCStrTrimSpace, text);
 }
@@ -112,6 +115,7 @@ int TLIBCFileGetKeyValue(const char *file, const char *key, char *buffer, std::s
 int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int flags, const char *format) {
   if (file == nullptr || hash == nullptr) return REAL(TLIBCFileSetKeys, file, hash, flags, format);
   if (has("in-use")) writeFile(at("/etc/kova.conf"), "user=\"bob\"\n");  // as another process of the device would
+  if (has("killed") && std::strcmp(file, "/etc/kova.conf") == 0) kill(getppid(), SIGKILL), _exit(0);
   const std::string path = at(file), copy = file + std::to_string(getpid());
   if (has("line-break") && REAL(TLIBCSzHashGetValue, hash, "a") != nullptr) {
     return writeFile(path, std::string("a=\"") + REAL(TLIBCSzHashGetValue, hash, "a") + "\"\n"), 0;

@@ -1,14 +1,14 @@
 #include "platform_check/device_root.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <system_error>
-
-#include "base/descriptor.h"
 
 namespace kova::check {
 namespace {
@@ -34,27 +34,48 @@ std::string zoneFile() {
 
 }  // namespace
 
+KeptFile::KeptFile(const fs::path &file) : file_(file), kept_(file.string() + kKeptEnd) {
+  if (fs::exists(fs::symlink_status(kept_))) {
+    throw std::runtime_error(kept_.string() + " is left of a check that was killed: move it back to " + file_.string());
+  }
+  if (!fs::exists(fs::symlink_status(file_))) return;
+  const fs::path copy = kept_.string() + ".new";
+  fs::copy_file(file_, copy, fs::copy_options::overwrite_existing);
+  std::error_code error, ignored;
+  fs::create_hard_link(file_, kept_, error);
+  if (!error) fs::rename(copy, file_, error);
+  if (!error) return;
+  for (const fs::path &made : {copy, kept_}) fs::remove(made, ignored);
+  throw fs::filesystem_error("cannot keep", file_, error);
+}
+
+KeptFile::~KeptFile() {
+  std::error_code error;
+  fs::rename(kept_, file_, error);
+  if (error == std::errc::no_such_file_or_directory) fs::remove(file_, error);
+}
+
 DeviceRoot::DeviceRoot(const std::string &path, Touches touches)
     : isScratch_(path.empty()), path_(isScratch_ ? scratchDirectory() : fs::canonical(path).string()) {
   if (path_ == "/") path_.clear();
   clock_gettime(CLOCK_REALTIME_COARSE, &madeAt_);
+  if (!isScratch_ && touches == Touches::kDevice) {
+    for (const char *file : {kAccountFile, kInformationFile}) kept_.emplace_back(at(file));
+  }
   if (isScratch_) fill();
   fs::create_directories(at(kOwnDirectory));
-  if (isScratch_ || touches != Touches::kDevice) return;
-  for (const char *file : {kAccountFile, kInformationFile}) kept_[file] = {read(file), mode(file)};
 }
 
 DeviceRoot::~DeviceRoot() {
   std::error_code error;
-  for (const auto &[file, kept] : kept_) {
-    if (kept.mode == kNoFile) {
-      fs::remove(at(file), error);
-    } else if (read(file) != kept.text || mode(file) != kept.mode) {
-      std::ofstream(at(file), std::ios::binary) << kept.text;
-      chmod(at(file).c_str(), kept.mode);
-    }
-  }
   fs::remove_all(isScratch_ ? path_ : at(kOwnDirectory), error);
+}
+
+Descriptor lockedRoot(const std::string &path) {
+  Descriptor root = openDirectory(path);
+  if (!root) throw std::system_error(errno, std::generic_category(), path);
+  if (flock(root.get(), LOCK_EX | LOCK_NB) != 0) throw std::runtime_error("another check is running on " + path);
+  return root;
 }
 
 void DeviceRoot::fill() const {
@@ -78,6 +99,10 @@ void DeviceRoot::write(const std::string &path, std::string_view text, mode_t mo
   stream << text;
   stream.close();
   if (!stream || chmod(file.c_str(), mode) != 0) throw NotJudged{"cannot write " + file.string()};
+  // A file system that is mounted with "noexec" refuses it.
+  if ((mode & S_IXUSR) != 0 && access(file.c_str(), X_OK) != 0) {
+    throw NotJudged{"no program can be started from " + file.parent_path().string()};
+  }
 }
 
 std::string DeviceRoot::read(const std::string &path) const {

@@ -4,11 +4,13 @@
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <map>
+#include <list>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "base/descriptor.h"
 
 namespace kova::check {
 
@@ -27,6 +29,25 @@ enum class Touches {
   kOwnFiles,  // memory, and files in kOwnDirectory
   kDevice     // the device's files and services
 };
+
+// A file of the device that rules may change. While this object lives, the file itself has another name and a copy is
+// in its place; at each moment one of the two names has the whole file.
+inline constexpr char kKeptEnd[] = ".kova-platform-check";
+class KeptFile {
+ public:
+  // Throws where that cannot be.
+  explicit KeptFile(const std::filesystem::path &file);
+  KeptFile(const KeptFile &) = delete;
+  KeptFile &operator=(const KeptFile &) = delete;
+  ~KeptFile();
+
+ private:
+  const std::filesystem::path file_;
+  const std::filesystem::path kept_;
+};
+
+// Locks the root directory of a device until the descriptor is closed. Throws where another check has locked it.
+Descriptor lockedRoot(const std::string &path);
 
 class DeviceRoot {
  public:
@@ -57,12 +78,7 @@ class DeviceRoot {
   const bool isScratch_;
   std::filesystem::path path_;
   timespec madeAt_{};
-  // Of a root that was given: files that rules change, as they were.
-  struct Kept {
-    std::string text;
-    mode_t mode;
-  };
-  std::map<std::string, Kept> kept_;
+  std::list<KeptFile> kept_;  // of a root that was given
 };
 
 }  // namespace kova::check

@@ -1,7 +1,7 @@
 // Device root and last error.
 #include <cstdlib>
 
-#include "platform_check/rule.h"
+#include "platform_check/key_file.h"
 
 namespace kova::check {
 namespace {
@@ -14,9 +14,12 @@ std::string devicePath(const Check &check, const char *path) {
 }
 
 constexpr Rule kRules[] = {
-    {"KovaDevicePath", "root", "puts the directory of KOVA_DEVICE_ROOT in front",
+    {kRootRule.function, kRootRule.name,
+     "puts the directory of KOVA_DEVICE_ROOT in front, also for the other functions",
      [](const Check &check) {
-       check.equal(devicePath(check, "/etc/kova.conf"), check.root.at("/etc/kova.conf").string(), "the path");
+       check.equal(devicePath(check, kAccountFile), check.root.at(kAccountFile).string(), "the path");
+       setKeys(check, {{"key", "value"}});
+       check.expect(check.root.read(kKeyFile) != "(no file)", "the key file is elsewhere");
      }},
     {"KovaDevicePath", "no-root", "an unset or empty KOVA_DEVICE_ROOT is \"/\"",
      [](const Check &check) {

@@ -9,27 +9,27 @@
 #include "common/command_line.h"
 #include "common/suggestion.h"
 #include "common/terminal_text.h"
-#include "platform_check/key_file.h"
 #include "platform_check/runner.h"
 
 namespace kova::check {
 namespace {
 
+std::string notEmpty(const std::string &value) {
+  return value.empty() ? "must not be empty" : "";
+}
+
 constexpr char kFooter[] =
     "Without --root the rules are checked on a scratch root, which is made, filled and removed for each of them.\n"
-    "With --root they make files in its /var/kova-platform-check, which is removed, and leave the rest alone. With\n"
-    "--intrusive as well they change the device: /etc/kova.conf and /etc/tarvinfo.conf, which are then as they were;\n"
-    "entries of the scheduler, which are removed; an event in its log; a notification; a new API key, which is\n"
-    "registered with the service and stays. The device should not be in use meanwhile.";
-
-// What must hold before rules may touch what would be the device's own in a root that the platform does not honour.
-constexpr Rule kRootRule{"KovaDevicePath", "", "", [](const Check &check) {
-                           char path[4096] = "";
-                           check->KovaDevicePath(kAccountFile, path, sizeof path);
-                           check.equal(path, check.root.at(kAccountFile).string(), "the path");
-                           setKeys(check, {{"key", "value"}});
-                           check.expect(check.root.read(kKeyFile) != "(no file)", "the key file is elsewhere");
-                         }};
+    "With --root they make files in its /var/kova-platform-check, which is removed (but not a /var that was made for\n"
+    "it), and leave the rest alone. With --intrusive as well they change the device: /etc/kova.conf and\n"
+    "/etc/tarvinfo.conf, which are then as they were; entries of the scheduler, which are removed; an event in its "
+    "log;\n"
+    "a notification; a new API key, which is registered with the service and stays. What the platform makes for these\n"
+    "stays, too, such as lock files and empty directories. While such a rule is checked, the two files themselves "
+    "have\n"
+    "the names /etc/kova.conf.kova-platform-check and /etc/tarvinfo.conf.kova-platform-check: move them back where "
+    "the\n"
+    "check was killed. The device should not be in use meanwhile.";
 
 std::string fullName(const Rule &rule) {
   return std::string(rule.function) + "/" + rule.name;
@@ -37,6 +37,10 @@ std::string fullName(const Rule &rule) {
 
 bool isNamed(const Rule &rule, const std::string &name) {
   return name == rule.function || name == rule.name || name == fullName(rule);
+}
+
+bool isRootRule(const Rule &rule) {
+  return rule.function == std::string_view(kRootRule.function) && rule.name == std::string_view(kRootRule.name);
 }
 
 std::string counted(std::size_t count, const char *what) {
@@ -50,8 +54,9 @@ Program::Program()
   app_->name("kova-platform-check");
   addVersionOption(*app_);
   app_->add_option("PLATFORM", library_, "The library to check; else the platform that this program is linked with")
-      ->type_name("FILE");
-  app_->add_option("--root", root_, "The device's root directory, such as /")->type_name("DIR");
+      ->type_name("FILE")
+      ->check(notEmpty);
+  app_->add_option("--root", root_, "The device's root directory, such as /")->type_name("DIR")->check(notEmpty);
   app_->add_flag("--intrusive", intrusive_, "With --root: check also what changes the device")->needs("--root");
   app_->add_flag("--list", list_, "Print the rules and check nothing");
   app_->add_option("--only", only_, "The functions or rules to check, such as TLIBCPopen, null or TLIBCPopen/null")
@@ -85,9 +90,12 @@ std::vector<Rule> Program::chosenRules() const {
     for (const Rule &rule : rules) names.insert(names.end(), {rule.function, rule.name, fullName(rule)});
     throw CLI::ValidationError("--only", "there is no function or rule \"" + name + "\"" + suggestionFor(name, names));
   }
-  std::erase_if(rules, [&](const Rule &rule) {
-    return !only_.empty() && std::ranges::none_of(only_, [&](const std::string &name) { return isNamed(rule, name); });
-  });
+  const auto isChosen = [&](const Rule &rule) {
+    return only_.empty() || std::ranges::any_of(only_, [&](const std::string &name) { return isNamed(rule, name); });
+  };
+  const bool needsRoot =
+      std::ranges::any_of(rules, [&](const Rule &rule) { return rule.touches == Touches::kDevice && isChosen(rule); });
+  std::erase_if(rules, [&](const Rule &rule) { return !isChosen(rule) && !(needsRoot && isRootRule(rule)); });
   return rules;
 }
 
@@ -107,7 +115,9 @@ int Program::list(const std::vector<Rule> &rules) const {
 Outcome Program::outcomeOf(const Rule &rule, const Functions &functions, const Outcome &onRoot) const {
   if (rule.touches == Touches::kDevice && !onRoot.notJudged.empty()) return {{}, onRoot.notJudged};
   if (rule.touches == Touches::kDevice && !onRoot.findings.empty()) {
-    return {{}, "the platform does not honour KOVA_DEVICE_ROOT; on the device itself use --root /"};
+    return {{},
+            std::string(kRootRule.function) + "/" + kRootRule.name +
+                " must hold first; without KOVA_DEVICE_ROOT check on the device, with --root /"};
   }
   if (rule.touches == Touches::kDevice && !root_.empty() && !intrusive_) {
     return {{}, "it would change the device: needs --intrusive"};
@@ -117,6 +127,7 @@ Outcome Program::outcomeOf(const Rule &rule, const Functions &functions, const O
 
 int Program::checkPlatform(const std::vector<Rule> &rules) {
   const Platform platform = loadPlatform(library_);
+  const Descriptor lock = root_.empty() ? Descriptor() : lockedRoot(root_);
   holdSignals();
   Json::Value json;
   json["findings"] = json["not_judged"] = Json::Value(Json::arrayValue);
@@ -134,11 +145,12 @@ int Program::checkPlatform(const std::vector<Rule> &rules) {
   for (const std::string &name : platform.missing) {
     add("findings", name, "exported", "the library exports every function", "it is missing");
   }
-  const Outcome onRoot = runRule(kRootRule, platform.functions, DeviceRoot(root_, kRootRule.touches), seconds_);
+  Outcome onRoot{{}, std::string(kRootRule.function) + " is missing"};
   std::size_t judged = 0;
   for (const Rule &rule : rules) {
     if (std::ranges::count(platform.missing, rule.function) > 0) continue;
     const Outcome outcome = outcomeOf(rule, platform.functions, onRoot);
+    if (isRootRule(rule)) onRoot = outcome;
     for (const std::string &text : outcome.findings) add("findings", rule.function, rule.name, rule.sentence, text);
     if (!outcome.notJudged.empty()) add("not_judged", rule.function, rule.name, rule.sentence, outcome.notJudged);
     if (outcome.notJudged.empty() || !outcome.findings.empty()) ++judged;

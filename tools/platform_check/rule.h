@@ -112,7 +112,14 @@ struct Rule {
   Touches touches = Touches::kOwnFiles;
 };
 
-// By group of functions.
+// What must hold before rules may touch what would be the device's own in a root that the platform does not honour.
+struct RuleName {
+  const char *function;
+  const char *name;
+};
+inline constexpr RuleName kRootRule{"KovaDevicePath", "root"};
+
+// By group of functions; kRootRule is the first of all.
 std::span<const Rule> pathRules();
 std::span<const Rule> containerRules();
 std::span<const Rule> textRules();

@@ -22,6 +22,8 @@
 namespace kova::check {
 namespace {
 
+constexpr rlim_t kLargestFile = 16 << 20;
+
 sigset_t heldSignals() {
   sigset_t signals;
   sigemptyset(&signals);
@@ -53,6 +55,9 @@ std::string contentOf(const Descriptor &file) {
   sigprocmask(SIG_UNBLOCK, &signals, nullptr);
   const rlimit noCore{0, 0};
   setrlimit(RLIMIT_CORE, &noCore);
+  // What is printed lies in memory. The device's own files, such as its log, may be larger.
+  const rlimit largest{kLargestFile, kLargestFile};
+  if (root.isScratch() || rule.touches == Touches::kOwnFiles) setrlimit(RLIMIT_FSIZE, &largest);
   const Descriptor nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
   dup2(nothing.get(), STDIN_FILENO);
   for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) dup2(output, stream);
