@@ -112,6 +112,18 @@ int TLIBCFileGetKeyValue(const char *file, const char *key, char *buffer, std::s
   return length;
 }
 
+int TLIBCFileGetKeys(const char *file, const TLIBCSzList *keys, TLIBCSzHash *hash, const char *separator) {
+  if (!has("key-by-key")) return REAL(TLIBCFileGetKeys, file, keys, hash, separator);
+  int count = 0;
+  for (std::size_t i = 0; i < TLIBCSzListCount(keys); ++i) {
+    TLIBCSzList *key = TLIBCSzListAlloc(1);
+    TLIBCSzListPush(key, TLIBCSzListGet(keys, i));
+    count += REAL(TLIBCFileGetKeys, file, key, hash, separator);
+    TLIBCSzListFree(key);
+  }
+  return count;
+}
+
 int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int flags, const char *format) {
   if (file == nullptr || hash == nullptr) return REAL(TLIBCFileSetKeys, file, hash, flags, format);
   if (has("in-use")) writeFile(at("/etc/kova.conf"), "user=\"bob\"\n");  // as another process of the device would
@@ -135,6 +147,7 @@ int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int flags, const
     const std::string text = readFile(path);
     if (text.starts_with('#')) writeFile(path, text.substr(text.find('\n') + 1));
   }
+  if (has("group-lost")) chown(path.c_str(), -1, 0);
   if (has("open-mode")) fs::permissions(path, fs::perms{0644});
   return result;
 }
@@ -153,7 +166,12 @@ FILE *TLIBCPopen(const char *program, const char *const arguments[], const char 
 }
 
 int TLIBCExecv(const char *program, const char *const arguments[], int wait) {
+  if (has("environment-lost")) unsetenv("INHERITED");
+  if (has("stream-lost")) close(STDERR_FILENO);
   const int result = REAL(TLIBCExecv, program, arguments, wait);
+  sigset_t all;
+  sigfillset(&all);
+  if (has("mask-left")) sigprocmask(SIG_BLOCK, &all, nullptr);
   return has("wait-status") && result > 0 ? result << 8 : result;
 }
 

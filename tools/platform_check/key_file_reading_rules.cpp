@@ -1,4 +1,9 @@
 // Reading key files.
+#include <csignal>
+#include <filesystem>
+#include <system_error>
+
+#include "platform_check/children.h"
 #include "platform_check/key_file.h"
 
 namespace kova::check {
@@ -14,6 +19,17 @@ void reads(const Check &check, std::string_view text, const Hash::Pairs &expecte
 
 int getKeyValue(const Check &check, const char *key, std::string &buffer, const std::string &file = kKeyFile) {
   return check->TLIBCFileGetKeyValue(file.c_str(), key, buffer.data(), buffer.size(), 0);
+}
+
+// Puts a new key file, with this value for each key, in the place of the one that is there.
+void replace(const Check &check, const std::vector<std::string> &keys, const std::string &value) {
+  std::string text;
+  for (const std::string &key : keys) text += key + "=" + value + "\n";
+  const std::string other = kKeyFile + ".new";
+  check.root.write(other, text);
+  std::error_code error;
+  std::filesystem::rename(check.root.at(other), check.root.at(kKeyFile), error);
+  if (error) throw NotJudged{"cannot replace " + check.root.at(kKeyFile).string()};
 }
 
 constexpr Rule kRules[] = {
@@ -73,6 +89,35 @@ constexpr Rule kRules[] = {
            "a call", [&] { return check->TLIBCFileGetKeys(kKeyFile.c_str(), keys.get(), hash.get(), "="); });
        check.equal(count, 3, "the number returned");
        check.equal(hash.text(), "other=kept;absent=kept;a=1;c=3;b=2;", "the hash");
+     }},
+    {"TLIBCFileGetKeys", "whole", "the keys are of one state of a file that is replaced meanwhile",
+     [](const Check &check) {
+       constexpr int kReads = 2000, kChanges = 100;
+       std::vector<std::string> names;
+       for (int i = 0; i < 200; ++i) names.push_back("key" + std::to_string(i));
+       replace(check, names, "0");
+       const pid_t writer = inChild([&] {
+         for (int turn = 0;; ++turn) replace(check, names, std::to_string(turn % 10));
+       });
+       const List keys(check, names);
+       std::string before;
+       for (int read = 0, changes = 0; read < kReads && changes < kChanges; ++read) {
+         const Hash hash(check);
+         check->TLIBCFileGetKeys(kKeyFile.c_str(), keys.get(), hash.get(), "=");
+         std::string values;
+         for (const std::string &name : names) {
+           const char *value = check->TLIBCSzHashGetValue(hash.get(), name.c_str());
+           values += value != nullptr ? *value : '?';
+         }
+         if (values.find_first_not_of(values[0]) != std::string::npos || values[0] == '?') {
+           check.finding("the values of one call: " + shown(values));
+           break;
+         }
+         if (values != before) ++changes;
+         before = values;
+       }
+       kill(writer, SIGKILL);
+       waitForChild(writer);
      }},
     {"TLIBCFileGetKeys", "no-file", "a file that is absent is a failure",
      [](const Check &check) {

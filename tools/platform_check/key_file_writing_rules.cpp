@@ -136,7 +136,7 @@ constexpr Rule kRules[] = {
          check.equal(octal(check.root.mode(file)), "600", "the mode");
        }
      }},
-    {"TLIBCFileSetKeys", "existing-mode", "an existing file keeps mode and owner",
+    {"TLIBCFileSetKeys", "existing-mode", "an existing file keeps mode, owner and group",
      [](const Check &check) {
        constexpr uid_t kOwner = 1;
        for (const mode_t mode : {0600, 0640, 0644, 0666}) {
@@ -147,6 +147,7 @@ constexpr Rule kRules[] = {
          struct stat status = {};
          stat(check.root.at(kKeyFile).c_str(), &status);
          if (isGiven) check.equal(status.st_uid, kOwner, "the owner");
+         if (isGiven) check.equal(status.st_gid, kOwner, "the group");
        }
      }},
     {"TLIBCFileSetKeys", "account-file", "\"/etc/kova.conf\" is closed to its group and others",

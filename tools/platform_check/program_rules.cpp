@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/descriptor.h"
 #include "platform_check/rule.h"
 
 namespace kova::check {
@@ -125,6 +126,19 @@ constexpr Rule kRules[] = {
        check.equal(execute(check, path, kArguments), 0, "the exit code");
        check.equal(check.root.read(path + ".out"), kShownArguments, "the arguments");
      }},
+    {"TLIBCExecv", "inherited", "the program inherits the environment and the descriptors 0 to 2",
+     [](const Check &check) {
+       const std::string path = program(check, "read -r line; echo \"$line $INHERITED\"; echo error >&2");
+       check.root.write(path + ".in", "line\n");
+       check.root.write(path + ".out", "");
+       const Descriptor input(open(check.root.at(path + ".in").c_str(), O_RDONLY | O_CLOEXEC));
+       const Descriptor output(open(check.root.at(path + ".out").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+       dup2(input.get(), STDIN_FILENO);
+       for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) dup2(output.get(), stream);
+       setenv("INHERITED", "of the caller", 1);
+       execute(check, path);
+       check.equal(check.root.read(path + ".out"), "line of the caller\nerror\n", "what the program reads and writes");
+     }},
     {"TLIBCExecv", "exit-code", "returns the exit code, or 128 and the number of the signal",
      [](const Check &check) {
        for (const auto &[commands, expected] :
@@ -174,6 +188,19 @@ constexpr Rule kRules[] = {
        struct sigaction now = {};
        sigaction(SIGCHLD, nullptr, &now);
        check.expect(now.sa_handler == SIG_IGN, "the caller's action for SIGCHLD is not the same as before");
+     }},
+    {"TLIBCExecv", "signal-mask", "the caller's signal mask is then as before",
+     [](const Check &check) {
+       const std::string path = program(check, "exit 0");
+       for (const int how : {SIG_UNBLOCK, SIG_BLOCK}) {
+         sigset_t signals, now;
+         sigemptyset(&signals);
+         sigaddset(&signals, SIGCHLD);
+         sigprocmask(how, &signals, nullptr);
+         execute(check, path);
+         sigprocmask(SIG_BLOCK, nullptr, &now);
+         check.equal(sigismember(&now, SIGCHLD), how == SIG_BLOCK ? 1 : 0, "whether SIGCHLD is blocked");
+       }
      }},
     {"TLIBCExecv", "null", "null is a failure",
      [](const Check &check) { check.refusesNull([&] { return check->TLIBCExecv(nullptr, nullptr, 1); }); }},
