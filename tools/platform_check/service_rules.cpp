@@ -110,7 +110,7 @@ constexpr Rule kRules[] = {
        int32_t needed = 0;
        const auto get = [&](std::size_t size) { return check->TARVZoneGet(buffer.data(), size, &needed); };
        if (get(buffer.size()) < 0) throw NotJudged{"the device has no time zone"};
-       const std::string name = buffer.c_str();
+       const std::string name = buffer.substr(0, buffer.find('\0'));
        check.succeeds("a buffer that is just large enough", [&] { return get(name.size() + 1); });
        for (const std::size_t size : {name.size(), std::size_t{1}}) {
          needed = 0;
