@@ -1,6 +1,8 @@
 // The exit codes.
 #pragma once
 
+#include "common/exit_codes.h"
+
 namespace kova::center {
 
 inline constexpr int kFailure = 1;
@@ -9,12 +11,7 @@ inline constexpr int kWrongUsage = 2;
 inline constexpr int kCannotRun = 126;
 inline constexpr int kNotFound = 127;
 
-struct ExitCodeMeaning {
-  int code;
-  const char *meaning;
-};
-
-inline constexpr ExitCodeMeaning kExitCodes[] = {
+inline constexpr ExitCodeMeaning<int> kExitCodes[] = {
     {0, "success"},
     {kFailure, "failure"},
     {kWrongUsage, "wrong usage"},

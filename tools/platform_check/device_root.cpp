@@ -34,7 +34,7 @@ std::string zoneFile() {
 
 }  // namespace
 
-KeptFile::KeptFile(const fs::path &file) : file_(file), kept_(file.string() + kKeptEnd) {
+KeptFile::KeptFile(const fs::path &file) : file_(file), kept_(file.string() + ".kova-platform-check") {
   if (fs::exists(fs::symlink_status(kept_))) {
     throw std::runtime_error(kept_.string() + " is left of a check that was killed: move it back to " + file_.string());
   }
@@ -55,6 +55,13 @@ KeptFile::~KeptFile() {
   if (error == std::errc::no_such_file_or_directory) fs::remove(file_, error);
 }
 
+Descriptor lockedRoot(const std::string &path) {
+  Descriptor root = openDirectory(path);
+  if (!root) throw std::system_error(errno, std::generic_category(), path);
+  if (flock(root.get(), LOCK_EX | LOCK_NB) != 0) throw std::runtime_error("another check is running on " + path);
+  return root;
+}
+
 DeviceRoot::DeviceRoot(const std::string &path, Touches touches)
     : isScratch_(path.empty()), path_(isScratch_ ? scratchDirectory() : fs::canonical(path).string()) {
   if (path_ == "/") path_.clear();
@@ -69,13 +76,6 @@ DeviceRoot::DeviceRoot(const std::string &path, Touches touches)
 DeviceRoot::~DeviceRoot() {
   std::error_code error;
   fs::remove_all(isScratch_ ? path_ : at(kOwnDirectory), error);
-}
-
-Descriptor lockedRoot(const std::string &path) {
-  Descriptor root = openDirectory(path);
-  if (!root) throw std::system_error(errno, std::generic_category(), path);
-  if (flock(root.get(), LOCK_EX | LOCK_NB) != 0) throw std::runtime_error("another check is running on " + path);
-  return root;
 }
 
 void DeviceRoot::fill() const {

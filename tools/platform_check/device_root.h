@@ -30,9 +30,8 @@ enum class Touches {
   kDevice     // the device's files and services
 };
 
-// A file of the device that rules may change. While this object lives, the file itself has another name and a copy is
-// in its place; at each moment one of the two names has the whole file.
-inline constexpr char kKeptEnd[] = ".kova-platform-check";
+// A file of the device that rules may change. While this object lives, the file itself has another name, which ends in
+// ".kova-platform-check", and a copy is in its place; at each moment one of the two names has the whole file.
 class KeptFile {
  public:
   // Throws where that cannot be.

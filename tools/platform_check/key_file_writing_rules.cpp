@@ -48,7 +48,7 @@ void writeAlternately(const Check &check, int count, const char *const values[])
   }
 }
 
-// A barrier: descendants wait until the end of this process's scope of it.
+// Children wait at it until it is opened.
 class Barrier {
  public:
   Barrier() {

@@ -18,18 +18,18 @@ std::string notEmpty(const std::string &value) {
   return value.empty() ? "must not be empty" : "";
 }
 
-constexpr char kFooter[] =
-    "Without --root the rules are checked on a scratch root, which is made, filled and removed for each of them.\n"
-    "With --root they make files in its /var/kova-platform-check, which is removed (but not a /var that was made for\n"
-    "it), and leave the rest alone. With --intrusive as well they change the device: /etc/kova.conf and\n"
-    "/etc/tarvinfo.conf, which are then as they were; entries of the scheduler, which are removed; an event in its "
-    "log;\n"
-    "a notification; a new API key, which is registered with the service and stays. What the platform makes for these\n"
-    "stays, too, such as lock files and empty directories. While such a rule is checked, the two files themselves "
-    "have\n"
-    "the names /etc/kova.conf.kova-platform-check and /etc/tarvinfo.conf.kova-platform-check: move them back where "
-    "the\n"
-    "check was killed. The device should not be in use meanwhile.";
+constexpr char kFooter[] = R"(Without --root the rules are checked on a scratch root, which is made, filled
+and removed for each of them. With --root they make files in its
+/var/kova-platform-check, which is removed (but not a /var that was made for it),
+and leave the rest alone. With --intrusive as well they change the device:
+/etc/kova.conf and /etc/tarvinfo.conf, which are then as they were; entries of
+the scheduler, which are removed; an event in its log; a notification; a new API
+key, which is registered with the service and stays. What the platform makes for
+these stays, too, such as lock files and empty directories. While such a rule is
+checked, the two files themselves have the names
+/etc/kova.conf.kova-platform-check and /etc/tarvinfo.conf.kova-platform-check:
+move them back where the check was killed. The device should not be in use
+meanwhile.)";
 
 std::string fullName(const Rule &rule) {
   return std::string(rule.function) + "/" + rule.name;

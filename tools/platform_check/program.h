@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "common/arguments.h"
+#include "common/exit_codes.h"
 #include "platform_check/rule.h"
 #include "platform_check/runner.h"
 
@@ -16,12 +17,7 @@ inline constexpr int kFindings = 1;
 inline constexpr int kWrongUsage = 2;
 inline constexpr int kNotRun = 3;
 
-struct ExitCodeMeaning {
-  int code;
-  const char *meaning;
-};
-
-inline constexpr ExitCodeMeaning kExitCodes[] = {
+inline constexpr ExitCodeMeaning<int> kExitCodes[] = {
     {kClean, "nothing was found"},
     {kFindings, "something was found"},
     {kWrongUsage, "wrong usage"},

@@ -10,16 +10,13 @@
 #include <utility>
 #include <vector>
 
+#include "common/exit_codes.h"
+
 namespace kova::cli {
 
 enum class ExitCode { kSuccess, kLocal, kUsage, kNotSignedIn, kRefused, kUnreachable, kService };
 
-struct ExitCodeMeaning {
-  ExitCode code;
-  const char *meaning;
-};
-
-inline constexpr ExitCodeMeaning kExitCodes[] = {
+inline constexpr ExitCodeMeaning<ExitCode> kExitCodes[] = {
     {ExitCode::kSuccess, "success"},
     {ExitCode::kLocal, "failure on this device"},
     {ExitCode::kUsage, "wrong usage"},
