@@ -116,17 +116,23 @@ static int digitOf(char c) {
   return found != NULL ? (int)(found - kDigits) : -1;
 }
 
+/* Its failure is 0. */
+static int failToDecode(int error) {
+  fail(error);
+  return 0;
+}
+
 int TARVEncodingBase64Decode(const char *text, size_t length, char *output, size_t *output_length) {
-  if (text == NULL || output == NULL || output_length == NULL) return fail(TLIBC_ERR_BAD_PARAMETER) + 1;
-  if (length % 4 != 0) return fail(TLIBC_ERR_DECODE_FAILED) + 1;
+  if (text == NULL || output == NULL || output_length == NULL) return failToDecode(TLIBC_ERR_BAD_PARAMETER);
+  if (length % 4 != 0) return failToDecode(TLIBC_ERR_DECODE_FAILED);
   size_t digits = length;
   while (digits > 0 && length - digits < 2 && text[digits - 1] == '=') --digits;
-  if (digits * 3 / 4 > *output_length) return fail(TLIBC_ERR_TOO_LONG) + 1;
+  if (digits * 3 / 4 > *output_length) return failToDecode(TLIBC_ERR_TOO_LONG);
   size_t written = 0;
   unsigned bits = 0;
   for (size_t i = 0; i < digits; ++i) {
     const int digit = digitOf(text[i]);
-    if (digit < 0) return fail(TLIBC_ERR_DECODE_FAILED) + 1;
+    if (digit < 0) return failToDecode(TLIBC_ERR_DECODE_FAILED);
     bits = (bits << 6 | (unsigned)digit) & 0xFFFF;
     if (i % 4 != 0) output[written++] = (char)(bits >> (6 - i % 4 * 2));
   }
