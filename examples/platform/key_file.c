@@ -202,7 +202,7 @@ static int makeLines(struct NewLines *change, const char *format) {
   return 0;
 }
 
-/* Writes the old line with this key, whose key is a part of the text, anew. */
+/* The new line for the key, which is a part of a text; NULL where it is not to be set. */
 static const char *newLineFor(const struct NewLines *change, struct Span key) {
   for (size_t i = 0; i < TLIBCSzListCount(change->keys); ++i) {
     if (isSame(key, TLIBCSzListGet(change->keys, i))) {
