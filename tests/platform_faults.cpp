@@ -147,7 +147,7 @@ int TLIBCFileSetKeys(const char *file, const TLIBCSzHash *hash, int flags, const
     const std::string text = readFile(path);
     if (text.starts_with('#')) writeFile(path, text.substr(text.find('\n') + 1));
   }
-  if (has("group-lost")) chown(path.c_str(), -1, 0);
+  if (has("group-lost") && chown(path.c_str(), -1, 0) != 0) return -1;
   if (has("open-mode")) fs::permissions(path, fs::perms{0644});
   return result;
 }
