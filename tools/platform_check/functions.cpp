@@ -2,6 +2,8 @@
 
 #include <dlfcn.h>
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 
@@ -22,9 +24,13 @@ void *load(const std::string &path) {
   flags |= RTLD_DEEPBIND;
 #endif
   // Without a slash the system's directories would be searched.
-  void *library = dlopen(std::filesystem::absolute(path).c_str(), flags);
-  if (library == nullptr) throw std::runtime_error(std::string("cannot load the platform: ") + dlerror());
-  return library;
+  const std::filesystem::path file = std::filesystem::absolute(path);
+  if (void *const library = dlopen(file.c_str(), flags)) return library;
+  const std::string error = dlerror();
+  // Of a library for another processor the loader says that it is not there.
+  const bool isOther = error.starts_with(file.string()) && error.ends_with(std::strerror(ENOENT)) && exists(file);
+  throw std::runtime_error("cannot load the platform: " +
+                           (isOther ? file.string() + " is for another processor" : error));
 }
 
 // The library's function, or where there is no library the one that this program is linked with.

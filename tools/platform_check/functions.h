@@ -35,6 +35,16 @@ struct MissingFunction {
   const char *name;
 };
 
+// For destructors, which may not throw: a call that does nothing where the platform lacks the function.
+template <class Call>
+void callIfPresent(Call call) {
+  try {
+    call();
+  } catch (const MissingFunction &) {
+    // That it is missing is a finding of its own.
+  }
+}
+
 struct Platform {
   Functions functions;
   std::vector<std::string> missing;

@@ -45,10 +45,12 @@ class Check {
   auto succeeds(const std::string &what, Call call) const {
     const int before = otherError(TLIBC_ERR_BAD_PARAMETER);
     const auto result = call();
-    expect(!isFailure(result), what + " fails with error " + errorText(platform_.TLIBCErrGet()));
-    if (!isFailure(result) && platform_.TLIBCErrGet() != before) {
-      finding(what + " succeeds and changes the last error from " + errorText(before) + " to " +
-              errorText(platform_.TLIBCErrGet()));
+    const int after = platform_.TLIBCErrGet();
+    if (isFailure(result)) {
+      finding(what + " fails " +
+              (after == before ? "and does not set the last error" : "with error " + errorText(after)));
+    } else if (after != before) {
+      finding(what + " succeeds and changes the last error from " + errorText(before) + " to " + errorText(after));
     }
     return result;
   }
@@ -138,7 +140,9 @@ class Owned {
   Owned(Handle *handle, void (*release)(Handle *)) : handle_(handle), release_(release) {}
   Owned(const Owned &) = delete;
   Owned &operator=(const Owned &) = delete;
-  ~Owned() { release_(handle_); }
+  ~Owned() {
+    callIfPresent([&] { release_(handle_); });
+  }
   Handle *get() const { return handle_; }
 
  protected:

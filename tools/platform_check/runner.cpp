@@ -131,7 +131,9 @@ Outcome runRule(const Rule &rule, const Functions &functions, const DeviceRoot &
   for (std::string record; std::getline(records, record, '\0');) {
     if (record.front() == kNotJudged) outcome.notJudged = record.substr(1);
     if (record.front() == kDone) isDone = true;
-    if (record.front() == kFinding) outcome.findings.push_back(record.substr(1));
+    if (record.front() == kFinding && std::ranges::count(outcome.findings, record.substr(1)) == 0) {
+      outcome.findings.push_back(record.substr(1));
+    }
   }
   if (!status) {
     outcome.findings.push_back("does not end within " + std::to_string(seconds) + " s");

@@ -47,7 +47,9 @@ class Cleared {
   Cleared(const Cleared &) = delete;
   Cleared &operator=(const Cleared &) = delete;
   ~Cleared() {
-    for (const char *command : {kCommand, kOther}) check_->TARVScheduleRemove(command);
+    callIfPresent([&] {
+      for (const char *command : {kCommand, kOther}) check_->TARVScheduleRemove(command);
+    });
   }
 
  private:
