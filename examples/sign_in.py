@@ -86,7 +86,7 @@ def sign_in(email):
 
 
 def main(arguments):
-    if len(arguments) != 1:
+    if len(arguments) != 1 or arguments[0] == "--help":
         print(__doc__, file=sys.stderr)
         return USAGE
     try:
