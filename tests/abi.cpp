@@ -14,7 +14,7 @@
 #define FIELD(type, field, offset, ...) \
   static_assert(offsetof(type, field) == (offset) && std::is_same_v<decltype(type::field), __VA_ARGS__>)
 
-constexpr int kSoname = 1;
+inline constexpr int kSoname = 1;
 constexpr std::size_t kPointer = sizeof(void *);
 
 // <kova/error.h>

@@ -81,7 +81,8 @@ void expectOldOrNew(const Write &write, int how) {
   ASSERT_EQ(attempt(write), 0);
   const std::vector<std::string> calls = state().systemCalls, order = words(write.order);
   Files after = unharmed.files();
-  EXPECT_FALSE(std::ranges::search(calls, order).empty()) << testing::PrintToString(calls);
+  EXPECT_NE(std::search(calls.begin(), calls.end(), order.begin(), order.end()), calls.end())
+      << testing::PrintToString(calls);
   ASSERT_NE(before, after);
   for (int at = 1; at <= std::ssize(calls); ++at) {
     const std::string &call = calls[static_cast<std::size_t>(at) - 1];

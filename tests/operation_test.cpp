@@ -311,7 +311,8 @@ TEST(Operations, LeaveNoSecretInMemory) {
 }
 
 TEST(Operations, RefuseMissingArguments) {
-  for (const auto &[x, y] : {std::pair<const char *, const char *>{nullptr, "y"}, {"x", nullptr}}) {
+  for (const char *x : {static_cast<const char *>(nullptr), "x"}) {
+    const char *y = x == nullptr ? "y" : nullptr;
     const std::pair<const char *, Call> calls[] = {
         {kAuthen, [=](Value &v) { return TARVKOVAAccountAuthen(x, y, nullptr, v); }},
         {kLogin, [=](Value &v) { return TARVKOVAAccountLogin(x, y, v, false); }},

@@ -1,3 +1,5 @@
+#undef _FORTIFY_SOURCE                      // which defines some of what is replaced here
+#pragma GCC diagnostic ignored "-Wvarargs"  // libcurl's functions of several arguments begin with an enumeration
 #include "support/hooks.h"
 
 #include <dirent.h>
@@ -298,7 +300,7 @@ void *__libc_malloc(size_t size) noexcept;
 void __libc_free(void *memory) noexcept;
 
 // The memory that libkova and its platform take from C. What libcurl and libc take themselves does not fail.
-void *malloc(size_t size) noexcept {
+[[gnu::noinline]] void *malloc(size_t size) noexcept {
   dl_find_object caller;
   const bool isOurs = current.sweeps && _dl_find_object(__builtin_return_address(0), &caller) == 0 &&
                       std::strstr(caller.dlfo_link_map->l_name, "libkova") != nullptr;
