@@ -29,7 +29,7 @@ namespace {
 
 // The constructors of libraries run before that of `current`, and may call what is replaced here: nothing counts then.
 int inside = 1;
-State current;
+[[gnu::init_priority(101)]] State current;  // outlasts the objects of other files
 [[maybe_unused]] const int outside = --inside;
 
 // While one of these exists, the hooks' own allocations and system calls do not count.
