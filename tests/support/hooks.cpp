@@ -159,6 +159,7 @@ void vsyslog(int priority, const char *format, va_list arguments) {
   if (priority == LOG_ERR && vasprintf(&line, format, arguments) >= 0) current.log.emplace_back(line);
   std::free(line);
 }
+// Some compilers call these in its place, and in that of others below.
 HOOK(void, __vsyslog_chk, (int priority, int, const char *format, va_list all), vsyslog(priority, format, all))
 
 // With a 32-bit `long` the C library has another function for times of 64 bits, which its header means by this name.
@@ -242,6 +243,9 @@ HOOK(int, fsync, (int), hooks::isFailing("fsync") ? -1 : 0)
   }
 OPENING_CALL(open, (const char *path, int flags, ...), (path, flags, mode))
 OPENING_CALL(openat, (int directory, const char *path, int flags, ...), (directory, path, flags, mode))
+HOOK(int, __open64_2, (const char *path, int flags), open64(path, flags))
+HOOK(int, __openat64_2, (int directory, const char *path, int flags), openat64(directory, path, flags))
+HOOK(ssize_t, __pread64_chk, (int fd, void *data, size_t size, off64_t at, size_t), pread64(fd, data, size, at))
 
 HANDLE(CURL, curl_easy_init, (), (), curl_easy_cleanup)
 HANDLE(curl_slist, curl_slist_append, (curl_slist * l, const char *t), (l, t), curl_slist_free_all)
