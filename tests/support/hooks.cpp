@@ -159,7 +159,7 @@ void vsyslog(int priority, const char *format, va_list arguments) {
   if (priority == LOG_ERR && vasprintf(&line, format, arguments) >= 0) current.log.emplace_back(line);
   std::free(line);
 }
-// Some compilers call these in its place, and in that of others below.
+// Called in its place where the compiler has arguments checked, like other names with two underscores below.
 HOOK(void, __vsyslog_chk, (int priority, int, const char *format, va_list all), vsyslog(priority, format, all))
 
 // With a 32-bit `long` the C library has another function for times of 64 bits, which its header means by this name.

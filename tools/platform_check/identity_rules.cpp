@@ -122,7 +122,7 @@ constexpr Rule kRules[] = {
        umask(0);
        const std::string key = newApiKey(check);
        const auto files = check.root.filesWith(key);
-       if (files.empty()) throw NotJudged{"no file below the root that has changed since holds the key"};
+       if (files.empty()) throw NotJudged{"no file written below the root since the check began holds the key"};
        for (const auto &file : files) {
          struct stat status = {};
          stat(file.c_str(), &status);

@@ -41,8 +41,8 @@ Run runOnStream(const Check &check, const std::string &path, const std::vector<c
   return run;
 }
 
-// Programs that cannot be started are such by the system's own word. An emulator of another processor starts them and
-// lets them end with 127.
+// Throws NotJudged where the system itself does not tell that a program cannot be started: under an emulator of another
+// processor the start succeeds, and the child ends with 127.
 void needFailedStarts() {
   pid_t child = 0;
   char *const none[] = {nullptr};
