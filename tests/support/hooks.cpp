@@ -163,7 +163,7 @@ void vsyslog(int priority, const char *format, va_list arguments) {
 HOOK(void, __vsyslog_chk, (int priority, int, const char *format, va_list all), vsyslog(priority, format, all))
 
 // With a 32-bit `long` the C library has another function for times of 64 bits, which its header means by this name.
-HOOK_AS(sizeof(time_t) > sizeof(long) ? "__time64" : "time", time_t, time, (time_t * result) noexcept,
+HOOK_AS(sizeof(time_t) > sizeof(long) ? "__time64" : "time", time_t, time, (time_t *result) noexcept,
         result == nullptr && current.now ? *current.now : real(result))
 // The fuzzer has a thread of its own that sleeps.
 HOOK(unsigned, sleep, (unsigned n), gettid() != getpid() ? real(n) : (current.pauses.push_back(n), 0U))

@@ -91,9 +91,8 @@ std::optional<Account> findAccount(SQLite::Database &database, const std::string
 
 std::optional<Account> findAccountByKovaId(SQLite::Database &database, std::string_view kovaId) {
   int64_t number = 0;
-  const char *end = kovaId.data() + kovaId.size();
-  const auto [parsed, error] = std::from_chars(kovaId.data(), end, number);
-  if (error != std::errc() || parsed != end || number < kFirstKovaId) return std::nullopt;
+  const auto [end, error] = std::from_chars(kovaId.data(), kovaId.data() + kovaId.size(), number);
+  if (error != std::errc() || end != kovaId.data() + kovaId.size() || number < kFirstKovaId) return std::nullopt;
   return findWhere(database, " WHERE id = ?", number - kFirstKovaId);
 }
 

@@ -9,7 +9,7 @@
 namespace kova::center {
 
 inline void writeDiagnostic(std::string_view message) {
-  std::cerr << "kovacenter: " << printable(message) << std::endl;
+  std::cerr << "kovacenter: " << printable(message) << '\n';
 }
 
 }  // namespace kova::center

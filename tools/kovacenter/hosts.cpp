@@ -1,8 +1,7 @@
 #include "kovacenter/hosts.h"
 
-#include <strings.h>
-
 #include <algorithm>
+#include <cctype>
 #include <cstddef>
 #include <iterator>
 
@@ -21,7 +20,7 @@ std::span<const std::string_view> hostNames() {
 
 HostKind kindOfHost(std::string_view host) {
   const auto *found = std::ranges::find_if(kHosts, [&](std::string_view name) {
-    return name.size() == host.size() && strncasecmp(name.data(), host.data(), name.size()) == 0;
+    return std::ranges::equal(name, host, {}, {}, [](unsigned char each) { return std::tolower(each); });
   });
   if (found == std::end(kHosts)) return HostKind::kNone;
   return found - kHosts < kFirstHosts ? HostKind::kFirst : HostKind::kService;

@@ -52,7 +52,7 @@ std::string readPassword(const std::filesystem::path &file) {
     const NoEcho noEcho;
     std::cerr << "Password: " << std::flush;
     std::getline(std::cin, password);
-    std::cerr << std::endl;
+    std::cerr << '\n';
   } else {
     std::getline(std::cin, password);
   }

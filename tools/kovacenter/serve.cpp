@@ -149,7 +149,8 @@ void runUntilSignal(const State &state, const ServeOptions &options, OnReady onR
   const Signals signals;
   const Running service(state, options);
   std::cout << "kovacenter, for development only, on the loopback only: https port " << service.ports().https
-            << ", proxy " << proxyUrl(service.ports()) << std::endl;
+            << ", proxy " << proxyUrl(service.ports()) << '\n'
+            << std::flush;
   onReady();
   while (signals.wait().si_signo == SIGCHLD) continue;
 }
@@ -176,7 +177,7 @@ int serveInBackground(const State &state, const ServeOptions &options) {
   }
   setsid();
   runUntilSignal(state, options, [&] {
-    std::cout << "stop it with: kovacenter stop --state " << quoted(state.directory().string()) << std::endl;
+    std::cout << "stop it with: kovacenter stop --state " << quoted(state.directory().string()) << '\n' << std::flush;
     leaveTerminal(state.log());
     writeAll(writing.get(), "\n");
   });

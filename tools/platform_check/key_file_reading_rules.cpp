@@ -46,9 +46,7 @@ constexpr Rule kRules[] = {
               {"h", "a\"b\""}});
      }},
     {"TLIBCFileGetKeys", "blanks", "blanks before key, separator and value, and behind a quote, do not count",
-     [](const Check &check) {
-       reads(check, "  a \t = \t 1\n\tb\t=\t\"2\" \t\n", {{"a", "1"}, {"b", "2"}});
-     }},
+     [](const Check &check) { reads(check, "  a \t = \t 1\n\tb\t=\t\"2\" \t\n", {{"a", "1"}, {"b", "2"}}); }},
     {"TLIBCFileGetKeys", "skipped", "comments, blank lines and lines without an entry are skipped",
      [](const Check &check) {
        reads(check, "#a=1\n  # b=2\n\n \t\nc\nd=\"open\ne=5\n",
@@ -61,9 +59,7 @@ constexpr Rule kRules[] = {
               {"E", "(absent)"}});
      }},
     {"TLIBCFileGetKeys", "last", "the last line of a key counts",
-     [](const Check &check) {
-       reads(check, "a=\"1\"\nb=1\na=\"2\"\n#a=3\na=\"open\n", {{"a", "2"}, {"b", "1"}});
-     }},
+     [](const Check &check) { reads(check, "a=\"1\"\nb=1\na=\"2\"\n#a=3\na=\"open\n", {{"a", "2"}, {"b", "1"}}); }},
     {"TLIBCFileGetKeys", "line-ends", "lines end with LF, CRLF or CR, the last one also with nothing",
      [](const Check &check) {
        reads(check, "a=1\nb=2\r\nc=\"3\"\r\nd=4\re=\"5\"",

@@ -213,9 +213,8 @@ constexpr Rule kRules[] = {
      }},
     {"TLIBCFileSetKeys", "no-directory", "a file whose directory is absent is a failure",
      [](const Check &check) {
-       check.fails("a call", TLIBC_ERR_NONE, [&] {
-         return setKeys(check, {{"a", "1"}}, std::string(kOwnDirectory) + "/absent/keys.conf");
-       });
+       check.fails("a call", TLIBC_ERR_NONE,
+                   [&] { return setKeys(check, {{"a", "1"}}, std::string(kOwnDirectory) + "/absent/keys.conf"); });
      }},
     {"TLIBCFileSetKeys", "null", "null is a failure",
      [](const Check &check) {

@@ -140,7 +140,7 @@ int Program::checkPlatform(const std::vector<Rule> &rules) {
     each["seen"] = text;
     if (json_) return;
     const std::string judged = array == std::string_view("findings") ? "" : "not judged: ";
-    std::cout << printable(judged + function + "/" + rule + ": " + sentence + ": " + text) << std::endl;
+    std::cout << printable(judged + function + "/" + rule + ": " + sentence + ": " + text) << '\n' << std::flush;
   };
   for (const std::string &name : platform.missing) {
     add("findings", name, "exported", "the library exports every function", "it is missing");

@@ -59,7 +59,7 @@ std::string contentOf(const Descriptor &file) {
   const rlimit largest{kLargestFile, kLargestFile};
   if (root.isScratch() || rule.touches == Touches::kOwnFiles) setrlimit(RLIMIT_FSIZE, &largest);
   const Descriptor nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
-  dup2(nothing.get(), STDIN_FILENO);
+  if (nothing.get() >= 0) dup2(nothing.get(), STDIN_FILENO);
   for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) dup2(output, stream);
   setenv("KOVA_DEVICE_ROOT", root.path().c_str(), 1);
   const Check check(functions, root, report);

@@ -149,9 +149,8 @@ Report doctor() {
   ServerConfig config = {};
   if (TARVKOVAServerConfigGet(&config) < 0) throw libraryFailure();
   const std::optional<Proxy> proxy = findProxy();
-  const Probes probes = callWithSpinner([&] {
-    return Probes{probeHost(config.first_url, proxy), probeHost(config.service_url, proxy)};
-  });
+  const Probes probes =
+      callWithSpinner([&] { return Probes{probeHost(config.first_url, proxy), probeHost(config.service_url, proxy)}; });
 
   const std::vector<Check> checks = allChecks(proxy, probes);
   const std::vector<Result> results = makeChecks(checks);
