@@ -74,6 +74,7 @@ void Table::writeLists(std::ostream &out, std::size_t width) const {
   const char *separator = "";
   forEachRow_([&](const TableRow &row) {
     std::vector<std::pair<std::string, std::string>> fields;
+    fields.reserve(columns_.size());
     for (std::size_t i = 0; i < columns_.size(); ++i) fields.emplace_back(columns_[i].title, row[i]);
     out << separator << fieldList(width, fields);
     separator = "\n";
