@@ -19,9 +19,9 @@ std::span<const std::string_view> hostNames() {
 }
 
 HostKind kindOfHost(std::string_view host) {
-  const auto *found = std::ranges::find_if(kHosts, [&](std::string_view name) {
-    return std::ranges::equal(name, host, {}, {}, [](unsigned char each) { return std::tolower(each); });
-  });
+  const auto lower = [](unsigned char each) { return std::tolower(each); };
+  const auto *found = std::ranges::find_if(
+      kHosts, [&](std::string_view name) { return std::ranges::equal(name, host, {}, lower, lower); });
   if (found == std::end(kHosts)) return HostKind::kNone;
   return found - kHosts < kFirstHosts ? HostKind::kFirst : HostKind::kService;
 }
